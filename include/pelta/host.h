@@ -1,0 +1,65 @@
+#ifndef PELTA_HOST_H
+#define PELTA_HOST_H
+
+#include "export.h"
+#include "types.h"
+
+/* What the processing host supplies. libpelta calls these by name; the stand-in host libpeltahost defines them, and a host
+ * program's own definitions win over it by ordinary symbol resolution. */
+
+PELTA_BEGIN_C
+
+/* Smallest valid length of a real transform that is at least nmin: 2 L, L a product of mutually prime factors out of
+ * 2, 3, 4, 5, 7, 8, 9, 11, 13, 16; past the largest such length (1441440) the smallest even length without a prime factor
+ * above 7. For nmin of 2 or less: 2. */
+PELTA_API int npfar(int nmin);
+
+/* Real to complex transform, not scaled: cz[k] = sum over j of rz[j] exp(isign 2 pi i j k / n), k = 0 .. n/2.
+ *   n   even, at least 2      rz  [n], kept      cz  [n/2 + 1], must not overlap rz
+ * The imaginary parts of bins 0 and n/2 are 0. Safe to call from several threads, as are all transforms. */
+PELTA_API void pfarc(int isign, int n, float* rz, peltaComplex* cz);
+
+/* Complex to real transform, not scaled, the inverse of pfarc up to the factor n when called with the opposite sign.
+ *   cz  [n/2 + 1], kept; the imaginary parts of bins 0 and n/2 are ignored      rz  [n] */
+PELTA_API void pfacr(int isign, int n, peltaComplex* cz, float* rz);
+
+/* Complex transform in place, not scaled: n bins. */
+PELTA_API void pfacc(int isign, int n, peltaComplex* cz);
+
+/* z = x * y (convolution), each series given with its length and the index of its first sample; samples outside a series
+ * count as 0. z must not overlap x or y. The terms of an output sample are added in ascending order of x's index. */
+PELTA_API void conv(int lx, int ifx, float* x, int ly, int ify, float* y, int lz, int ifz, float* z);
+
+/* Reads a uniformly sampled series at nxout arbitrary positions by 8-point sinc interpolation.
+ *   nxin, dxin, fxin  samples, interval and first position of yin
+ *   yinl, yinr        values left and right of the series
+ *   xout [nxout]      positions      yout [nxout]  receives the values
+ * Exact at sample positions. Positions less than 8 samples outside see the series extended by yinl or yinr; further out
+ * they get that value. */
+PELTA_API void ints8r(int nxin, float dxin, float fxin, float* yin, float yinl, float yinr, int nxout, float* xout,
+                      float* yout);
+
+/* Sorts n floats ascending, in place; NaNs come last. */
+PELTA_API void qksort(int n, float* a);
+
+/* Reorders the indices i[0 .. n-1] so that a[i[m]] is the m-th smallest (m from 0), nothing before it is larger and nothing
+ * behind it is smaller; a itself is kept. NaNs count as largest. */
+PELTA_API void qkifind(int m, int n, float* a, int* i);
+
+/* Finds the index with ax[index] <= x < ax[index + 1] in an ascending array of nx values: 0 when x is below ax[0], nx - 1
+ * when at or above the last. The search starts from the index given. */
+PELTA_API void xindex(int nx, float* ax, float x, int* index);
+
+/* Sets n entries of a, stride apart, to 0. */
+PELTA_API void vclr_(float* a, int* stride, int* n);
+
+/* c[k * ic] = |a[k * ia] + i a[k * ia + 1]|, k = 0 .. n-1; strides in floats. */
+PELTA_API void cvabs_(float* a, int* ia, float* c, int* ic, int* n);
+
+/* The host's tables. The stand-in numbers the header entries in their order of declaration and leaves the texts empty. */
+extern PELTA_API stdHdrStruct* stdHdr;
+extern PELTA_API globalCharStruct* globalChar;
+
+PELTA_END_C
+
+#endif

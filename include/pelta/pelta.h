@@ -1,0 +1,32 @@
+#ifndef PELTA_PELTA_H
+#define PELTA_PELTA_H
+
+/* Everything in the library. What all its functions share:
+ *
+ * - A trace is an array of float, one value per sample; work is done in place unless an output array is named.
+ * - Times and sample intervals are in milliseconds, frequencies in hertz, velocities in the offset's unit per the time unit
+ *   of the sample interval.
+ * - A pick is a zero-based sample index, 0 meaning no pick.
+ * - A count of zero or less does nothing. Arguments are not validated beyond what a declaration says.
+ * - Pointer parameters carry no const: that is the published interface. What is only read is said to be kept.
+ * - An int result is 0 for success unless a declaration says otherwise. Nothing throws, and messages go to standard output.
+ * - Classes allocate their work arrays in the constructor and none per trace; an object belongs to one thread at a time.
+ *   Flat functions may run in several threads on distinct arrays, but for bandPassFilter and applyBandPassFilter, which
+ *   share one filter. */
+
+#include "export.h"
+#include "types.h"
+
+#include "formats.h"
+#include "statistics.h"
+#include "spectrum.h"
+#include "bandpassfilter.h"
+#include "normalmoveout.h"
+#include "peltaagc.h"
+#include "fbpicker.h"
+#include "arpicker.h"
+#include "spdpicker.h"
+#include "fileio.h"
+#include "cummlative.h"
+
+#endif
