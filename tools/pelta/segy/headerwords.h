@@ -1,0 +1,47 @@
+#ifndef PELTA_TOOL_HEADERWORDS_H
+#define PELTA_TOOL_HEADERWORDS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace pelta::segy {
+
+enum class ByteOrder { big, little };
+
+/* A two's complement word of 1, 2 or 4 bytes, or of 8, by its one-based first byte in its header. */
+struct HeaderWord {
+    int position = 0;
+    int size = 0;
+    bool operator==(const HeaderWord&) const = default;
+};
+
+std::int64_t readWord(const unsigned char* header, HeaderWord word, ByteOrder order);
+/* False, and nothing written, when the value does not fit the word. */
+bool writeWord(unsigned char* header, HeaderWord word, ByteOrder order, std::int64_t value);
+
+/* The words of the 240-byte trace header by name; any of them can be told to stand elsewhere. Names and standard places:
+ *   trace 1:4 (in the line), trace_in_file 5:4, record 9:4, channel 13:4, source 17:4, cdp 21:4, trace_in_cdp 25:4,
+ *   trace_type 29:2, offset 37:4, receiver_elevation 41:4, source_elevation 45:4, source_depth 49:4, elevation_scalar 69:2,
+ *   coordinate_scalar 71:2, source_x 73:4, source_y 77:4, receiver_x 81:4, receiver_y 85:4, coordinate_units 89:2,
+ *   source_static 99:2, receiver_static 101:2, total_static 103:2, delay 109:2, mute_start 111:2, mute_end 113:2,
+ *   samples 115:2, interval 117:2, cdp_x 181:4, cdp_y 185:4, inline 189:4, crossline 193:4, time_scalar 215:2,
+ *   and pick, which has no place until it is given one. */
+class HeaderMap {
+  public:
+    /* Takes "offset=37:4,record=9:4"; fails (UsageError) on unknown names (with the nearest known one), sizes other than
+     * 1, 2, 4 or 8, words beyond the header. */
+    void remap(std::string_view assignments);
+    /* The word of a name, or of a place given as "37:4"; nothing for a name without a place. Fails on unknown names. */
+    std::optional<HeaderWord> find(std::string_view name) const;
+    static std::vector<std::string> names();
+
+  private:
+    std::vector<std::pair<std::string, HeaderWord>> _moved;
+};
+
+}
+
+#endif

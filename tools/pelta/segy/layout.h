@@ -1,0 +1,71 @@
+#ifndef PELTA_TOOL_LAYOUT_H
+#define PELTA_TOOL_LAYOUT_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "segy/headerwords.h"
+
+namespace pelta::segy {
+
+inline constexpr int textHeaderBytes = 3200;
+inline constexpr int binaryHeaderBytes = 400;
+inline constexpr int traceHeaderBytes = 240;
+
+/* Sample formats by their code in the binary header. */
+enum class SampleFormat { ibm = 1, int32 = 2, int16 = 3, ieee = 5, int8 = 8 };
+int bytesPerSample(SampleFormat format);
+const char* nameOf(SampleFormat format);
+/* "ibm", "ieee", "int8", "int16", "int32" or the code; fails (UsageError) on others. */
+SampleFormat formatNamed(std::string_view name);
+
+enum class TextEncoding { ebcdic, ascii };
+
+/* What the user says against or beyond the file: --samples, --interval, --format, --endian, --map. */
+struct Overrides {
+    std::optional<std::int64_t> samples;
+    std::optional<double> intervalMs;
+    std::optional<SampleFormat> format;
+    std::optional<ByteOrder> byteOrder;
+    HeaderMap words;
+};
+
+/* How a file is built, after overrides. */
+struct Layout {
+    ByteOrder byteOrder = ByteOrder::big;
+    TextEncoding textEncoding = TextEncoding::ebcdic;
+    SampleFormat format = SampleFormat::ibm;
+    std::int64_t sampleCount = 0;
+    double intervalMs = 0.0;
+    int revisionMajor = 0, revisionMinor = 0;
+    std::int64_t extendedTextHeaders = 0;   /* as found, where the file leaves their number open */
+    int extraTraceHeaders = 0;              /* 240-byte headers behind the first of every trace, revision 2 */
+    std::int64_t firstTraceByte = 3600;
+    bool isFeet = false;
+    HeaderMap words;
+
+    double metresPerUnit() const { return isFeet ? 0.3048 : 1.0; }
+    std::int64_t headerBytesPerTrace() const { return std::int64_t{traceHeaderBytes} * (1 + extraTraceHeaders); }
+    std::int64_t traceBytes() const { return headerBytesPerTrace() + sampleCount * bytesPerSample(format); }
+};
+
+/* Everything before the first trace, as it stands in the file: text header, binary header, extended text headers. */
+using Preamble = std::vector<unsigned char>;
+
+/* Reads layout out of the first 3,600 bytes and what the first trace header says (traceHeader may be null). Pure: takes any
+ * bytes. Fails (Failure) with one line that names the byte, the value, what was expected and the option that helps.
+ *   fileSize  in bytes where known, which helps to find out contradictory words; otherwise nothing
+ *   warnings  receives one line for each word that was found wrong and overruled by a better source */
+Layout readLayout(const unsigned char* header3600, const unsigned char* traceHeader, std::optional<std::int64_t> fileSize,
+                  const Overrides& overrides, const std::string& fileName, std::vector<std::string>& warnings);
+
+/* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as ASCII. */
+std::vector<std::string> textLines(const Preamble& preamble, const Layout& layout, int header = 0);
+/* Replaces line (0 .. 39) of the text header, in the file's own encoding. */
+void setTextLine(Preamble& preamble, const Layout& layout, int line, std::string_view text);
+
+}
+
+#endif

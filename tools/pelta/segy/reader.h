@@ -1,0 +1,52 @@
+#ifndef PELTA_TOOL_READER_H
+#define PELTA_TOOL_READER_H
+
+#include <pelta/fileio.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "segy/trace.h"
+
+namespace pelta::segy {
+
+struct ReadOptions {
+    Overrides overrides;
+    bool salvage = false;   /* a truncated last trace: take the whole ones with a warning instead of failing */
+};
+
+/* Reads a SEG-Y file, or standard input ("-"), from front to back in large blocks; memory does not grow with the file. */
+class Reader {
+  public:
+    Reader(std::string name, ReadOptions options);
+    ~Reader();
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+
+    const std::string& name() const;
+    const Layout& layout() const;
+    const Preamble& preamble() const;
+    /* Lines about words that contradict one another and how they were read. */
+    const std::vector<std::string>& warnings() const;
+    /* Whole traces in the file; nothing for a pipe. */
+    std::optional<std::int64_t> traceCount() const;
+    /* File size in bytes; nothing for a pipe. */
+    std::optional<std::int64_t> fileSize() const;
+    /* Bytes of a truncated last trace, known once the end was reached (at once for a file). */
+    std::int64_t truncatedBytes() const;
+
+    /* The next trace with its bytes (not decoded); false at the end. Reuses the trace's arrays. */
+    bool next(Trace& trace);
+    /* Goes to a trace by its position; fails on a pipe. */
+    void seek(std::int64_t traceNumber);
+
+  private:
+    struct Inside;
+    std::unique_ptr<Inside> _inside;
+};
+
+}
+
+#endif

@@ -1,0 +1,39 @@
+#ifndef PELTA_TOOL_FAILURE_H
+#define PELTA_TOOL_FAILURE_H
+
+#include <fmt/format.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace pelta {
+
+/* The data or the work failed: one line that says what, where in the file, what was expected and which option helps.
+ * Ends the command with status 1. */
+class Failure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/* The command was called wrongly: status 2. */
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+template <class... Arguments>
+[[noreturn]] void fail(fmt::format_string<Arguments...> text, Arguments&&... arguments) {
+    throw Failure(fmt::format(text, std::forward<Arguments>(arguments)...));
+}
+
+template <class... Arguments>
+[[noreturn]] void failUsage(fmt::format_string<Arguments...> text, Arguments&&... arguments) {
+    throw UsageError(fmt::format(text, std::forward<Arguments>(arguments)...));
+}
+
+/* One line on standard error that begins "pelta: warning: "; the work goes on. Safe to call from several threads. */
+void warn(const std::string& text);
+
+}
+
+#endif
