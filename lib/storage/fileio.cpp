@@ -1,0 +1,102 @@
+#include <pelta/fileio.h>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/types.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include "transfer.h"
+
+static_assert(sizeof(off_t) == 8, "files beyond 2 GiB need 64-bit offsets in both word sizes");
+
+namespace {
+
+/* What Linux moves in one call at most; also the largest count that a result can carry. */
+constexpr unsigned long longestTransfer = 0x7ffff000;
+
+void report(const char* action, const char* fileName) {
+    std::printf("\nError %s file: %s\nmessage: %s\n\n", action, fileName, std::strerror(errno));
+    std::fflush(stdout);
+}
+
+/* Kept on purpose: an existing file is not truncated, so that a longer one keeps its tail. */
+int openDescriptor(const char* fileName, bool forWriting) {
+    const int descriptor = ::open(fileName, forWriting ? O_WRONLY | O_CREAT : O_RDONLY, 0666);
+    if (descriptor != 0) return std::max(descriptor, 0);
+    // A program whose standard input is closed gets number 0, which the record takes for "not open".
+    ::close(descriptor);
+    errno = EBADF;
+    return 0;
+}
+
+/* Bytes of the next line, 0 at the end of the stream, -1 on an error. */
+int readLine(std::FILE* stream, char* line, unsigned long capacity) {
+    if (capacity == 0) return 0;
+    const int bounded = static_cast<int>(std::min<unsigned long>(capacity, INT_MAX));
+    if (std::fgets(line, bounded, stream)) return static_cast<int>(std::strlen(line));
+    return std::ferror(stream) && !std::feof(stream) ? -1 : 0;
+}
+
+/* Bytes of the text, -1 on an error. */
+int writeText(std::FILE* stream, const char* text) {
+    if (std::fputs(text, stream) < 0) return -1;
+    return static_cast<int>(std::min<std::size_t>(std::strlen(text), INT_MAX));
+}
+
+int nothingOpen() {
+    errno = EBADF;
+    return -1;
+}
+
+}
+
+int fileOpen(fileIOStruct* f, int mode, int type) {
+    const bool forWriting = mode != 0;
+    f->iFile = 0;
+    f->fp = nullptr;
+    if (type != 0) f->fp = std::fopen(f->cFileName, forWriting ? "w" : "r");
+    else f->iFile = openDescriptor(f->cFileName, forWriting);
+    if (f->fp || f->iFile != 0) return 1;
+    report("opening", f->cFileName);
+    return 0;
+}
+
+int fileClose(fileIOStruct* f) {
+    if (f->iFile != 0) {
+        ::close(f->iFile);
+        f->iFile = 0;
+    } else if (f->fp) {
+        std::fclose(f->fp);
+        f->fp = nullptr;
+    }
+    return 1;
+}
+
+int fileRead(fileIOStruct* f, char* data, unsigned long maxlen) {
+    const int count = f->iFile != 0 ? static_cast<int>(readOnce(f->iFile, data, maxlen))
+                      : f->fp       ? readLine(f->fp, data, maxlen)
+                                    : nothingOpen();
+    if (count < 0) report("reading", f->cFileName);
+    return count;
+}
+
+/* Kept on purpose: writing nothing counts as a failure. */
+int fileWrite(fileIOStruct* f, char* data, unsigned long maxlen) {
+    const int count = f->iFile != 0 ? static_cast<int>(writeAll(f->iFile, data, std::min(maxlen, longestTransfer)))
+                      : f->fp       ? writeText(f->fp, data)
+                                    : nothingOpen();
+    if (count <= 0) report("writing", f->cFileName);
+    return count;
+}
+
+void fileFlush(fileIOStruct* f) {
+    // Kept on purpose: a descriptor gets device-control request 2, which most devices refuse; write leaves nothing to flush.
+    constexpr unsigned long flushRequest = 2;
+    if (f->iFile != 0) ::ioctl(f->iFile, flushRequest, 0L);
+    else if (f->fp) std::fflush(f->fp);
+}

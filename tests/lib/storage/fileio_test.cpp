@@ -1,0 +1,502 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pelta/fileio.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+
+/* The library's system calls go through this program, which can watch and disturb them. */
+namespace {
+struct SystemCalls {
+    int interruptedReads = 0, interruptedWrites = 0;  // how many calls still fail with EINTR
+    std::size_t longestWrite = SIZE_MAX;              // a longer write is cut to this
+    std::vector<std::size_t> askedReads;              // lengths as asked for, of watched descriptors
+    std::vector<std::size_t> askedWrites;
+    std::vector<std::vector<long>> controls;  // descriptor, request, argument
+    int watched = -1;
+} systemCalls;
+}
+
+#define INTERPOSED extern "C" __attribute__((visibility("default")))
+
+INTERPOSED ssize_t read(int descriptor, void* bytes, size_t length) {
+    if (descriptor == systemCalls.watched) {
+        systemCalls.askedReads.push_back(length);
+        if (systemCalls.interruptedReads > 0) return --systemCalls.interruptedReads, errno = EINTR, -1;
+    }
+    return syscall(SYS_read, descriptor, bytes, length);
+}
+
+INTERPOSED ssize_t write(int descriptor, const void* bytes, size_t length) {
+    if (descriptor == systemCalls.watched) {
+        systemCalls.askedWrites.push_back(length);
+        if (systemCalls.interruptedWrites > 0) return --systemCalls.interruptedWrites, errno = EINTR, -1;
+        length = std::min(length, systemCalls.longestWrite);
+    }
+    return syscall(SYS_write, descriptor, bytes, length);
+}
+
+INTERPOSED int ioctl(int descriptor, unsigned long request, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, request);
+    const long argument = va_arg(arguments, long);
+    va_end(arguments);
+    systemCalls.controls.push_back({descriptor, static_cast<long>(request), argument});
+    return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+}
+
+namespace {
+
+enum Mode { forReading = 0, forWriting = 1 };
+enum Type { descriptor = 0, stream = 1 };
+
+std::string message(const char* action, const std::string& fileName, int error) {
+    return std::string("\nError ") + action + " file: " + fileName + "\nmessage: " + strerror(error) + "\n\n";
+}
+
+class FileIO : public testing::Test {
+  protected:
+    void SetUp() override { systemCalls = {}; }
+    void TearDown() override { fileClose(&file); }
+
+    int open(const std::string& name, int mode, int type) {
+        name_ = name;
+        file.cFileName = name_.data();
+        const int result = fileOpen(&file, mode, type);
+        if (file.iFile > 0) systemCalls.watched = file.iFile;
+        return result;
+    }
+
+    ScratchFolder folder;
+    const std::string path = folder.file("line.dat");
+    fileIOStruct file = {};
+
+  private:
+    std::string name_;
+};
+
+TEST_F(FileIO, RoundTripsBytesThroughADescriptor) {
+    std::string bytes(100000, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 31);
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    EXPECT_GT(file.iFile, 0);
+    EXPECT_EQ(file.fp, nullptr);
+    EXPECT_EQ(fileWrite(&file, bytes.data(), bytes.size()), 100000);
+    EXPECT_EQ(fileClose(&file), 1);
+
+    std::string back(100000, '?');
+    ASSERT_EQ(open(path, forReading, descriptor), 1);
+    EXPECT_EQ(fileRead(&file, back.data(), 60000), 60000);
+    EXPECT_EQ(fileRead(&file, back.data() + 60000, 60000), 40000);
+    EXPECT_EQ(fileRead(&file, back.data(), 60000), 0);
+    EXPECT_EQ(back, bytes);
+}
+
+TEST_F(FileIO, ReadsAStreamLineByLineWithTheLineEnds) {
+    writeFile(path, "first\n\nthird line\nlast without its end");
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    EXPECT_NE(file.fp, nullptr);
+    EXPECT_EQ(file.iFile, 0);
+    char line[80];
+    for (const char* expected : {"first\n", "\n", "third line\n", "last without its end"}) {
+        EXPECT_EQ(fileRead(&file, line, sizeof line), static_cast<int>(strlen(expected)));
+        EXPECT_STREQ(line, expected);
+    }
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 0);
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 0);
+    EXPECT_STREQ(line, "last without its end");
+}
+
+TEST_F(FileIO, SplitsALineThatIsLongerThanTheBuffer) {
+    writeFile(path, "abcdefgh\n");
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    char line[6];
+    for (const char* expected : {"abcde", "fgh\n"}) {
+        EXPECT_EQ(fileRead(&file, line, 6), static_cast<int>(strlen(expected)));
+        EXPECT_STREQ(line, expected);
+    }
+}
+
+TEST_F(FileIO, ReadsNothingFromAStreamIntoNoRoom) {
+    writeFile(path, "line\n");
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    char line[8] = "before";
+    EXPECT_EQ(fileRead(&file, line, 0), 0);
+    EXPECT_STREQ(line, "before");
+    EXPECT_EQ(fileRead(&file, line, 1), 0);
+    EXPECT_STREQ(line, "");
+    EXPECT_EQ(fileRead(&file, line, 8), 5);
+}
+
+TEST_F(FileIO, CountsALineUpToItsFirstNul) {
+    writeFile(path, std::string("ab\0cd\nnext\n", 11));
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    char line[16];
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 2);
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 5);
+    EXPECT_STREQ(line, "next\n");
+}
+
+TEST_F(FileIO, TakesLineLengthsBeyondTheIntRange) {
+    writeFile(path, "one\ntwo\nthree\nfour\n");
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    char line[16];
+    EXPECT_EQ(fileRead(&file, line, static_cast<unsigned long>(INT_MAX) + 1), 4);
+    EXPECT_STREQ(line, "one\n");
+    EXPECT_EQ(fileRead(&file, line, ULONG_MAX), 4);
+    EXPECT_STREQ(line, "two\n");
+    EXPECT_EQ(fileRead(&file, line, static_cast<unsigned long>(UINT_MAX - 2)), 6);
+    EXPECT_STREQ(line, "three\n");
+}
+
+TEST_F(FileIO, WritesAStringToAStreamWhateverLengthIsGiven) {
+    ASSERT_EQ(open(path, forWriting, stream), 1);
+    char text[] = "SP 101\n", longer[] = "SP 102, longer\n";
+    EXPECT_EQ(fileWrite(&file, text, 1000), 7);
+    EXPECT_EQ(fileWrite(&file, longer, 0), 15);
+    EXPECT_EQ(fileWrite(&file, text, 2), 7);
+    EXPECT_EQ(fileClose(&file), 1);
+    EXPECT_EQ(contentsOf(path), "SP 101\nSP 102, longer\nSP 101\n");
+}
+
+TEST_F(FileIO, CreatesFilesThatEverybodyMayReadAndWriteLessTheUmask) {
+    const mode_t before = umask(0);
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    umask(before);
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0666u);
+}
+
+TEST_F(FileIO, LeavesTheTailOfALongerFileThatADescriptorWritesOver) {
+    writeFile(path, "0123456789");
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    char bytes[] = "abc";
+    EXPECT_EQ(fileWrite(&file, bytes, 3), 3);
+    fileClose(&file);
+    EXPECT_EQ(contentsOf(path), "abc3456789");
+}
+
+TEST_F(FileIO, EmptiesALongerFileThatAStreamWritesOver) {
+    writeFile(path, "0123456789");
+    ASSERT_EQ(open(path, forWriting, stream), 1);
+    char text[] = "abc";
+    EXPECT_EQ(fileWrite(&file, text, 3), 3);
+    fileClose(&file);
+    EXPECT_EQ(contentsOf(path), "abc");
+}
+
+TEST_F(FileIO, TakesAnyModeAndTypeOtherThanZero) {
+    for (int type : {-1, 7, INT_MIN}) {
+        ASSERT_EQ(open(path, -3, type), 1);
+        EXPECT_NE(file.fp, nullptr);
+        char text[] = "x";
+        EXPECT_EQ(fileWrite(&file, text, 1), 1);
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, WorksBeyondTwoGigabytes) {
+    constexpr off_t start = (off_t{1} << 32) + 5;
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    ASSERT_EQ(lseek(file.iFile, start, SEEK_SET), start);
+    char line[16] = "beyond\n";
+    EXPECT_EQ(fileWrite(&file, line, 7), 7);
+    fileClose(&file);
+    for (int type : {descriptor, stream}) {
+        ASSERT_EQ(open(path, forReading, type), 1);
+        if (file.fp) ASSERT_EQ(fseeko(file.fp, start, SEEK_SET), 0);
+        else ASSERT_EQ(lseek(file.iFile, start, SEEK_SET), start);
+        EXPECT_EQ(fileRead(&file, line, sizeof line), 7);
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, ReportsAFileThatCannotBeOpened) {
+    for (int mode : {forReading, forWriting})
+        for (int type : {descriptor, stream}) {
+            const std::string missing = folder.file("no/such");
+            file.iFile = 77;
+            file.fp = stdin;
+            int result = -1;
+            const Printed printed = printedBy([&] { result = open(missing, mode, type); });
+            EXPECT_EQ(result, 0);
+            EXPECT_EQ(printed.text, message("opening", missing, ENOENT));
+            EXPECT_EQ(printed.unflushed, 0u);
+            EXPECT_EQ(file.iFile, 0);
+            EXPECT_EQ(file.fp, nullptr);
+        }
+}
+
+TEST_F(FileIO, DoesNotCreateAFileForReading) {
+    for (int type : {descriptor, stream}) {
+        printedBy([&] { EXPECT_EQ(open(path, forReading, type), 0); });
+        EXPECT_NE(access(path.c_str(), F_OK), 0);
+    }
+}
+
+TEST_F(FileIO, ReportsAFailedRead) {
+    writeFile(path, "text\n");
+    for (int type : {descriptor, stream}) {
+        ASSERT_EQ(open(path, forWriting, type), 1);
+        char data[8];
+        int result = 0;
+        const Printed printed = printedBy([&] { result = fileRead(&file, data, sizeof data); });
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(printed.text, message("reading", path, EBADF));
+        EXPECT_EQ(printed.unflushed, 0u);
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, ReportsAFailedReadOfADirectory) {
+    const std::string name = folder.path().string();
+    for (int type : {descriptor, stream}) {
+        ASSERT_EQ(open(name, forReading, type), 1);
+        char data[8];
+        int result = 0;
+        const Printed printed = printedBy([&] { result = fileRead(&file, data, sizeof data); });
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(printed.text, message("reading", name, EISDIR));
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, ReportsAFailedWrite) {
+    writeFile(path, "text\n");
+    for (int type : {descriptor, stream}) {
+        ASSERT_EQ(open(path, forReading, type), 1);
+        char data[] = "more";
+        int result = 0;
+        const Printed printed = printedBy([&] { result = fileWrite(&file, data, 4); });
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(printed.text, message("writing", path, EBADF));
+        EXPECT_EQ(printed.unflushed, 0u);
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, ReportsAFullDevice) {
+    ASSERT_EQ(open("/dev/full", forWriting, descriptor), 1);
+    char data[] = "more";
+    const Printed printed = printedBy([&] { EXPECT_EQ(fileWrite(&file, data, 4), -1); });
+    EXPECT_EQ(printed.text, message("writing", "/dev/full", ENOSPC));
+}
+
+TEST_F(FileIO, CountsWritingNothingAsAFailure) {
+    for (int type : {descriptor, stream}) {
+        ASSERT_EQ(open(path, forWriting, type), 1);
+        char empty[] = "";
+        int result = -1;
+        const Printed printed = printedBy([&] {
+            errno = EAGAIN;  // nothing failed: the text is that of whatever failed last
+            result = fileWrite(&file, empty, 0);
+        });
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(printed.text, message("writing", path, EAGAIN));
+        EXPECT_EQ(printed.unflushed, 0u);
+        fileClose(&file);
+    }
+}
+
+TEST_F(FileIO, ReturnsAnErrorWhenNothingIsOpen) {
+    std::string name = path;
+    file.cFileName = name.data();
+    char data[] = "kept";
+    Printed printed = printedBy([&] { EXPECT_EQ(fileRead(&file, data, 4), -1); });
+    EXPECT_EQ(printed.text, message("reading", path, EBADF));
+    printed = printedBy([&] { EXPECT_EQ(fileWrite(&file, data, 4), -1); });
+    EXPECT_EQ(printed.text, message("writing", path, EBADF));
+    EXPECT_STREQ(data, "kept");
+    fileFlush(&file);
+    EXPECT_EQ(fileClose(&file), 1);
+    EXPECT_EQ(fileClose(&file), 1);
+}
+
+TEST_F(FileIO, ClosesWhatIsOpen) {
+    writeFile(path, "text");
+    ASSERT_EQ(open(path, forReading, descriptor), 1);
+    const int number = file.iFile;
+    EXPECT_EQ(fileClose(&file), 1);
+    EXPECT_EQ(file.iFile, 0);
+    EXPECT_EQ(fcntl(number, F_GETFD), -1);
+
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    const int streamNumber = fileno(file.fp);
+    EXPECT_EQ(fileClose(&file), 1);
+    EXPECT_EQ(file.fp, nullptr);
+    EXPECT_EQ(fcntl(streamNumber, F_GETFD), -1);
+}
+
+/* Runs work while descriptor 0 is free, as in a daemon that has closed its standard input. */
+template <class Work>
+void withoutStandardInput(Work work) {
+    const int kept = dup(0);
+    ::close(0);
+    work();
+    if (kept >= 0) {
+        dup2(kept, 0);
+        ::close(kept);
+    }
+}
+
+TEST_F(FileIO, TreatsDescriptorZeroAsNotOpenAndDoesNotLeaveItOpen) {
+    writeFile(path, "text");
+    int result = -1, zeroIsOpen = -1;
+    Printed printed;
+    // The capture's own file must not get number 0, so it is there first.
+    printed = printedBy([&] {
+        withoutStandardInput([&] {
+            result = open(path, forReading, descriptor);
+            zeroIsOpen = fcntl(0, F_GETFD) != -1;
+        });
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(zeroIsOpen, 0);
+    EXPECT_EQ(file.iFile, 0);
+    EXPECT_EQ(printed.text, message("opening", path, EBADF));
+}
+
+TEST_F(FileIO, LeavesAnOpenStandardInputAloneWhenNothingIsOpen) {
+    withoutStandardInput([&] {
+        writeFile(path, "text");
+        const int zero = ::open(path.c_str(), O_RDWR);
+        std::string name = path;
+        file.cFileName = name.data();
+        char data[8];
+        printedBy([&] {
+            EXPECT_EQ(fileRead(&file, data, 4), -1);
+            EXPECT_EQ(fileWrite(&file, data, 4), -1);
+        });
+        fileFlush(&file);
+        EXPECT_EQ(fileClose(&file), 1);
+        EXPECT_NE(fcntl(zero, F_GETFD), -1);
+        EXPECT_TRUE(systemCalls.controls.empty());
+    });
+    EXPECT_EQ(contentsOf(path), "text");
+}
+
+TEST_F(FileIO, UsesTheDescriptorWhenARecordHoldsBoth) {
+    writeFile(path, "from the descriptor");
+    ASSERT_EQ(open(path, forReading, descriptor), 1);
+    file.fp = fopen("/dev/null", "r");
+    char data[32];
+    EXPECT_EQ(fileRead(&file, data, 4), 4);
+    fileClose(&file);
+    EXPECT_NE(file.fp, nullptr);
+    fileClose(&file);
+    EXPECT_EQ(file.fp, nullptr);
+}
+
+TEST_F(FileIO, FlushesAStream) {
+    ASSERT_EQ(open(path, forWriting, stream), 1);
+    char text[] = "buffered";
+    EXPECT_EQ(fileWrite(&file, text, 8), 8);
+    EXPECT_EQ(contentsOf(path), "");
+    fileFlush(&file);
+    EXPECT_EQ(contentsOf(path), "buffered");
+}
+
+TEST_F(FileIO, IssuesDeviceControlRequestTwoOnADescriptor) {
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    fileFlush(&file);
+    EXPECT_EQ(systemCalls.controls, (std::vector<std::vector<long>>{{file.iFile, 2, 0}}));
+}
+
+TEST_F(FileIO, ReadsOnceAndReturnsWhatCame) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    file.iFile = systemCalls.watched = ends[0];
+    ASSERT_EQ(::write(ends[1], "abc", 3), 3);
+    char data[8];
+    EXPECT_EQ(fileRead(&file, data, 8), 3);
+    EXPECT_EQ(systemCalls.askedReads, std::vector<std::size_t>{8});
+    ::close(ends[1]);
+}
+
+TEST_F(FileIO, BeginsAgainAfterASignal) {
+    writeFile(path, "text");
+    ASSERT_EQ(open(path, forReading, descriptor), 1);
+    systemCalls.interruptedReads = 3;
+    char data[8];
+    EXPECT_EQ(fileRead(&file, data, 8), 4);
+    EXPECT_EQ(systemCalls.askedReads.size(), 4u);
+    fileClose(&file);
+
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    systemCalls.interruptedWrites = 2;
+    EXPECT_EQ(fileWrite(&file, data, 4), 4);
+    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{4, 4, 4}));
+}
+
+TEST_F(FileIO, WritesOnAfterAShortTransfer) {
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    systemCalls.longestWrite = 4;
+    char data[] = "0123456789";
+    EXPECT_EQ(fileWrite(&file, data, 10), 10);
+    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{10, 6, 2}));
+    fileClose(&file);
+    EXPECT_EQ(contentsOf(path), "0123456789");
+}
+
+/* Limits the length of files that this process writes. */
+class WithFileLimit {
+  public:
+    explicit WithFileLimit(rlim_t bytes) {
+        before_ = std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &limit_);
+        const struct rlimit limit = {bytes, limit_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~WithFileLimit() {
+        setrlimit(RLIMIT_FSIZE, &limit_);
+        std::signal(SIGXFSZ, before_);
+    }
+
+  private:
+    struct rlimit limit_;
+    void (*before_)(int);
+};
+
+TEST_F(FileIO, ReturnsWhatFittedWhenTheRestCouldNotBeWritten) {
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    char data[] = "0123456789";
+    int first = 0, second = 0;
+    const Printed printed = printedBy([&] {
+        const WithFileLimit limit(6);  // also limits the file that captures the output, so nothing may be printed yet
+        first = fileWrite(&file, data, 10);
+    });
+    EXPECT_EQ(first, 6);
+    EXPECT_EQ(printed.text, "");
+    const Printed refused = printedBy([&] {
+        systemCalls.longestWrite = 0;  // a device that takes nothing more
+        second = fileWrite(&file, data, 10);
+    });
+    EXPECT_EQ(second, 0);
+    EXPECT_NE(refused.text.find("\nError writing file: " + path + "\n"), std::string::npos);
+}
+
+TEST_F(FileIO, NeverAsksForMoreThanAResultCanCount) {
+    ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    systemCalls.longestWrite = 3;  // what is asked for is never touched beyond these bytes
+    systemCalls.interruptedWrites = 1;
+    char data[] = "abcdef";
+    // The second write fails: the limit leaves room for the first only.
+    const WithFileLimit limit(3);
+    EXPECT_EQ(fileWrite(&file, data, ULONG_MAX), 3);
+    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{2147479552u, 2147479552u, 2147479549u}));
+}
+
+}
