@@ -40,8 +40,8 @@ struct Layout {
     std::int64_t sampleCount = 0;
     double intervalMs = 0.0;
     int revisionMajor = 0, revisionMinor = 0;
-    std::int64_t extendedTextHeaders = 0;   /* as found, where the file leaves their number open */
-    int extraTraceHeaders = 0;              /* 240-byte headers behind the first of every trace, revision 2 */
+    std::int64_t extendedTextHeaders = 0; /* as found, where the file leaves their number open */
+    int extraTraceHeaders = 0;            /* 240-byte headers behind the first of every trace, revision 2 */
     std::int64_t firstTraceByte = 3600;
     bool isFeet = false;
     HeaderMap words;

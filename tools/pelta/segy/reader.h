@@ -14,7 +14,7 @@ namespace pelta::segy {
 
 struct ReadOptions {
     Overrides overrides;
-    bool salvage = false;   /* a truncated last trace: take the whole ones with a warning instead of failing */
+    bool salvage = false; /* a truncated last trace: take the whole ones with a warning instead of failing */
 };
 
 /* Reads a SEG-Y file, or standard input ("-"), from front to back in large blocks; memory does not grow with the file. */

@@ -10,11 +10,11 @@ namespace pelta::segy {
 
 /* One trace on its way. Its bytes are those of the file until a step changes the samples or a header word. */
 struct Trace {
-    std::int64_t number = 0;             /* position in the file, from 0 */
-    std::vector<unsigned char> header;   /* 240 bytes and what extra headers the layout has, in the file's byte order */
-    std::vector<unsigned char> encoded;  /* the samples as they stand in the file */
-    std::vector<float> samples;          /* filled by decode() */
-    bool samplesChanged = false;         /* encode() leaves unchanged samples' bytes alone */
+    std::int64_t number = 0;            /* position in the file, from 0 */
+    std::vector<unsigned char> header;  /* 240 bytes and what extra headers the layout has, in the file's byte order */
+    std::vector<unsigned char> encoded; /* the samples as they stand in the file */
+    std::vector<float> samples;         /* filled by decode() */
+    bool samplesChanged = false;        /* encode() leaves unchanged samples' bytes alone */
 };
 
 /* What the trace header says, scalars applied. Lengths in the file's own unit (layout.metresPerUnit()). */
@@ -23,7 +23,7 @@ struct TraceFacts {
     double offset = 0.0;
     double sourceX = 0.0, sourceY = 0.0, receiverX = 0.0, receiverY = 0.0, cdpX = 0.0, cdpY = 0.0;
     double sourceElevation = 0.0, receiverElevation = 0.0;
-    double delayMs = 0.0;                /* time of the first sample */
+    double delayMs = 0.0; /* time of the first sample */
 };
 TraceFacts readFacts(const Trace& trace, const Layout& layout);
 

@@ -1,0 +1,32 @@
+#ifndef PELTA_TOOL_COMMAND_H
+#define PELTA_TOOL_COMMAND_H
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace pelta {
+
+/* A subcommand: declared in one file under commands/ by a static CommandRegistration, and listed in CMake. The options'
+ * values live as long as the program. */
+struct Command {
+    std::string name;
+    std::string summary;
+    std::string example;
+    /* Adds options to its subcommand and returns what to do when it was called: the exit status, or a thrown Failure or
+     * UsageError. */
+    std::function<std::function<int()>(CLI::App&)> define;
+};
+
+/* All commands in their order of registration's names. */
+const std::vector<Command>& commands();
+
+struct CommandRegistration {
+    explicit CommandRegistration(Command command);
+};
+
+}
+
+#endif

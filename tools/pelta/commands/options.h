@@ -1,0 +1,52 @@
+#ifndef PELTA_TOOL_OPTIONS_H
+#define PELTA_TOOL_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+#include "flow/pipeline.h"
+#include "segy/reader.h"
+
+namespace pelta {
+
+/* Options that several subcommands share are declared here once, under one name. */
+
+/* --map, --samples, --interval, --format, --endian, --salvage: what the user says against a file. */
+class InputOptions {
+  public:
+    void add(CLI::App& app);
+    segy::ReadOptions read() const;
+
+  private:
+    std::string _map, _format, _endian;
+    std::int64_t _samples = 0;
+    double _intervalMs = 0.0;
+    bool _salvage = false;
+};
+
+/* --overwrite, --threads, --quiet, --history. */
+class WorkOptions {
+  public:
+    void add(CLI::App& app);
+    RunOptions read() const { return _options; }
+
+  private:
+    RunOptions _options;
+};
+
+/* --area and --line: whose traces the usage ledger counts. */
+class LedgerOptions {
+  public:
+    void add(CLI::App& app);
+    /* Adds traces to the ledger when PELTA_HOME or PROMAX_HOME and LOGNAME are set; warns when the ledger refuses. */
+    void record(const std::string& process, std::int64_t traces) const;
+
+  private:
+    std::string _area = "-", _line = "-";
+};
+
+}
+
+#endif

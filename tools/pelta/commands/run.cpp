@@ -1,0 +1,125 @@
+#include <fmt/format.h>
+
+#include <chrono>
+
+#include "commands/command.h"
+#include "commands/options.h"
+#include "flow/flowfile.h"
+#include "support/failure.h"
+
+namespace pelta {
+namespace {
+
+void say(const RunSummary& summary, double seconds, const std::string& output) {
+    const double rate = seconds > 0.0 ? static_cast<double>(summary.traces) / seconds : 0.0;
+    fmt::print(stderr, "pelta: {} traces in {:.2f} s ({:.0f} a second) -> {}\n", summary.traces, seconds, rate,
+               output == "-" ? "standard output" : output);
+}
+
+/* What `run` and the subcommands of single steps share: files, options, the run and what is said of it. */
+struct Job {
+    std::string input, output;
+    InputOptions inputOptions;
+    WorkOptions workOptions;
+    LedgerOptions ledgerOptions;
+    bool showsFlow = false;
+
+    void add(CLI::App& app) {
+        app.add_option("IN", input, "SEG-Y file to read; - is standard input");
+        app.add_option("OUT", output, "SEG-Y file to write; - is standard output");
+        inputOptions.add(app);
+        workOptions.add(app);
+        ledgerOptions.add(app);
+        app.add_flag("--show", showsFlow, "print the flow with every value spelt out, and do nothing else");
+    }
+
+    int run(const std::string& process, const std::vector<FlowStep>& steps) const {
+        if (showsFlow) {
+            fmt::print("{}", writeFlow(steps));
+            return 0;
+        }
+        if (input.empty() || output.empty()) failUsage("{}: IN and OUT are needed; see pelta {} --help", process, process);
+        const RunOptions options = workOptions.read();
+        const auto start = std::chrono::steady_clock::now();
+        segy::Reader reader(input, inputOptions.read());
+        for (const std::string& warning : reader.warnings()) warn(warning);
+        const RunSummary summary = runSteps(reader, steps, output, options);
+        const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+        if (summary.badSamples > 0) warn(fmt::format("{}: {} samples are NaN or infinite", input, summary.badSamples));
+        if (summary.clippedSamples > 0)
+            warn(fmt::format("{}: {} samples did not fit the {} format and were clipped", output, summary.clippedSamples,
+                             segy::nameOf(reader.layout().format)));
+        if (!options.quiet) say(summary, taken.count(), output);
+        ledgerOptions.record("pelta-" + process, summary.traces);
+        return 0;
+    }
+};
+
+std::function<int()> defineRun(CLI::App& app) {
+    auto job = std::make_shared<Job>();
+    auto flowName = std::make_shared<std::string>();
+    app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required();
+    job->add(app);
+    return [=] { return job->run("run", readFlowFile(*flowName)); };
+}
+
+const CommandRegistration registration({"run", "sends a line through the steps of a flow file",
+                                        "pelta run flow.toml in.sgy out.sgy", defineRun});
+
+std::string helpOf(const Parameter& parameter) {
+    std::string text = parameter.help;
+    if (!parameter.unit.empty()) text += fmt::format(" [{}]", parameter.unit);
+    if (!parameter.choices.empty()) {
+        std::vector<std::string> names;
+        for (const Choice& choice : parameter.choices) names.push_back(choice.name);
+        text += fmt::format(": {}", fmt::join(names, ", "));
+    }
+    if (parameter.byDefault && parameter.kind != Kind::flag)
+        text += fmt::format(" ({})", flowText(parameter, *parameter.byDefault));
+    return text;
+}
+
+const char* typeName(Kind kind) {
+    switch (kind) {
+        case Kind::integer: return "INT";
+        case Kind::real: return "NUMBER";
+        case Kind::text: return "TEXT";
+        case Kind::choice: return "NAME";
+        case Kind::integers:
+        case Kind::reals: return "N,N,...";
+        case Kind::pairs: return "A:B,A:B,...";
+        case Kind::flag: break;
+    }
+    return "BOOL";
+}
+
+/* A step as a subcommand: every parameter is an option under its name, with and without the unit. */
+std::function<int()> defineStep(const StepKind& kind, CLI::App& app) {
+    auto job = std::make_shared<Job>();
+    auto step = std::make_shared<FlowStep>(FlowStep{&kind, Parameters(kind.parameters)});
+    job->add(app);
+    for (const Parameter& parameter : kind.parameters) {
+        std::string names = parameter.option();
+        if (!parameter.unit.empty()) names += "," + parameter.option() + "-" + parameter.unit;
+        const auto take = [step, &parameter](const std::string& text) {
+            Value value = valueFromText(parameter, text);
+            checkBounds(parameter, value);
+            step->parameters.set(parameter.name, std::move(value));
+        };
+        CLI::Option* option = app.add_option_function<std::string>(names, take, helpOf(parameter));
+        option->type_name(typeName(parameter.kind))->group("Step");
+        if (parameter.kind == Kind::flag) option->expected(0, 1)->default_str("true")->trigger_on_parse();
+    }
+    return [=, &kind] { return job->run(kind.name, {*step}); };
+}
+
+}
+
+/* Called by main once all steps are registered. */
+void registerStepCommands() {
+    for (const StepKind* kind : stepKinds())
+        CommandRegistration(
+            {kind->name, kind->summary, kind->example, [kind](CLI::App& app) { return defineStep(*kind, app); }});
+}
+
+}

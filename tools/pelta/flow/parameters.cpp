@@ -1,0 +1,153 @@
+#include "flow/parameters.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "support/failure.h"
+#include "support/nearest.h"
+
+namespace pelta {
+namespace {
+
+template <class Number>
+Number numberFrom(const Parameter& parameter, std::string_view text, const char* expected) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size())
+        failUsage("{}: '{}' is not {}", parameter.option(), text, expected);
+    return number;
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(separator, begin), text.size());
+        pieces.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return pieces;
+}
+
+Value choiceFrom(const Parameter& parameter, std::string_view text) {
+    std::vector<std::string> names;
+    for (const Choice& choice : parameter.choices) {
+        if (text == choice.name || text == std::to_string(choice.number)) return std::int64_t{choice.number};
+        names.push_back(choice.name);
+    }
+    failUsage("{}: '{}' is none of {}{}", parameter.option(), text, fmt::join(names, ", "), didYouMean(text, names));
+}
+
+std::vector<double> realsFrom(const Parameter& parameter, std::string_view text) {
+    std::vector<double> numbers;
+    for (std::string_view piece : split(text, ','))
+        numbers.push_back(parameter.kind == Kind::integers
+                              ? static_cast<double>(numberFrom<std::int64_t>(parameter, piece, "a list of whole numbers"))
+                              : numberFrom<double>(parameter, piece, "a list of numbers"));
+    return numbers;
+}
+
+Pairs pairsFrom(const Parameter& parameter, std::string_view text) {
+    Pairs pairs;
+    for (std::string_view piece : split(text, ',')) {
+        const auto halves = split(piece, ':');
+        if (halves.size() != 2) failUsage("{}: '{}' is not a pair such as 400:1800", parameter.option(), piece);
+        pairs.emplace_back(numberFrom<double>(parameter, halves[0], "a number"),
+                           numberFrom<double>(parameter, halves[1], "a number"));
+    }
+    return pairs;
+}
+
+bool flagFrom(const Parameter& parameter, std::string_view text) {
+    if (text == "true") return true;
+    if (text == "false") return false;
+    failUsage("{}: '{}' is neither true nor false", parameter.option(), text);
+}
+
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') result += '\\';
+        result += c;
+    }
+    return result + '"';
+}
+
+}
+
+std::string Parameter::key() const { return unit.empty() ? name : name + "_" + unit; }
+
+std::string Parameter::option() const {
+    std::string result = "--" + name;
+    for (char& c : result)
+        if (c == '_') c = '-';
+    return result;
+}
+
+Value valueFromText(const Parameter& parameter, std::string_view text) {
+    switch (parameter.kind) {
+        case Kind::flag: return flagFrom(parameter, text);
+        case Kind::integer: return numberFrom<std::int64_t>(parameter, text, "a whole number");
+        case Kind::real: return numberFrom<double>(parameter, text, "a number");
+        case Kind::choice: return choiceFrom(parameter, text);
+        case Kind::integers:
+        case Kind::reals: return realsFrom(parameter, text);
+        case Kind::pairs: return pairsFrom(parameter, text);
+        case Kind::text: break;
+    }
+    return std::string(text);
+}
+
+void checkBounds(const Parameter& parameter, const Value& value) {
+    const auto check = [&](double number) {
+        if (!(number >= parameter.minimum && number <= parameter.maximum))
+            failUsage("{}: {:g} lies outside {:g} .. {:g}", parameter.key(), number, parameter.minimum, parameter.maximum);
+    };
+    if (parameter.kind == Kind::choice) return;
+    if (const auto* number = std::get_if<std::int64_t>(&value)) check(static_cast<double>(*number));
+    if (const auto* number = std::get_if<double>(&value)) check(*number);
+    if (const auto* numbers = std::get_if<std::vector<double>>(&value))
+        for (double number : *numbers) check(number);
+    if (const auto* pairs = std::get_if<Pairs>(&value))
+        for (const auto& [first, second] : *pairs) {
+            check(first);
+            check(second);
+        }
+}
+
+std::string flowText(const Parameter& parameter, const Value& value) {
+    if (parameter.kind == Kind::choice)
+        for (const Choice& choice : parameter.choices)
+            if (choice.number == std::get<std::int64_t>(value)) return quoted(choice.name);
+    struct Writer {
+        std::string operator()(bool flag) const { return flag ? "true" : "false"; }
+        std::string operator()(std::int64_t number) const { return std::to_string(number); }
+        std::string operator()(double number) const { return fmt::format("{}", number); }
+        std::string operator()(const std::string& text) const { return quoted(text); }
+        std::string operator()(const std::vector<double>& numbers) const {
+            return fmt::format("[{}]", fmt::join(numbers, ", "));
+        }
+        std::string operator()(const Pairs& pairs) const {
+            std::vector<std::string> pieces;
+            for (const auto& [first, second] : pairs) pieces.push_back(fmt::format("[{}, {}]", first, second));
+            return fmt::format("[{}]", fmt::join(pieces, ", "));
+        }
+    };
+    return std::visit(Writer{}, value);
+}
+
+Parameters::Parameters(const std::vector<Parameter>& declared) : _declared(&declared) {
+    for (const Parameter& parameter : declared)
+        if (parameter.byDefault) _values[parameter.name] = *parameter.byDefault;
+}
+
+void Parameters::set(const std::string& name, Value value) { _values[name] = std::move(value); }
+
+const Value& Parameters::value(const std::string& name) const {
+    const auto found = _values.find(name);
+    if (found != _values.end()) return found->second;
+    for (const Parameter& parameter : *_declared)
+        if (parameter.name == name) failUsage("{} is missing: {}", parameter.key(), parameter.help);
+    throw std::logic_error("undeclared parameter " + name);
+}
+
+}

@@ -1,0 +1,155 @@
+#include "flow/pipeline.h"
+
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_pipeline.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+#include "flow/progress.h"
+#include "segy/writer.h"
+#include "support/failure.h"
+
+namespace pelta {
+namespace {
+
+/* Traces that travel together, so that a token is worth its overhead. Batches are reused: no allocation once they are full. */
+struct Batch {
+    std::vector<WorkTrace> traces;
+    std::vector<Findings> findings; /* of trace t and step s at t * steps + s */
+    std::size_t count = 0;
+    std::int64_t clippedSamples = 0, badSamples = 0;
+};
+
+constexpr std::int64_t batchBytes = 1 << 20;
+constexpr std::size_t largestBatch = 256;
+
+std::size_t tracesPerBatch(const segy::Layout& layout) {
+    return std::clamp<std::size_t>(static_cast<std::size_t>(batchBytes / std::max<std::int64_t>(layout.traceBytes(), 1)), 1,
+                                   largestBatch);
+}
+
+std::int64_t countBadSamples(const std::vector<float>& samples) {
+    std::int64_t count = 0;
+    for (float sample : samples) count += !std::isfinite(sample);
+    return count;
+}
+
+using Chain = std::vector<std::unique_ptr<Step>>;
+
+Chain makeChain(const std::vector<FlowStep>& steps, const Line& line) {
+    Chain chain;
+    for (const FlowStep& step : steps) chain.push_back(step.kind->make(step.parameters, line));
+    return chain;
+}
+
+void work(Batch& batch, Chain& chain, const segy::Layout& layout) {
+    for (std::size_t t = 0; t < batch.count; ++t) {
+        WorkTrace& item = batch.traces[t];
+        item.trace.samplesChanged = false;
+        segy::decode(item.trace, layout);
+        item.facts = segy::readFacts(item.trace, layout);
+        batch.badSamples += countBadSamples(item.trace.samples);
+        for (std::size_t s = 0; s < chain.size(); ++s) {
+            Findings& findings = batch.findings[t * chain.size() + s];
+            findings.clear();
+            chain[s]->apply(item, findings);
+        }
+        batch.clippedSamples += segy::encode(item.trace, layout);
+    }
+}
+
+/* Nothing behind a card number such as "C 7". */
+bool isBlankCard(const std::string& line) {
+    const std::size_t text = line.starts_with('C') ? 3 : 0;
+    return std::all_of(line.begin() + static_cast<std::ptrdiff_t>(std::min(text, line.size())), line.end(),
+                       [](char c) { return c == ' ' || c == '\0'; });
+}
+
+/* Each step's line goes into the first blank line of the text header, behind its card number. */
+void addHistory(segy::Preamble& preamble, const segy::Layout& layout, const std::vector<FlowStep>& steps) {
+    std::vector<std::string> lines = segy::textLines(preamble, layout);
+    std::size_t next = 0;
+    for (const FlowStep& step : steps) {
+        while (next < lines.size() && !isBlankCard(lines[next])) ++next;
+        if (next == lines.size()) {
+            warn(fmt::format("--history: no blank line is left in the text header for step {}", step.kind->name));
+            return;
+        }
+        segy::setTextLine(preamble, layout, static_cast<int>(next), fmt::format("C{:2} pelta {}", next + 1, describe(step)));
+        ++next;
+    }
+}
+
+Line lineOf(const segy::Reader& reader, const RunOptions& options) {
+    if (reader.layout().sampleCount > INT_MAX / 8)
+        fail("{}: {} samples a trace are more than the steps take ({})", reader.name(), reader.layout().sampleCount,
+             INT_MAX / 8);
+    return {reader.layout(), reader.preamble(), reader.traceCount(), options.overwrite};
+}
+
+}
+
+RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& outputName,
+                    const RunOptions& options) {
+    const Line line = lineOf(reader, options);
+    makeChain(steps, line); /* shows wrong parameters before anything is written */
+    std::vector<std::unique_ptr<Collector>> collectors;
+    for (const FlowStep& step : steps)
+        collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
+
+    segy::Preamble preamble = reader.preamble();
+    if (options.history) addHistory(preamble, line.layout, steps);
+    segy::Writer writer(outputName, options.overwrite, preamble);
+
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(options.threads));
+    tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line); });
+
+    const std::size_t tokens = 2 * static_cast<std::size_t>(options.threads) + 1;
+    std::vector<Batch> batches(tokens);
+    const std::size_t batchSize = tracesPerBatch(line.layout);
+    for (Batch& batch : batches) {
+        batch.traces.resize(batchSize);
+        batch.findings.resize(batchSize * steps.size());
+    }
+
+    RunSummary summary;
+    Progress progress(line.traceCount, options.quiet);
+    std::size_t nextBatch = 0;
+    const auto read = [&](tbb::flow_control& control) -> Batch* {
+        Batch& batch = batches[nextBatch++ % tokens];
+        batch.count = 0;
+        batch.clippedSamples = batch.badSamples = 0;
+        while (batch.count < batchSize && reader.next(batch.traces[batch.count].trace)) ++batch.count;
+        if (batch.count == 0) control.stop();
+        return &batch;
+    };
+    const auto process = [&](Batch* batch) {
+        work(*batch, chains.local(), line.layout);
+        return batch;
+    };
+    const auto write = [&](Batch* batch) {
+        for (std::size_t t = 0; t < batch->count; ++t) {
+            WorkTrace& item = batch->traces[t];
+            for (std::size_t s = 0; s < steps.size(); ++s)
+                if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
+            writer.write(item.trace);
+        }
+        summary.traces += static_cast<std::int64_t>(batch->count);
+        summary.clippedSamples += batch->clippedSamples;
+        summary.badSamples += batch->badSamples;
+        progress.show(summary.traces);
+    };
+    tbb::parallel_pipeline(tokens, tbb::make_filter<void, Batch*>(tbb::filter_mode::serial_in_order, read) &
+                                       tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, process) &
+                                       tbb::make_filter<Batch*, void>(tbb::filter_mode::serial_in_order, write));
+
+    for (const auto& collector : collectors)
+        if (collector) collector->finish();
+    writer.commit();
+    return summary;
+}
+
+}

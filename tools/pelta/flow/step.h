@@ -1,0 +1,83 @@
+#ifndef PELTA_TOOL_STEP_H
+#define PELTA_TOOL_STEP_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "flow/parameters.h"
+#include "segy/trace.h"
+
+namespace pelta {
+
+/* What a step knows of the line that it will work on. */
+struct Line {
+    segy::Layout layout;
+    segy::Preamble preamble;
+    std::optional<std::int64_t> traceCount;
+    bool overwrite = false; /* may replace files that stand under its outputs' names */
+
+    int sampleCount() const { return static_cast<int>(layout.sampleCount); }
+    float intervalMs() const { return static_cast<float>(layout.intervalMs); }
+};
+
+/* A trace between steps, decoded, with what its header says. */
+struct WorkTrace {
+    segy::Trace trace;
+    segy::TraceFacts facts;
+};
+
+/* What a step found on one trace besides changing it; its collector gets it in trace order. */
+using Findings = std::vector<float>;
+
+/* One step's work on traces. Every worker thread has an object of its own; a result must not depend on earlier traces. */
+class Step {
+  public:
+    virtual ~Step() = default;
+    /* Changes work.trace.samples (and says so in samplesChanged) or header words; findings comes in empty. */
+    virtual void apply(WorkTrace& work, Findings& findings) = 0;
+};
+
+/* Takes the findings of one step in trace order, in one thread. */
+class Collector {
+  public:
+    virtual ~Collector() = default;
+    virtual void collect(const WorkTrace& work, const Findings& findings) = 0;
+    /* All traces were seen: make the output final. Never called when the run failed. */
+    virtual void finish() = 0;
+};
+
+/* A kind of step: declared in one file under steps/ by a static Registration, and listed in CMake. */
+struct StepKind {
+    std::string name;    /* "bandpass": name in flow files and of the subcommand */
+    std::string summary; /* one sentence without a stop */
+    std::string example; /* a command line */
+    std::vector<Parameter> parameters;
+    /* Fails (UsageError) when the parameters contradict one another or do not fit the line. */
+    std::unique_ptr<Step> (*make)(const Parameters&, const Line&);
+    /* May be null: the step only changes traces. May return null: nothing to collect with these parameters. */
+    std::unique_ptr<Collector> (*makeCollector)(const Parameters&, const Line&) = nullptr;
+};
+
+/* All kinds, by name. */
+const std::vector<const StepKind*>& stepKinds();
+/* Null when there is none of that name. */
+const StepKind* findStepKind(const std::string& name);
+
+struct Registration {
+    explicit Registration(const StepKind& kind);
+};
+
+/* A kind with its values. */
+struct FlowStep {
+    const StepKind* kind;
+    Parameters parameters;
+};
+
+/* "bandpass corners_hz=[5, 10, 60, 80]": the step on one line, with the values that are not the default ones. */
+std::string describe(const FlowStep& step);
+
+}
+
+#endif

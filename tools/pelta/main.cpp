@@ -1,0 +1,91 @@
+#include <fmt/format.h>
+
+#include <cstdio>
+
+#include "commands/command.h"
+#include "support/failure.h"
+#include "support/nearest.h"
+#include "support/outputfile.h"
+
+namespace pelta {
+
+void registerStepCommands();
+
+namespace {
+
+constexpr int workFailed = 1, wrongUsage = 2;
+
+int complain(int status, const std::string& text) {
+    fmt::print(stderr, "pelta: {}\n", text);
+    return status;
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::Option* option : app.get_options())
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    return names;
+}
+
+std::vector<std::string> commandNames() {
+    std::vector<std::string> names;
+    for (const Command& command : commands()) names.push_back(command.name);
+    return names;
+}
+
+/* What the parser did not know, with the nearest name that it would have known. */
+std::string unknownText(const CLI::App& app) {
+    const CLI::App* used = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
+    std::vector<std::string> extras = used->remaining();
+    if (extras.empty()) extras = app.remaining(true);
+    if (extras.empty()) return "";
+    const std::string name = extras.front().substr(0, extras.front().find('='));
+    if (name.starts_with('-')) return fmt::format("unknown option {}{}", name, didYouMean(name, optionNames(*used)));
+    if (used == &app) return fmt::format("unknown command '{}'{}", name, didYouMean(name, commandNames()));
+    return fmt::format("{}: '{}' is one argument too many", used->get_name(), name);
+}
+
+int complainOfUsage(const CLI::App& app, const CLI::ParseError& error) {
+    std::string text = unknownText(app);
+    if (text.empty()) text = error.what();
+    const std::string command = app.get_subcommands().empty() ? "" : " " + app.get_subcommands().front()->get_name();
+    return complain(wrongUsage, fmt::format("{} (see pelta{} --help)", text, command));
+}
+
+int runCommandLine(int argc, char** argv) {
+    CLI::App app("Seismic trace processing on SEG-Y files.", "pelta");
+    app.set_version_flag("--version", PELTA_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Example:\n  pelta synth line.sgy && pelta bandpass line.sgy filtered.sgy --corners 5,10,60,80\n"
+        "`pelta COMMAND --help` tells more. Exit status: 0 done, 1 the data or the work failed, 2 wrong usage.");
+    std::vector<std::pair<CLI::App*, std::function<int()>>> actions;
+    for (const Command& command : commands()) {
+        CLI::App* subcommand = app.add_subcommand(command.name, command.summary);
+        subcommand->footer("Example:\n  " + command.example);
+        actions.emplace_back(subcommand, command.define(*subcommand));
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) { return app.exit(request); } catch (const CLI::ParseError& error) {
+        return complainOfUsage(app, error);
+    }
+    for (const auto& [subcommand, action] : actions)
+        if (subcommand->parsed()) return action();
+    return 0;
+}
+
+}
+}
+
+int main(int argc, char** argv) {
+    try {
+        pelta::removeUnfinishedFilesOnSignals();
+        pelta::registerStepCommands();
+        return pelta::runCommandLine(argc, argv);
+    } catch (const pelta::UsageError& error) {
+        return pelta::complain(pelta::wrongUsage, error.what());
+    } catch (const std::bad_alloc&) {
+        return pelta::complain(pelta::workFailed, "out of memory");
+    } catch (const std::exception& error) { return pelta::complain(pelta::workFailed, error.what()); }
+}

@@ -1,0 +1,199 @@
+#include <pelta/fbpicker.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+#include "flow/step.h"
+#include "support/failure.h"
+#include "support/outputfile.h"
+
+namespace pelta {
+namespace {
+
+enum SearchStart { fromWindow = 0, fromOffset = 1 };
+enum WordUnit { milliseconds = 0, microseconds = 1, samples = 2 };
+
+/* Milliseconds of a window; where none is given, the whole trace. */
+int windowMs(const Parameters& parameters, const std::string& name, const Line& line) {
+    if (parameters.has(name)) return static_cast<int>(parameters.integer(name));
+    return static_cast<int>(std::min(std::ceil(line.layout.sampleCount * line.layout.intervalMs), 2e9));
+}
+
+fbPickParm recordOf(const Parameters& parameters, const Line& line) {
+    const auto number = [&](const char* name) { return static_cast<int>(parameters.integer(name)); };
+    const auto real = [&](const char* name) { return static_cast<float>(parameters.real(name)); };
+    fbPickParm record = {};
+    record.ipmethod = number("ipmethod");
+    record.method = number("method");
+    record.velocity = real("velocity");
+    record.limkey = number("limkey");
+    record.ilkey = number("ilkey");
+    record.shiftpick = number("shiftpick");
+    record.direction = number("direction");
+    record.envelope = number("envelope");
+    record.stablizer = real("stablizer");
+    record.winlen = windowMs(parameters, "winlen", line);
+    record.winlen1 = windowMs(parameters, "winlen1", line);
+    record.winlen2 = windowMs(parameters, "winlen2", line);
+    record.winlen3 = windowMs(parameters, "winlen3", line);
+    record.delay = number("delay");
+    record.win1 = number("win1");
+    record.win2 = number("win2");
+    record.wina = number("wina");
+    record.winar = number("winar");
+    record.threshold = real("threshold");
+    record.threshspd = real("threshspd");
+    record.freqspd = real("freqspd");
+    record.winspd = number("winspd");
+    return record;
+}
+
+/* Time of a pick after the shot, ms. */
+double pickTimeMs(int pick, const segy::TraceFacts& facts, const segy::Layout& layout) {
+    return facts.delayMs + pick * layout.intervalMs;
+}
+
+class Pick : public Step {
+  public:
+    Pick(const Parameters& parameters, const Line& line)
+        : _layout(line.layout),
+          _record(recordOf(parameters, line)),
+          _delay(_record.delay),
+          _picker(&_record, line.sampleCount(), line.intervalMs()),
+          _word(line.layout.words.find("pick")),
+          _wordUnit(parameters.choice("word_unit")) {}
+
+    void apply(WorkTrace& work, Findings& findings) override {
+        /* The search start counts from the shot, samples count from the delay. */
+        const double lead = std::round(work.facts.delayMs / _layout.intervalMs);
+        _record.delay = static_cast<int>(std::clamp(_delay - lead, -1e9, 1e9));
+        const auto offset = static_cast<float>(std::abs(work.facts.offset) * _layout.metresPerUnit());
+        const int pick = _picker.getPick(work.trace.samples.data(), offset, 0);
+        findings.push_back(static_cast<float>(pick));
+        if (_word) writePick(work, pick);
+    }
+
+  private:
+    void writePick(WorkTrace& work, int pick) {
+        const double timeMs = pick == 0 ? 0.0 : pickTimeMs(pick, work.facts, _layout);
+        const double value = _wordUnit == milliseconds ? timeMs : _wordUnit == microseconds ? timeMs * 1000.0 : pick;
+        if (!segy::writeWord(work.trace.header.data(), *_word, _layout.byteOrder, std::llround(value)))
+            fail(
+                "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map "
+                "pick=BYTE:SIZE "
+                "or another word_unit",
+                work.trace.number + 1, value, _word->size, _word->position);
+    }
+
+    segy::Layout _layout;
+    fbPickParm _record;
+    int _delay;
+    fbPicker _picker;
+    std::optional<segy::HeaderWord> _word;
+    int _wordUnit;
+};
+
+class PicksFile : public Collector {
+  public:
+    PicksFile(const std::string& name, const Line& line) : _layout(line.layout), _file(name, line.overwrite) {
+        const char* unit = _layout.isFeet ? "ft" : "m";
+        _file.write(fmt::format(
+            "trace,record,channel,offset_{0},source_x,source_y,receiver_x,receiver_y,pick_samples,pick_ms\n", unit));
+    }
+    void collect(const WorkTrace& work, const Findings& findings) override {
+        const segy::TraceFacts& facts = work.facts;
+        const int pick = static_cast<int>(findings.front());
+        const std::string time = pick == 0 ? "" : fmt::format("{:.6g}", pickTimeMs(pick, facts, _layout));
+        _file.write(fmt::format("{},{},{},{:.10g},{:.12g},{:.12g},{:.12g},{:.12g},{},{}\n", work.trace.number + 1, facts.record,
+                                facts.channel, facts.offset, facts.sourceX, facts.sourceY, facts.receiverX, facts.receiverY,
+                                pick, time));
+    }
+    void finish() override { _file.commit(); }
+
+  private:
+    segy::Layout _layout;
+    OutputFile _file;
+};
+
+std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) { return std::make_unique<Pick>(parameters, line); }
+
+std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Line& line) {
+    if (!parameters.has("picks_file")) return nullptr;
+    return std::make_unique<PicksFile>(parameters.text("picks_file"), line);
+}
+
+const StepKind kind = {
+    .name = "pick",
+    .summary = "first-break picks, written as CSV and into a trace-header word (--map pick=BYTE:SIZE)",
+    .example = "pelta pick in.sgy out.sgy --ipmethod energy --picks-file picks.csv",
+    .parameters =
+        {
+            {"ipmethod",
+             "",
+             Kind::choice,
+             "picking method",
+             std::int64_t{1},
+             0,
+             0,
+             {{"energy", 1}, {"deviation", 2}, {"autoregressive", 3}, {"spectral", 4}}},
+            {"method",
+             "",
+             Kind::choice,
+             "where the search starts: half of winlen (others: sample 0), or offset / velocity + delay",
+             std::int64_t{fromWindow},
+             0,
+             0,
+             {{"window", 0}, {"offset", 1}}},
+            {"velocity", "m_per_s", Kind::real, "moveout velocity of the search start", 2000.0, 1e-3, 1e9},
+            {"delay", "samples", Kind::integer, "added to the search start", std::int64_t{0}, -1e9, 1e9},
+            {"shiftpick",
+             "",
+             Kind::choice,
+             "phase that the pick is moved to",
+             std::int64_t{5},
+             0,
+             0,
+             {{"trough", 1}, {"peak", 2}, {"falling", 3}, {"rising", 4}, {"none", 5}}},
+            {"direction",
+             "",
+             Kind::choice,
+             "where to look for that phase",
+             std::int64_t{0},
+             0,
+             0,
+             {{"backward", -1}, {"both", 0}, {"forward", 1}}},
+            {"envelope", "ms", Kind::integer, "energy: nominal window length", std::int64_t{20}, 0, INT_MAX},
+            {"stablizer", "percent", Kind::real, "energy: stabiliser, share of the mean absolute amplitude", 10.0, 0, 1e6},
+            {"winlen", "ms", Kind::integer, "energy: width of the search window round its start (whole trace)", {}, 0, INT_MAX},
+            {"winlen1", "ms", Kind::integer, "deviation: length of trace to scan (whole trace)", {}, 0, INT_MAX},
+            {"winlen2", "ms", Kind::integer, "autoregressive: end of the search (whole trace)", {}, 0, INT_MAX},
+            {"winlen3", "ms", Kind::integer, "spectral: end of the search (whole trace)", {}, 0, INT_MAX},
+            {"win1", "ms", Kind::integer, "deviation: earlier window, the noise", std::int64_t{50}, 0, INT_MAX},
+            {"win2", "ms", Kind::integer, "deviation: later window, the signal", std::int64_t{25}, 0, INT_MAX},
+            {"wina", "ms", Kind::integer, "autoregressive: leading positions that the reference is taken from",
+             std::int64_t{50}, 0, INT_MAX},
+            {"winar", "ms", Kind::integer, "autoregressive: analysis window", std::int64_t{40}, 0, INT_MAX},
+            {"threshold", "", Kind::real, "autoregressive: multiple of the reference that is an onset", 1.5, -1e30, 1e30},
+            {"threshspd", "", Kind::real, "spectral: multiple of the reference that is an onset", 5.0, -1e30, 1e30},
+            {"freqspd", "hz", Kind::real, "spectral: analysis frequency", 40.0, 0, 1e6},
+            {"winspd", "ms", Kind::integer, "spectral: window length", std::int64_t{50}, 0, INT_MAX},
+            {"limkey", "", Kind::integer, "carried for hosts, not read", std::int64_t{0}, INT_MIN, INT_MAX},
+            {"ilkey", "", Kind::integer, "carried for hosts, not read", std::int64_t{0}, INT_MIN, INT_MAX},
+            {"picks_file", "", Kind::text, "write the picks to this CSV file"},
+            {"word_unit",
+             "",
+             Kind::choice,
+             "unit of the pick in the trace header",
+             std::int64_t{milliseconds},
+             0,
+             0,
+             {{"ms", 0}, {"us", 1}, {"samples", 2}}},
+        },
+    .make = make,
+    .makeCollector = makeCollector,
+};
+const Registration registration(kind);
+
+}
+}
