@@ -1,0 +1,295 @@
+#include <fcntl.h>
+#include <limits.h>
+#include <pelta/cummlative.h>
+#include <pelta/host.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <thread>
+
+#include "transfer.h"
+
+static_assert(sizeof(off_t) == 8, "a ledger beyond 2 GiB needs 64-bit offsets in both word sizes");
+
+namespace {
+
+constexpr std::size_t recordLength = 118;
+constexpr std::size_t longestName = 24;
+constexpr char ledgerName[] = "linux/lib/libCumm.so";
+
+/* Traces of one user, area, line and process in one month. */
+struct Entry {
+    std::array<std::string_view, 4> names;  // in the order of the file: user, area, line, process
+    int year;                               // counted from 1900
+    int month;                              // counted from 0
+    long traces;
+
+    std::string_view user() const { return names[0]; }
+    std::string_view area() const { return names[1]; }
+    std::string_view line() const { return names[2]; }
+    std::string_view process() const { return names[3]; }
+};
+
+/* Takes a record's fields one after another as scanf would by "%24s" and "%ld", without its price. */
+class FieldReader {
+  public:
+    explicit FieldReader(std::string_view record) : at_(record.data()), end_(at_ + strnlen(at_, record.size())) {}
+
+    /* The next name; empty when the record has no more. What goes beyond the longest name is left for the next field. */
+    std::string_view name() {
+        skipBlanks();
+        const char* const first = at_;
+        const char* const last = first + std::min<std::ptrdiff_t>(end_ - first, longestName);
+        while (at_ != last && !isBlank(*at_)) ++at_;
+        return {first, static_cast<std::size_t>(at_ - first)};
+    }
+
+    /* False when there is no number next. Numbers beyond the range saturate. */
+    bool number(long& value) {
+        skipBlanks();
+        if (end_ - at_ >= 2 && at_[0] == '+' && at_[1] != '-') ++at_;
+        const auto [behind, error] = std::from_chars(at_, end_, value);
+        if (error == std::errc::invalid_argument) return false;
+        if (error == std::errc::result_out_of_range) value = *at_ == '-' ? LONG_MIN : LONG_MAX;
+        at_ = behind;
+        return true;
+    }
+
+  private:
+    /* Printing ASCII is no blank in any locale; only the rest has to be looked up. */
+    static bool isBlank(char byte) {
+        const auto code = static_cast<unsigned char>(byte);
+        return (code <= ' ' || code > '~') && std::isspace(code);
+    }
+    void skipBlanks() {
+        while (at_ != end_ && isBlank(*at_)) ++at_;
+    }
+
+    const char* at_;
+    const char* end_;
+};
+
+bool takeCounts(FieldReader& fields, Entry& entry) {
+    long year, month;
+    if (!fields.number(year) || !fields.number(month) || !fields.number(entry.traces)) return false;
+    entry.year = static_cast<int>(year);
+    entry.month = static_cast<int>(month);
+    return true;
+}
+
+/* False for a record that does not yield all seven fields. */
+bool readEntry(std::string_view record, Entry& entry) {
+    FieldReader fields(record);
+    for (std::string_view& name : entry.names) name = fields.name();
+    return takeCounts(fields, entry);
+}
+
+/* Whether the record has wanted's names and month; if so, stored becomes its traces. Most records of a ledger are
+ * another user's, process's or line's, and the first name that differs ends the reading. */
+bool matches(std::string_view record, const Entry& wanted, long& stored) {
+    FieldReader fields(record);
+    for (std::string_view name : wanted.names)
+        if (name.empty() || fields.name() != name) return false;
+    Entry entry;
+    if (!takeCounts(fields, entry) || entry.year != wanted.year || entry.month != wanted.month) return false;
+    stored = entry.traces;
+    return true;
+}
+
+/* The ledger's records from its start on, read many at a time. */
+class LedgerScan {
+  public:
+    explicit LedgerScan(int ledger) : ledger_(ledger) {}
+
+    /* The next record; a short one at the end counts. Empty where the scan stops: at the end of the file, or behind a record
+     * that begins with a zero byte. */
+    std::string_view next() {
+        if (end_ - begin_ < recordLength) refill();
+        const std::string_view record(buffer_ + begin_, std::min(recordLength, end_ - begin_));
+        begin_ += record.size();
+        position_ += static_cast<off_t>(record.size());
+        return record.empty() || record.front() == '\0' ? std::string_view() : record;
+    }
+
+    /* Where the last record ends in the file. */
+    off_t position() const { return position_; }
+
+  private:
+    /* Returns as soon as there is a whole record, since what is not a plain file may have no more to give for now. */
+    void refill() {
+        std::memmove(buffer_, buffer_ + begin_, end_ - begin_);
+        end_ -= begin_;
+        begin_ = 0;
+        while (end_ < recordLength) {
+            const ssize_t count = readOnce(ledger_, buffer_ + end_, sizeof buffer_ - end_);
+            if (count <= 0) return;
+            end_ += static_cast<std::size_t>(count);
+        }
+    }
+
+    int ledger_;
+    off_t position_ = 0;
+    std::size_t begin_ = 0, end_ = 0;
+    char buffer_[256 * recordLength];
+};
+
+void complain(const char* message) {
+    std::puts(message);
+    std::fflush(stdout);
+}
+
+/* A ledger on a network file system may be out of reach for a moment. */
+int openLedger(const char* path) {
+    for (int tries = 0; tries < 10; ++tries) {
+        const int ledger = ::open(path, O_RDWR | O_CREAT | O_DSYNC | O_LARGEFILE, 0777);
+        if (ledger >= 0) return ledger;
+        complain("initCummlative: Error while trying to open cummlative file.");
+    }
+    return -1;
+}
+
+/* Keeps another process's update from falling between this one's reading and writing. After two seconds, or on a file system
+ * without locks, work goes on without: a stopped process must not keep every tool from recording. */
+void lockLedger(int ledger) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
+    while (::flock(ledger, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK || Clock::now() >= deadline) return;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+}
+
+std::tm localTimeNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local = {};
+    tzset();  // unlike localtime, localtime_r need not notice that the zone has changed
+    localtime_r(&now, &local);
+    return local;
+}
+
+/* Sum that stays at the end of the range. */
+long saturatedSum(long a, long b) {
+    long sum;
+    if (!__builtin_add_overflow(a, b, &sum)) return sum;
+    return b < 0 ? LONG_MIN : LONG_MAX;
+}
+
+using Record = char[recordLength + 1];
+
+/* Kept on purpose: a text longer than the record is cut, which takes its numbers away. */
+void formatRecord(const Entry& entry, Record& record) {
+    const auto width = [](std::string_view name) { return static_cast<int>(std::min<std::size_t>(name.size(), recordLength)); };
+    const int length = std::snprintf(record, sizeof record, "%.*s %.*s %.*s %.*s %d %d %ld",  //
+                                     width(entry.user()), entry.user().data(), width(entry.area()), entry.area().data(),
+                                     width(entry.line()), entry.line().data(), width(entry.process()), entry.process().data(),
+                                     entry.year, entry.month, entry.traces);
+    const std::size_t used = std::min<std::size_t>(length, recordLength);
+    std::memset(record + used, ' ', recordLength - used);
+}
+
+/* Adds the entry's traces to the record that has its names and month, or writes a new one where the scan stopped.
+ * Kept on purpose: a match on a short record at the end of the file goes back by a whole record's length and overwrites what
+ * stands before it; a new record goes behind one that begins with a zero byte, where later scans do not come. */
+void addToLedger(int ledger, Entry entry) {
+    LedgerScan scan(ledger);
+    long stored = 0;
+    bool found = false;
+    for (std::string_view record; !found && !(record = scan.next()).empty();) found = matches(record, entry, stored);
+    entry.traces = saturatedSum(entry.traces, stored);
+    const off_t start = scan.position() - (found ? static_cast<off_t>(recordLength) : 0);
+    if (::lseek(ledger, start, SEEK_SET) < 0 && found) return complain("\nCummlative: Error while trying to lseek64.");
+    Record record;
+    formatRecord(entry, record);
+    if (writeAll(ledger, record, recordLength) != static_cast<ssize_t>(recordLength))
+        complain("\nCummlative: Error while trying to write.");
+    ::fsync(ledger);
+}
+
+/* One of the host's texts, which a full field may leave without its end. */
+template <std::size_t size>
+std::string_view hostText(const char (&text)[size]) {
+    return {text, strnlen(text, size)};
+}
+
+struct Filter {
+    std::string_view user, process;
+    int year, month;
+};
+
+/* Kept on purpose: the filters are no plain conjunction. A process overrides the user, a year both, a month all three. */
+bool passes(const Entry& entry, const Filter& filter) {
+    const bool byName = (filter.process.empty() && (filter.user.empty() || entry.user() == filter.user)) ||
+                        (!filter.process.empty() && entry.process() == filter.process);
+    const bool byYear = (byName && filter.year == 0) || (filter.year > 0 && entry.year == filter.year);
+    return (byYear && filter.month == 0) || (filter.month > 0 && entry.month == filter.month);
+}
+
+void printEntry(const Entry& entry) {
+    const auto width = [](std::string_view name) { return static_cast<int>(name.size()); };
+    std::printf("User:%12.*s  Process:%12.*s  Area:%12.*s  Line:%12.*s  Year:%4d  Month: %4d  Num Traces: %ld\n",
+                width(entry.user()), entry.user().data(), width(entry.process()), entry.process().data(), width(entry.area()),
+                entry.area().data(), width(entry.line()), entry.line().data(), entry.year, entry.month, entry.traces);
+}
+
+}
+
+int initCummlative(int icheck) {
+    const char* root = std::getenv("PELTA_HOME");
+    if (!root) root = std::getenv("PROMAX_HOME");
+    if (!root) return 0;
+    if (icheck != 0) std::printf("initCummlative=%s/%s\n", root, ledgerName);
+
+    char path[PATH_MAX + 1];  // a path that had to be cut fills it, and then is one byte too long to be opened
+    std::snprintf(path, sizeof path, "%s/%s", root, ledgerName);
+    const int ledger = openLedger(path);
+    if (ledger < 0) return 0;
+    if (icheck != 0) {
+        struct stat status = {};
+        ::fstat(ledger, &status);
+        std::printf("initCummlative stat file size=%d\n", static_cast<int>(status.st_size));
+        std::fflush(stdout);
+    }
+    if (ledger == 0) ::close(ledger);  // the caller takes it for a failure and would leave it open
+    return ledger;
+}
+
+int runCummlative(char* process, long int numTraces) {
+    const char* user = std::getenv("LOGNAME");
+    if (!user) return 0;
+    const int ledger = initCummlative(0);
+    if (ledger < 1) return 0;
+    lockLedger(ledger);
+    const std::tm today = localTimeNow();
+    addToLedger(
+        ledger,
+        {{user, hostText(globalChar->carea), hostText(globalChar->cline), process}, today.tm_year, today.tm_mon, numTraces});
+    ::flock(ledger, LOCK_UN);  // a child process that was forked meanwhile holds the file open
+    ::close(ledger);
+    return 1;
+}
+
+int printCummlative(char* user, char* process, int year, int month) {
+    const int ledger = initCummlative(1);
+    if (ledger < 1) return 0;
+    const Filter filter = {user, process, year, month};
+    LedgerScan scan(ledger);
+    for (std::string_view record = scan.next(); !record.empty(); record = scan.next()) {
+        Entry entry;
+        if (readEntry(record, entry) && passes(entry, filter)) printEntry(entry);
+    }
+    std::fflush(stdout);
+    ::close(ledger);
+    return 1;
+}
