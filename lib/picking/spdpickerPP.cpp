@@ -1,0 +1,174 @@
+#include <pelta/host.h>
+#include <pelta/spdpicker.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace {
+
+using Index = std::int64_t;
+
+void fillTable(peltaComplex* table, Index last, float radiansPerSample, bool removeMean) {
+    const double w = radiansPerSample;
+    float meanReal = 0.0f, meanImaginary = 0.0f;
+    if (removeMean) {
+        for (Index k = 0; k <= last; ++k) {
+            const double angle = static_cast<double>(k) * w;
+            meanReal = static_cast<float>(meanReal + std::cos(angle));
+            meanImaginary = static_cast<float>(meanImaginary - std::sin(angle));
+        }
+        // Kept on purpose: one more than the number of terms.
+        meanReal /= static_cast<float>(last + 2);
+        meanImaginary /= static_cast<float>(last + 2);
+    }
+    for (Index k = 0; k <= last; ++k) {
+        const double angle = static_cast<double>(k) * w;
+        table[k].r = static_cast<float>(std::cos(angle) - meanReal);
+        table[k].i = static_cast<float>(-std::sin(angle) - meanImaginary);
+    }
+}
+
+void fillGaussian(float* taper, Index length, Index centre, float pi) {
+    const float sigma = static_cast<float>(length) / 6.0f, area = std::sqrt(2.0f * pi) * sigma;
+    for (Index j = 0; j < length; ++j) {
+        const float distance = static_cast<float>(j - centre);
+        taper[j] = std::exp(-(distance * distance) / (2.0f * (sigma * sigma))) / area;
+    }
+    const float largest = length > 0 ? *std::max_element(taper, taper + length) : 0.0f;
+    for (Index j = 0; j < length; ++j) taper[j] /= largest;
+}
+
+/* Truncates towards zero; values beyond the int range saturate, NaN gives 0. */
+int truncated(float value) {
+    if (!(value == value)) return 0;
+    if (value >= 2147483648.0f) return INT32_MAX;
+    return value < -2147483648.0f ? INT32_MIN : static_cast<int>(value);
+}
+
+int flatHalfWidth(Index flatPercent, Index length) {
+    return truncated(static_cast<float>(100 - flatPercent) / 100.0f * static_cast<float>(length)) / 2;
+}
+
+void fillCosine(float* taper, Index length, Index centre, Index flat, float pi) {
+    const float rampLength = static_cast<float>(std::max(flat - centre, centre - flat));
+    const auto ramp = [&](float fraction) { return (std::cos(fraction * pi) + 1.0f) * 0.5f; };
+    for (Index j = 1; j <= length; ++j) {
+        if (j <= centre - flat) {
+            taper[j - 1] = ramp(static_cast<float>(j + flat - centre) / rampLength);
+        } else if (j > centre + flat + 1) {
+            taper[j - 1] = ramp(std::abs(static_cast<float>(j - 1 - centre - flat) / rampLength));
+        } else {
+            taper[j - 1] = 1.0f;
+        }
+    }
+}
+
+/* What is measured in every window, in zero-based positions. */
+struct Analysis {
+    const float* trace;
+    const peltaComplex* table;
+    const float* taper;
+    Index length;     /* of the window */
+    Index halfLength; /* samples before its centre */
+    Index taps;       /* samples of the window that the scratch holds */
+    bool removeMean, wantPhase, perLiveSample, perEnergy;
+    float degreesPerRadian;
+};
+
+/* Nothing lies before the trace. */
+float sampleAt(const float* trace, Index position) { return position < 0 ? 0.0f : trace[position]; }
+
+float weightedMean(const Analysis& work, Index start) {
+    const Index count = 2 * work.halfLength + 1;
+    float sum = 0.0f;
+    for (Index j = 0; j < std::min(count, work.length); ++j) sum += sampleAt(work.trace, start + j) * work.taper[j];
+    return sum / static_cast<float>(count);
+}
+
+void divideByNorm(float* window, Index count) {
+    float energy = 0.0f;
+    for (Index j = 0; j < count; ++j) energy += window[j] * window[j];
+    const double norm = std::sqrt(static_cast<double>(energy));
+    if (norm > 0.0)
+        for (Index j = 0; j < count; ++j) window[j] = static_cast<float>(window[j] / norm);
+}
+
+void divideByLiveCount(float* window, Index count) {
+    const auto live = count - std::count(window, window + count, 0.0f);
+    if (live > 0)
+        for (Index j = 0; j < count; ++j) window[j] /= static_cast<float>(live);
+}
+
+void fillWindow(const Analysis& work, Index start, float* window, int windowSize) {
+    int stride = 1;
+    vclr_(window, &stride, &windowSize);
+    for (Index j = 0; j < work.taps; ++j) window[j] = sampleAt(work.trace, start + j);
+    if (work.perEnergy) divideByNorm(window, work.taps);
+    if (work.perLiveSample) divideByLiveCount(window, work.taps);
+}
+
+peltaComplex coefficient(const Analysis& work, const float* window, float mean) {
+    peltaComplex sum = {0.0f, 0.0f};
+    for (Index j = 0; j < work.taps; ++j) {
+        float tapered = work.taper[j] * window[j];
+        if (work.removeMean) tapered -= mean;
+        sum.r += tapered * work.table[j].r;
+        sum.i += tapered * work.table[j].i;
+    }
+    return sum;
+}
+
+float phaseOf(const Analysis& work, const peltaComplex& bin) {
+    return bin.r != 0.0f ? std::atan2(bin.i, bin.r) * work.degreesPerRadian : 0.0f;
+}
+
+float amplitudeOf(const Analysis& work, peltaComplex bin) {
+    int binStride = 2, stride = 1, count = 1;
+    float magnitude;
+    cvabs_(&bin.r, &binStride, &magnitude, &stride, &count);
+    return magnitude / static_cast<float>(work.length);
+}
+
+float measure(const Analysis& work, Index start, float* window, int windowSize) {
+    fillWindow(work, start, window, windowSize);
+    const float mean = work.removeMean ? weightedMean(work, start) : 0.0f;
+    const peltaComplex bin = coefficient(work, window, mean);
+    return work.wantPhase ? phaseOf(work, bin) : amplitudeOf(work, bin);
+}
+
+}
+
+void spdtables_(peltaComplex* ctable, int* iwind, int* /*nomega*/, int* opbias, int* gaus, float* t, int* itw, int* ihalf,
+                float* pie, float* freq, float* dt) {
+    fillTable(ctable, *iwind, (*freq + *freq) * *pie * *dt, *opbias != 0);
+    if (*gaus) {
+        fillGaussian(t, *iwind, *ihalf, *pie);
+    } else {
+        *itw = flatHalfWidth(*itw, *iwind);
+        fillCosine(t, *iwind, *ihalf, *itw, *pie);
+    }
+}
+
+void spddecompose_(float* tri, int* /*nsamp*/, float* tri_buffer_, int* t_size_, int* ist, int* iend, int* nskip, int* trbias,
+                   int* /*nomega*/, int* iwind, int* ihalf, peltaComplex* ctable, float* t, float* sum, float* radeg,
+                   int* phase, int* normal_live_, int* normal_energy_) {
+    const Analysis work = {tri,
+                           ctable,
+                           t,
+                           *iwind,
+                           *ihalf,
+                           std::min(*iwind, *t_size_),
+                           *trbias != 0,
+                           *phase != 0,
+                           *normal_live_ != 0,
+                           *normal_energy_ != 0,
+                           *radeg};
+    const Index step = *nskip, first = static_cast<Index>(*ist) + *ihalf;
+    if (step == 0) return;
+    const Index centreCount = (*iend - first + step) / step;
+    for (Index k = 0; k < centreCount; ++k) {
+        const Index centre = first + k * step - 1;
+        if (centre >= 0) sum[centre] = measure(work, centre - work.halfLength, tri_buffer_, *t_size_);
+    }
+}
