@@ -50,6 +50,7 @@ int littleEndian(void) {
 }
 
 void endianSwap(void* ptr, int size, int n) {
+    if (size < 2) return;
     auto* bytes = static_cast<unsigned char*>(ptr);
     switch (size) {
         case 2: swapPairs(bytes, n); break;
