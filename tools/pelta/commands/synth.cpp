@@ -1,0 +1,142 @@
+#include <fmt/format.h>
+
+#include "commands/command.h"
+#include "segy/writer.h"
+#include "support/failure.h"
+#include "synthesis/line.h"
+
+namespace pelta {
+namespace {
+
+struct Request {
+    std::string output, firstBreaksName, format = "ibm", endian = "big";
+    synthesis::Survey survey;
+    bool overwrite = false;
+};
+
+segy::Layout layoutOf(const Request& request) {
+    segy::Layout layout;
+    layout.format = segy::formatNamed(request.format);
+    if (request.endian != "big" && request.endian != "little")
+        failUsage("--endian: '{}' is neither big nor little", request.endian);
+    layout.byteOrder = request.endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
+    layout.sampleCount = request.survey.sampleCount;
+    layout.intervalMs = request.survey.intervalMs;
+    layout.revisionMajor = 1;
+    return layout;
+}
+
+/* Scales to a range that an integer format resolves; floats keep their size. */
+float levelFor(segy::SampleFormat format) {
+    switch (format) {
+        case segy::SampleFormat::int8: return 12.0f;
+        case segy::SampleFormat::int16: return 3000.0f;
+        case segy::SampleFormat::int32: return 1e7f;
+        default: return 1.0f;
+    }
+}
+
+void setHeader(segy::Trace& trace, const segy::Layout& layout, const synthesis::Station& station) {
+    trace.header.assign(segy::traceHeaderBytes, 0);
+    const auto set = [&](const char* name, std::int64_t value) {
+        segy::writeWord(trace.header.data(), *layout.words.find(name), layout.byteOrder, value);
+    };
+    constexpr int decimetres = -10;   /* coordinate scalar: words hold tenths */
+    const auto tenths = [](double metres) { return std::llround(10.0 * metres); };
+    set("trace", trace.number + 1);
+    set("trace_in_file", trace.number + 1);
+    set("record", station.record);
+    set("channel", station.channel);
+    set("source", station.record);
+    set("cdp", station.cdp);
+    set("trace_type", station.isDead ? 2 : 1);
+    set("offset", std::llround(station.offset()));
+    set("elevation_scalar", 1);
+    set("coordinate_scalar", decimetres);
+    set("coordinate_units", 1);
+    set("source_x", tenths(station.sourceX));
+    set("receiver_x", tenths(station.receiverX));
+    set("cdp_x", tenths(0.5 * (station.sourceX + station.receiverX)));
+    set("samples", layout.sampleCount);
+    set("interval", std::llround(1000.0 * layout.intervalMs));
+}
+
+std::vector<std::string> textHeader(const Request& request) {
+    const synthesis::Survey& survey = request.survey;
+    return {"C 1 Synthetic shot records made by pelta " PELTA_VERSION,
+            fmt::format("C 2 seed {}, {} records of {} channels, {:g} m between receivers", survey.seed, survey.recordCount,
+                        survey.channelCount, survey.receiverInterval),
+            fmt::format("C 3 {} samples at {:g} ms, noise {:g} of the first break", survey.sampleCount, survey.intervalMs,
+                        survey.noise),
+            "C 4 true first breaks stand in the CSV file beside this one"};
+}
+
+int synthesise(const Request& request) {
+    const segy::Layout layout = layoutOf(request);
+    const synthesis::Survey& survey = request.survey;
+    segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
+    OutputFile firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
+                           request.overwrite);
+    firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
+    synthesis::TraceMaker maker(survey);
+    segy::Trace trace;
+    const float level = levelFor(layout.format);
+    for (int record = 0; record < survey.recordCount; ++record)
+        for (int channel = 0; channel < survey.channelCount; ++channel, ++trace.number) {
+            const synthesis::Station station = maker.station(record, channel);
+            maker.make(station, trace.samples);
+            for (float& sample : trace.samples) sample *= level;
+            setHeader(trace, layout, station);
+            trace.samplesChanged = true;
+            segy::encode(trace, layout);
+            writer.write(trace);
+            firstBreaks.write(fmt::format("{},{},{},{:g},{:.4f},{}\n", trace.number + 1, station.record, station.channel,
+                                          station.offset(), maker.firstBreakMs(station), station.isDead ? 0 : 1));
+        }
+    firstBreaks.commit();
+    writer.commit();
+    fmt::print(stderr, "pelta: {} traces -> {}, first breaks -> {}\n", trace.number, request.output, firstBreaks.name());
+    return 0;
+}
+
+std::function<int()> define(CLI::App& app) {
+    auto request = std::make_shared<Request>();
+    synthesis::Survey& survey = request->survey;
+    app.add_option("OUT", request->output, "SEG-Y file to write")->required();
+    app.add_option("--first-breaks", request->firstBreaksName, "CSV file of the true first breaks (OUT.first_breaks.csv)");
+    app.add_option("--seed", survey.seed, "seed of everything random")->capture_default_str();
+    app.add_option("--records", survey.recordCount, "shot records")->check(CLI::Range(1, 1000000))->capture_default_str();
+    app.add_option("--channels", survey.channelCount, "channels a record")->check(CLI::Range(1, 100000))->capture_default_str();
+    app.add_option("--samples", survey.sampleCount, "samples a trace")->check(CLI::Range(8, 65535))->capture_default_str();
+    app.add_option("--interval", survey.intervalMs, "sample interval, ms")->check(CLI::Range(0.05, 32.767))->capture_default_str();
+    app.add_option("--receiver-interval", survey.receiverInterval, "distance of receivers, m")
+        ->check(CLI::Range(0.1, 10000.0))
+        ->capture_default_str();
+    app.add_option("--source-interval", survey.sourceInterval, "distance of shots, m")
+        ->check(CLI::Range(0.0, 10000.0))
+        ->capture_default_str();
+    app.add_option("--near-offset", survey.nearOffset, "distance of the first receiver, m")
+        ->check(CLI::Range(0.0, 100000.0))
+        ->capture_default_str();
+    app.add_option("--noise", survey.noise, "RMS of the noise, as a share of the first break's peak")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    app.add_option("--dead", survey.deadShare, "share of dead traces")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+    app.add_option("--reversed", survey.reversedShare, "share of traces with reversed polarity")
+        ->check(CLI::Range(0.0, 1.0))
+        ->capture_default_str();
+    app.add_option("--ground-roll", survey.groundRoll, "peak of the ground roll, as a share of the first break's peak")
+        ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    app.add_option("--format", request->format, "sample format: ibm, ieee, int8, int16, int32")->capture_default_str();
+    app.add_option("--endian", request->endian, "byte order: big or little")->capture_default_str();
+    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
+    return [request] { return synthesise(*request); };
+}
+
+const CommandRegistration registration({"synth",
+                                        "makes shot records with known first breaks and reflections of known velocity",
+                                        "pelta synth line.sgy --records 24 --noise 0.1 --seed 7", define});
+
+}
+}

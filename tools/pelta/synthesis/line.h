@@ -1,0 +1,61 @@
+#ifndef PELTA_TOOL_SYNTHESIS_LINE_H
+#define PELTA_TOOL_SYNTHESIS_LINE_H
+
+#include <pelta/bandpassfilter.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace pelta::synthesis {
+
+/* A line of shot records over a flat earth: a weathered layer over a refractor, and reflectors below it. Lengths in metres,
+ * times in ms. The same survey gives the same samples on every run. */
+struct Survey {
+    std::uint64_t seed = 1;
+    int recordCount = 24, channelCount = 48;
+    int sampleCount = 1500;
+    double intervalMs = 2.0;
+    double receiverInterval = 25.0, sourceInterval = 50.0, nearOffset = 50.0;
+    double noise = 0.05;        /* RMS, as a share of the first break's peak */
+    double groundRoll = 1.0;    /* peak, likewise */
+    double deadShare = 0.01, reversedShare = 0.01;
+};
+
+struct Station {
+    int record = 0, channel = 0, cdp = 0;
+    double sourceX = 0.0, receiverX = 0.0;
+    bool isDead = false, isReversed = false;
+    double offset() const { return receiverX - sourceX; }
+};
+
+/* The earth, in m/s and m. */
+inline constexpr double weatheredVelocity = 900.0, refractorVelocity = 2200.0, weatheredThickness = 40.0;
+
+/* Zero-offset time (ms), stacking velocity (m/s) and strength of the reflections. */
+struct Reflection {
+    double time, velocity, strength;
+};
+inline constexpr Reflection reflections[] = {
+    {400.0, 1800.0, 0.6}, {750.0, 2050.0, 0.5}, {1100.0, 2300.0, 0.45}, {1600.0, 2650.0, 0.4}, {2200.0, 3050.0, 0.35}};
+
+class TraceMaker {
+  public:
+    explicit TraceMaker(const Survey& survey);
+
+    /* Both zero-based. */
+    Station station(int record, int channel) const;
+    /* Time at which the first wave begins. */
+    double firstBreakMs(const Station& station) const;
+    void make(const Station& station, std::vector<float>& samples);
+
+  private:
+    void addNoise(const Station& station, std::vector<float>& samples);
+
+    Survey _survey;
+    BandPassFilter _noiseBand;
+    std::vector<float> _noise;
+};
+
+}
+
+#endif
