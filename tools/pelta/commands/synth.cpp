@@ -41,7 +41,7 @@ void setHeader(segy::Trace& trace, const segy::Layout& layout, const synthesis::
     const auto set = [&](const char* name, std::int64_t value) {
         segy::writeWord(trace.header.data(), *layout.words.find(name), layout.byteOrder, value);
     };
-    constexpr int decimetres = -10;   /* coordinate scalar: words hold tenths */
+    constexpr int decimetres = -10; /* coordinate scalar: words hold tenths */
     const auto tenths = [](double metres) { return std::llround(10.0 * metres); };
     set("trace", trace.number + 1);
     set("trace_in_file", trace.number + 1);
@@ -108,7 +108,9 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--records", survey.recordCount, "shot records")->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--channels", survey.channelCount, "channels a record")->check(CLI::Range(1, 100000))->capture_default_str();
     app.add_option("--samples", survey.sampleCount, "samples a trace")->check(CLI::Range(8, 65535))->capture_default_str();
-    app.add_option("--interval", survey.intervalMs, "sample interval, ms")->check(CLI::Range(0.05, 32.767))->capture_default_str();
+    app.add_option("--interval", survey.intervalMs, "sample interval, ms")
+        ->check(CLI::Range(0.05, 32.767))
+        ->capture_default_str();
     app.add_option("--receiver-interval", survey.receiverInterval, "distance of receivers, m")
         ->check(CLI::Range(0.1, 10000.0))
         ->capture_default_str();
@@ -134,8 +136,7 @@ std::function<int()> define(CLI::App& app) {
     return [request] { return synthesise(*request); };
 }
 
-const CommandRegistration registration({"synth",
-                                        "makes shot records with known first breaks and reflections of known velocity",
+const CommandRegistration registration({"synth", "makes shot records with known first breaks and reflections of known velocity",
                                         "pelta synth line.sgy --records 24 --noise 0.1 --seed 7", define});
 
 }

@@ -55,7 +55,8 @@ void eachSample(std::vector<float>& samples, double intervalMs, double from, dou
 double directTime(double offset) { return 1000.0 * offset / weatheredVelocity; }
 
 double headWaveTime(double offset) {
-    const double critical = std::sqrt(1.0 / (weatheredVelocity * weatheredVelocity) - 1.0 / (refractorVelocity * refractorVelocity));
+    const double critical =
+        std::sqrt(1.0 / (weatheredVelocity * weatheredVelocity) - 1.0 / (refractorVelocity * refractorVelocity));
     return 1000.0 * (offset / refractorVelocity + 2.0 * weatheredThickness * critical);
 }
 
@@ -65,13 +66,14 @@ bool hasHeadWave(double offset) {
     return offset >= 2.0 * weatheredThickness * sine / std::sqrt(1.0 - sine * sine);
 }
 
-constexpr double noiseLow = 4.0, noiseHigh = 0.6;   /* Hz, and a share of the Nyquist frequency */
+constexpr double noiseLow = 4.0, noiseHigh = 0.6; /* Hz, and a share of the Nyquist frequency */
 
 BandPassFilter noiseBand(const Survey& survey) {
     const double nyquist = 500.0 / survey.intervalMs;
     const int high = std::max(8, static_cast<int>(noiseHigh * nyquist));
-    return BandPassFilter(0, 0, 0, 0.001f, static_cast<int>(noiseLow), 8, high, std::max(high + 1, static_cast<int>(0.9 * nyquist)),
-                          survey.sampleCount, static_cast<float>(survey.intervalMs));
+    return BandPassFilter(0, 0, 0, 0.001f, static_cast<int>(noiseLow), 8, high,
+                          std::max(high + 1, static_cast<int>(0.9 * nyquist)), survey.sampleCount,
+                          static_cast<float>(survey.intervalMs));
 }
 
 }
@@ -84,8 +86,8 @@ Station TraceMaker::station(int record, int channel) const {
     station.channel = channel + 1;
     station.sourceX = record * _survey.sourceInterval;
     station.receiverX = station.sourceX + _survey.nearOffset + channel * _survey.receiverInterval;
-    station.cdp = 101 + static_cast<int>(std::lround((station.sourceX + station.receiverX - _survey.nearOffset) /
-                                                     _survey.receiverInterval));
+    station.cdp = 101 + static_cast<int>(
+                            std::lround((station.sourceX + station.receiverX - _survey.nearOffset) / _survey.receiverInterval));
     station.isDead = uniform(seedOf(_survey, record, channel, 1)) < _survey.deadShare;
     station.isReversed = uniform(seedOf(_survey, record, channel, 2)) < _survey.reversedShare;
     return station;
@@ -111,7 +113,7 @@ void TraceMaker::make(const Station& station, std::vector<float>& samples) {
     samples.assign(static_cast<std::size_t>(_survey.sampleCount), 0.0f);
     if (station.isDead) return;
     const double offset = std::abs(station.offset()), interval = _survey.intervalMs;
-    constexpr double arrivalLength = 100.0, reflectionLength = 60.0;   /* ms: where the wavelets have died down */
+    constexpr double arrivalLength = 100.0, reflectionLength = 60.0; /* ms: where the wavelets have died down */
     const auto addArrival = [&](double arrival, double strength) {
         eachSample(samples, interval, arrival, arrival + arrivalLength,
                    [&](double time) { return strength * causalWavelet(time - arrival, arrivalFrequency); });
@@ -121,9 +123,8 @@ void TraceMaker::make(const Station& station, std::vector<float>& samples) {
     if (hasHeadWave(offset)) addArrival(head, 1.0);
     for (const Reflection& reflection : reflections) {
         const double arrival = std::hypot(reflection.time, 1000.0 * offset / reflection.velocity);
-        eachSample(samples, interval, arrival - reflectionLength, arrival + reflectionLength, [&](double time) {
-            return reflection.strength * ricker(time - arrival, reflectionFrequency);
-        });
+        eachSample(samples, interval, arrival - reflectionLength, arrival + reflectionLength,
+                   [&](double time) { return reflection.strength * ricker(time - arrival, reflectionFrequency); });
     }
     if (_survey.groundRoll > 0.0)
         eachSample(samples, interval, direct, interval * _survey.sampleCount, [&](double time) {

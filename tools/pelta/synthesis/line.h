@@ -16,8 +16,8 @@ struct Survey {
     int sampleCount = 1500;
     double intervalMs = 2.0;
     double receiverInterval = 25.0, sourceInterval = 50.0, nearOffset = 50.0;
-    double noise = 0.05;        /* RMS, as a share of the first break's peak */
-    double groundRoll = 1.0;    /* peak, likewise */
+    double noise = 0.05;     /* RMS, as a share of the first break's peak */
+    double groundRoll = 1.0; /* peak, likewise */
     double deadShare = 0.01, reversedShare = 0.01;
 };
 
