@@ -1,0 +1,166 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "commands/command.h"
+#include "commands/options.h"
+#include "picks/picktable.h"
+#include "pictures/section.h"
+#include "support/failure.h"
+
+namespace pelta {
+namespace {
+
+struct Request {
+    std::string input, output, style = "auto", palette = "gray", axis = "channel", title;
+    InputOptions inputOptions;
+    std::vector<std::string> pickFiles;
+    std::vector<std::int64_t> records, traceRange, size = {1200, 800};
+    std::vector<double> timesMs;
+    double clip = 99.0, gain = 1.0;
+    bool overwrite = false;
+};
+
+constexpr std::int64_t mostTraces = 8000;
+
+/* A long line is thinned out: more traces than this would fall on the same points. */
+std::int64_t stepFor(const segy::Reader& reader, const Request& request) {
+    if (!reader.traceCount() || !request.records.empty() || !request.traceRange.empty()) return 1;
+    const std::int64_t step = (*reader.traceCount() + mostTraces - 1) / mostTraces;
+    if (step > 1)
+        warn(fmt::format("{}: {} traces are many for one picture; every {}th is drawn", request.input, *reader.traceCount(),
+                         step));
+    return std::max<std::int64_t>(step, 1);
+}
+
+struct Selection {
+    std::vector<pictures::SectionTrace> traces;
+    std::set<std::int64_t> records;
+};
+
+double axisValueOf(const Request& request, const segy::Trace& trace, const segy::TraceFacts& facts,
+                   const segy::Layout& layout) {
+    if (request.axis == "offset") return facts.offset;
+    const auto word = layout.words.find(request.axis);
+    if (!word)
+        failUsage("--axis: {} has no place in the trace header; give it one with --map {}=BYTE:SIZE", request.axis,
+                  request.axis);
+    return static_cast<double>(segy::readWord(trace.header.data(), *word, layout.byteOrder));
+}
+
+Selection select(segy::Reader& reader, const Request& request) {
+    std::vector<PickTable> tables;
+    for (const std::string& name : request.pickFiles) tables.emplace_back(name);
+    const std::set<std::int64_t> wanted(request.records.begin(), request.records.end());
+    const std::int64_t first = request.traceRange.empty() ? 1 : request.traceRange[0];
+    const std::int64_t last = request.traceRange.empty() ? std::numeric_limits<std::int64_t>::max() : request.traceRange[1];
+    const std::int64_t step = stepFor(reader, request);
+    Selection selection;
+    segy::Trace trace;
+    while (reader.next(trace) && trace.number < last) {
+        const segy::TraceFacts facts = segy::readFacts(trace, reader.layout());
+        if (trace.number + 1 < first || trace.number % step != 0) continue;
+        if (!wanted.empty() && !wanted.contains(facts.record)) continue;
+        if (static_cast<std::int64_t>(selection.traces.size()) == 4 * mostTraces)
+            fail("{}: more than {} traces for one picture; choose with --records or --traces", request.input, 4 * mostTraces);
+        segy::decode(trace, reader.layout());
+        pictures::SectionTrace& shown = selection.traces.emplace_back();
+        shown.samples = trace.samples;
+        shown.startMs = facts.delayMs;
+        shown.record = facts.record;
+        shown.axisValue = axisValueOf(request, trace, facts, reader.layout());
+        for (const PickTable& table : tables)
+            shown.pickTimesMs.push_back(
+                table.timeMs(trace.number + 1, facts.record, facts.channel).value_or(std::numeric_limits<double>::quiet_NaN()));
+        selection.records.insert(facts.record);
+    }
+    if (selection.traces.empty()) fail("{}: no trace was chosen by --records or --traces", request.input);
+    return selection;
+}
+
+pictures::Style styleOf(const Request& request, std::size_t traceCount) {
+    constexpr double narrowestWiggle = 4.0;
+    if (request.style == "wiggle") return pictures::Style::wiggle;
+    if (request.style == "density") return pictures::Style::density;
+    return static_cast<double>(request.size[0]) / static_cast<double>(traceCount) >= narrowestWiggle ? pictures::Style::wiggle
+                                                                                                     : pictures::Style::density;
+}
+
+pictures::SectionStyle sectionStyle(const Request& request, const Selection& selection, const segy::Layout& layout) {
+    pictures::SectionStyle style;
+    style.style = styleOf(request, selection.traces.size());
+    style.palette = request.palette == "seismic" ? pictures::Palette::seismic : pictures::Palette::gray;
+    style.clipPercent = request.clip;
+    style.gain = request.gain;
+    style.intervalMs = layout.intervalMs;
+    style.fromMs = std::numeric_limits<double>::max();
+    style.toMs = std::numeric_limits<double>::lowest();
+    for (const pictures::SectionTrace& trace : selection.traces) {
+        style.fromMs = std::min(style.fromMs, trace.startMs);
+        style.toMs =
+            std::max(style.toMs, trace.startMs + (static_cast<double>(trace.samples.size()) - 1.0) * layout.intervalMs);
+    }
+    if (!request.timesMs.empty()) {
+        style.fromMs = request.timesMs[0];
+        style.toMs = request.timesMs[1];
+    }
+    if (!(style.fromMs < style.toMs)) failUsage("--times: {:g} to {:g} ms is no range", style.fromMs, style.toMs);
+    constexpr std::size_t mostRecordsApart = 40;
+    style.separatesRecords = selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
+    style.title = request.title.empty() ? request.input : request.title;
+    style.axisTitle = request.axis;
+    style.pickNames = request.pickFiles;
+    return style;
+}
+
+int plot(const Request& request) {
+    if (request.size[0] < 200 || request.size[1] < 150 || request.size[0] > 30000 || request.size[1] > 30000)
+        failUsage("--size: {},{} lies outside 200,150 .. 30000,30000", request.size[0], request.size[1]);
+    pictures::Canvas canvas(request.output, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]));
+    OutputFile file(request.output, request.overwrite);
+    segy::Reader reader(request.input, request.inputOptions.read());
+    for (const std::string& warning : reader.warnings()) warn(warning);
+    const Selection selection = select(reader, request);
+    pictures::drawSection(canvas, selection.traces, sectionStyle(request, selection, reader.layout()));
+    canvas.write(file);
+    file.commit();
+    return 0;
+}
+
+std::function<int()> define(CLI::App& app) {
+    auto request = std::make_shared<Request>();
+    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required();
+    app.add_option("OUT", request->output, "picture to write: .png, .svg or .pdf")->required();
+    request->inputOptions.add(app);
+    app.add_option("--style", request->style, "wiggle, density, or auto by the room there is")
+        ->check(CLI::IsMember({"auto", "wiggle", "density"}))
+        ->capture_default_str();
+    app.add_option("--palette", request->palette, "colours of a density picture: gray or seismic")
+        ->check(CLI::IsMember({"gray", "seismic"}))
+        ->capture_default_str();
+    app.add_option("--axis", request->axis, "header word of the horizontal axis, by name or as BYTE:SIZE")
+        ->capture_default_str();
+    app.add_option("--records", request->records, "records to draw, side by side: 3,5")->delimiter(',');
+    app.add_option("--traces", request->traceRange, "first and last trace to draw: 100,400")->delimiter(',')->expected(2);
+    app.add_option("--times", request->timesMs, "first and last time to draw, ms: 0,1200")->delimiter(',')->expected(2);
+    app.add_option("--clip", request->clip, "percentile of amplitudes that fills a trace's place")
+        ->check(CLI::Range(1.0, 100.0))
+        ->capture_default_str();
+    app.add_option("--gain", request->gain, "factor on amplitudes beyond that")
+        ->check(CLI::Range(0.01, 100.0))
+        ->capture_default_str();
+    app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',');
+    app.add_option("--title", request->title, "title (the file's name)");
+    app.add_option("--size", request->size, "width and height in points: 1200,800")->delimiter(',')->expected(2);
+    app.add_flag("--overwrite", request->overwrite, "replace a file that stands under OUT");
+    return [request] { return plot(*request); };
+}
+
+const CommandRegistration registration({"plot", "draws a gather or section as PNG, SVG or PDF",
+                                        "pelta plot in.sgy out.png --records 3,5 --picks picks.csv", define});
+
+}
+}

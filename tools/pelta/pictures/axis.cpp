@@ -1,0 +1,46 @@
+#include "pictures/axis.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace pelta::pictures {
+namespace {
+
+constexpr double fontSize = 11.0, tickLength = 5.0;
+constexpr double spacePerTick = 40.0;
+
+}
+
+std::vector<double> niceTicks(double from, double to, int atMost) {
+    const double span = std::abs(to - from);
+    if (!(span > 0.0) || !std::isfinite(span) || atMost < 1) return {};
+    double step = std::pow(10.0, std::floor(std::log10(span / atMost)));
+    for (double factor : {1.0, 2.0, 5.0, 10.0})
+        if (span / (factor * step) <= atMost) {
+            step *= factor;
+            break;
+        }
+    std::vector<double> ticks;
+    const double low = std::min(from, to), high = std::max(from, to);
+    for (double k = std::ceil(low / step - 1e-9); k * step <= high + 1e-9 * span; ++k) ticks.push_back(k * step);
+    return ticks;
+}
+
+std::string tickText(double value) { return fmt::format("{:.6g}", value == 0.0 ? 0.0 : value); }
+
+void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs) {
+    const int atMost = std::max(2, static_cast<int>(box.height / spacePerTick));
+    cairo_set_line_width(canvas.pen(), 0.5);
+    for (double tick : niceTicks(timeMs.firstValue, timeMs.lastValue, atMost)) {
+        const double y = timeMs.place(tick);
+        canvas.setColor({0.0, 0.0, 0.0, 0.15});
+        canvas.line(box.left, y, box.right(), y);
+        canvas.setColor({});
+        canvas.line(box.left - tickLength, y, box.left, y);
+        canvas.text(box.left - tickLength - 3.0, y, tickText(tick), fontSize, Canvas::Anchor::right);
+    }
+    canvas.text(box.left - 52.0, box.top + 0.5 * box.height, "time, ms", fontSize, Canvas::Anchor::middle, true);
+}
+
+}

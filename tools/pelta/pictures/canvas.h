@@ -1,0 +1,55 @@
+#ifndef PELTA_TOOL_CANVAS_H
+#define PELTA_TOOL_CANVAS_H
+
+#include <cairo.h>
+
+#include <string>
+
+#include "support/outputfile.h"
+
+namespace pelta::pictures {
+
+struct Color {
+    double red = 0.0, green = 0.0, blue = 0.0, opacity = 1.0;
+};
+
+struct Box {
+    double left = 0.0, top = 0.0, width = 0.0, height = 0.0;
+    double right() const { return left + width; }
+    double bottom() const { return top + height; }
+};
+
+/* A picture of width x height points that becomes PNG, SVG or PDF by the ending of its file's name. */
+class Canvas {
+  public:
+    /* Fails (UsageError) on other endings. */
+    Canvas(const std::string& fileName, int width, int height);
+    ~Canvas();
+    Canvas(const Canvas&) = delete;
+    Canvas& operator=(const Canvas&) = delete;
+
+    cairo_t* pen() { return _pen; }
+    int width() const { return _width; }
+    int height() const { return _height; }
+
+    void setColor(const Color& color);
+    void line(double fromX, double fromY, double toX, double toY);
+    enum class Anchor { left, middle, right };
+    /* Text whose anchor stands at x and whose middle line stands at y; turned: read from below. */
+    void text(double x, double y, const std::string& text, double size, Anchor anchor, bool isTurned = false);
+    double textWidth(const std::string& text, double size);
+
+    /* Hands the whole picture to the file (which still has to be committed). */
+    void write(OutputFile& file);
+
+  private:
+    enum class Format { png, svg, pdf } _format;
+    int _width, _height;
+    std::string _bytes;
+    cairo_surface_t* _surface = nullptr;
+    cairo_t* _pen = nullptr;
+};
+
+}
+
+#endif
