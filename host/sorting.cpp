@@ -5,20 +5,28 @@
 
 namespace {
 
-/* A total order with NaN last, which the standard algorithms need to stay inside their array. */
+/* NaNs behind everything else: a total order, without which the standard algorithms may leave their array. */
 bool before(float x, float y) { return x < y || (std::isnan(y) && !std::isnan(x)); }
+
+bool brackets(const float* ax, int nx, int index, float x) {
+    return index >= 0 && index < nx - 1 && ax[index] <= x && x < ax[index + 1];
+}
 
 }
 
 void qksort(int n, float* a) {
-    if (n > 1) std::sort(a, a + n, before);
+    if (n < 2) return;
+    float* const numbersEnd = std::partition(a, a + n, [](float value) { return !std::isnan(value); });
+    std::sort(a, numbersEnd);
 }
 
 void qkifind(int m, int n, float* a, int* i) {
-    if (m >= 0 && m < n) std::nth_element(i, i + m, i + n, [a](int j, int k) { return before(a[j], a[k]); });
+    if (m < 0 || m >= n) return;
+    std::nth_element(i, i + m, i + n, [a](int j, int k) { return before(a[j], a[k]); });
 }
 
 void xindex(int nx, float* ax, float x, int* index) {
-    const auto above = std::upper_bound(ax, ax + std::max(nx, 0), x);
+    if (brackets(ax, nx, *index, x)) return;
+    const auto above = std::upper_bound(ax, ax + std::max(nx, 0), x, before);
     *index = std::max(static_cast<int>(above - ax) - 1, 0);
 }
