@@ -1,0 +1,379 @@
+#include <pelta/arpicker.h>
+#include <pelta/fbpicker.h>
+#include <pelta/host.h>
+#include <pelta/spdpicker.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "vectorize.h"
+
+namespace {
+
+/* Windows and positions are counted in 64 bits: a sum of two parameters of any size stays a number. */
+using Count = std::int64_t;
+
+constexpr float smallestStabilizer = 1e-30f;
+constexpr float largestDeviationRatio = 1e32f;
+constexpr int lowestOrder = 2;  // of the autoregressive models that are tested
+
+/* Truncates towards zero. What no int can hold goes to the nearer end of the range, a NaN to the lower end. */
+int truncated(double value) {
+    if (!(value > INT_MIN)) return INT_MIN;
+    return value < INT_MAX ? static_cast<int>(value) : INT_MAX;
+}
+
+/* Rounds half away from zero, the half added in the precision of the value. */
+template <class Real>
+int rounded(Real value) {
+    return truncated(value > 0 ? value + Real(0.5) : value - Real(0.5));
+}
+
+int samplesIn(int milliseconds, float sampleInterval) { return truncated(static_cast<float>(milliseconds) / sampleInterval); }
+
+/* Entries outside the array count as 0. */
+float entryAt(const float* array, Count length, Count index) { return index >= 0 && index < length ? array[index] : 0.0f; }
+
+float* allocateFloats(Count count) {
+    if (static_cast<std::uint64_t>(count) > SIZE_MAX / sizeof(float)) return nullptr;
+    return static_cast<float*>(std::malloc(static_cast<std::size_t>(count) * sizeof(float)));
+}
+
+bool hasWorkArrays(const fbPicker& picker) {
+    return picker._tempTrc1 && picker._tempTrc2 && picker._tempTrc3 && picker._tempTrc4 && picker._tempTrc5 && picker._tempTrc6;
+}
+
+/* A cumulative sum of absolute amplitudes. Behind its end the array may be readable up to extent entries. */
+struct Cumulative {
+    const float* sum;
+    Count length;
+    Count extent;
+};
+
+/* One trial of the energy ratio: lengths of the window behind a sample and before it, and what steadies the quotient. */
+struct Trial {
+    Count lead;
+    Count lag;
+    float stabilizer;
+};
+
+float leadLagRatio(const Cumulative& cumulative, const Trial& trial, Count i) {
+    const auto sumAt = [&](Count index) { return entryAt(cumulative.sum, cumulative.extent, index); };
+    const Count lagStart = std::max<Count>(0, i - trial.lag);
+    const Count leadEnd = std::min(cumulative.length - 1, i + trial.lead);
+    const float before = (sumAt(i) - sumAt(lagStart)) / static_cast<float>(i - lagStart) + trial.stabilizer;
+    const float after = (sumAt(leadEnd) - sumAt(i)) / static_cast<float>(leadEnd - i);
+    return after / before;
+}
+
+/* The first of the largest ratios at the samples after start and before end; 0 when none is above 0. */
+int largestLeadLagRatio(const Cumulative& cumulative, const Trial& trial, Count start, Count end) {
+    float best = 0.0f;
+    Count pick = 0;
+    for (Count i = start + 1; i < end; ++i) {
+        const float ratio = leadLagRatio(cumulative, trial, i);
+        if (ratio > best) {
+            best = ratio;
+            pick = i;
+        }
+    }
+    return static_cast<int>(pick);
+}
+
+/* Writes the cumulative absolute amplitude of a segment and returns the sum of its signed samples.
+ * Kept on purpose: the first sample's amplitude is dropped. */
+double accumulate(const float* segment, Count length, float* cumulative) {
+    double signedSum = 0.0;
+    float sum = 0.0f;
+    cumulative[0] = 0.0f;
+    for (Count k = 1; k < length; ++k) {
+        signedSum += segment[k];
+        sum += std::fabs(segment[k]);  // the bits of a sum formed in double and stored as float
+        cumulative[k] = sum;
+    }
+    return signedSum;
+}
+
+/* Median pick of three trials whose windows differ in scale. */
+float coarsePick(const Cumulative& cumulative, Count start, Count end, const Trial& trial) {
+    const Trial trials[3] = {trial,
+                             {2 * trial.lead, 2 * trial.lag, trial.stabilizer * 0.5f},
+                             {trial.lead / 2, trial.lag / 2, trial.stabilizer + trial.stabilizer}};
+    float picks[3];
+    for (int k = 0; k < 3; ++k) picks[k] = static_cast<float>(largestLeadLagRatio(cumulative, trials[k], start, end));
+    qksort(3, picks);
+    return picks[1];
+}
+
+/* Median pick of nine trials. Kept on purpose: they are three trials, each entered three times, as the method has it; a trial
+ * gives the same pick every time, so it is run once. */
+int finePick(const Cumulative& cumulative, Count start, Count end, float envelope, float stabilizer) {
+    const Trial trials[3] = {{rounded(envelope * 0.35f), rounded(envelope * 0.5f), stabilizer * 0.5f},
+                             {rounded(envelope * 0.7f), rounded(envelope), stabilizer},
+                             {rounded(envelope * 1.2f), rounded(envelope * 1.4f), stabilizer * 2.0f}};
+    float picks[9];
+    for (int k = 0; k < 3; ++k)
+        picks[k] = picks[k + 3] = picks[k + 6] = static_cast<float>(largestLeadLagRatio(cumulative, trials[k], start, end));
+    qksort(9, picks);
+    return truncated(picks[4] + 0.5f);
+}
+
+/* Standard deviation of length samples. The squares are formed and added in double, their running sum is kept as float. */
+float standardDeviation(const float* samples, int length) {
+    float sum = 0.0f;
+    for (int j = 0; j < length; ++j) sum += samples[j];
+    const float mean = sum / static_cast<float>(length);
+    float squares = 0.0f;
+    for (int j = 0; j < length; ++j) {
+        const double deviation = samples[j] - mean;
+        squares = static_cast<float>(squares + deviation * deviation);
+    }
+    return std::sqrt(squares / static_cast<float>(length));
+}
+
+/* The first prediction coefficient of the autoregressive model of the window that starts at the samples given. */
+float firstCoefficient(fbPicker& picker, float* samples, int window, int highestOrder) {
+    int lowest = lowestOrder, directions = 0, errorForm = 0, fromResiduals = 1, order, outcome = 0;
+    float squares, variance;
+    fabne_(samples, &window, &lowest, &highestOrder, &directions, &errorForm, &fromResiduals, &picker._nsamp, picker._tempTrc2,
+           picker._tempTrc3, picker._tempTrc4, picker._tempTrc5, picker._tempTrc6, &order, &squares, &variance, &outcome);
+    return picker._tempTrc6[0];
+}
+
+/* The largest order whose packed normal matrix, order (order + 1) / 2 floats, fits into a work array. */
+int largestStorableOrder(int sampleCount) {
+    Count order = 0;
+    while ((order + 1) * (order + 2) / 2 <= sampleCount) ++order;
+    return static_cast<int>(order);
+}
+
+/* Runs of the spectral decomposition with the tables in the picker's work arrays. */
+struct Decomposition {
+    fbPicker& picker;
+    int range;   // samples searched
+    int window;  // length in samples
+    int half;    // of the window: where its centre lies
+
+    /* Kept on purpose: new tables are made only after preProcess (or when another method has used their arrays), whatever
+     * changes in the parameters. Behind the tables stand zeros, which a window lengthened meanwhile reads. */
+    void buildTables() {
+        std::fill_n(picker._tempTrc1, 2 * static_cast<std::size_t>(picker._nsamp), 0.0f);
+        std::fill_n(picker._tempTrc2, picker._nsamp, 0.0f);
+        int frequencyCount = 1, removeBias = 0, gaussian = 1, flatPercent = 100;
+        float pi = 3.1415927f, interval = picker._srate / 1000.0f;
+        spdtables_(reinterpret_cast<peltaComplex*>(picker._tempTrc1), &window, &frequencyCount, &removeBias, &gaussian,
+                   picker._tempTrc2, &flatPercent, &half, &pi, &picker._fbpp->freqspd, &interval);
+        picker._isPreProcess = false;
+    }
+
+    /* Values of the centres from first + half to last (counted from 1) go to values. */
+    void run(float* samples, int first, int last, float* values) {
+        int scratchSize = std::min(window + 2, picker._nsamp), step = 1, frequencyCount = 1, no = 0;
+        float degrees = 57.29578f;
+        spddecompose_(samples, &range, picker._tempTrc5, &scratchSize, &first, &last, &step, &no, &frequencyCount, &window,
+                      &half, reinterpret_cast<peltaComplex*>(picker._tempTrc1), picker._tempTrc2, values, &degrees, &no, &no,
+                      &no);
+    }
+
+    /* The value of a centre (counted from 1) whose window reaches beyond the trace, where the samples are 0. */
+    float edgeValue(const float* trace, Count centre) {
+        float* samples = picker._tempTrc6;
+        for (int j = 0; j < window; ++j) samples[j] = entryAt(trace, picker._nsamp, centre - half + j - 1);
+        run(samples, 1, 1 + half, picker._tempTrc3);
+        return picker._tempTrc3[half];
+    }
+
+    /* Writes the values of the centres first to last (counted from 1); the others become 0. */
+    void fill(float* trace, Count first, Count last, float* values) {
+        const Count firstInside = std::max<Count>(first, half + 1);
+        const Count lastInside = std::min<Count>(last, Count(picker._nsamp) + half - window + 1);
+        std::fill_n(values, picker._nsamp, 0.0f);
+        for (Count c = first; c <= last; ++c)
+            if (c < firstInside || c > lastInside) values[c - 1] = edgeValue(trace, c);
+        if (firstInside <= lastInside) run(trace, static_cast<int>(firstInside - half), static_cast<int>(lastInside), values);
+    }
+};
+
+/* Samples beyond the ends of the trace are 0. */
+struct Waveform {
+    const float* trace;
+    int sampleCount;
+    int phase;  // what to look for: 1 trough, 2 peak, 3 falling zero crossing or minimum, 4 rising one or maximum
+
+    bool matches(Count i) const {
+        const float here = entryAt(trace, sampleCount, i);
+        const float earlier = entryAt(trace, sampleCount, i - 1), later = entryAt(trace, sampleCount, i + 1);
+        switch (phase) {
+            case 1: return here < 0 && here <= earlier && here <= later;
+            case 2: return here > 0 && here >= earlier && here >= later;
+            case 3: return (here >= 0 && later <= 0) || (here < later && here < earlier);
+            case 4: return (here <= 0 && later >= 0) || (here > later && here > earlier);
+            default: return false;
+        }
+    }
+
+    /* Beyond the trace one sample is like another, so both searches step over that part at once. */
+    Count searchBackward(Count i) const {
+        while (i > 1 && !matches(i)) i = std::min<Count>(i - 1, Count(sampleCount) + 1);
+        return i;
+    }
+
+    Count searchForward(Count i) const {
+        while (i < Count(sampleCount) - 1 && !matches(i)) i = std::max<Count>(i + 1, -2);
+        return i;
+    }
+};
+
+}
+
+fbPicker::fbPicker(fbPickParm* fbpp, int nsamp, float sRate) : _fbpp(fbpp), _nsamp(nsamp), _srate(sRate), _isPreProcess(true) {
+    const Count length = std::max(nsamp, 0);
+    _tempTrc1 = allocateFloats(2 * length);
+    _tempTrc2 = allocateFloats(length);
+    _tempTrc3 = allocateFloats(length);
+    _tempTrc4 = allocateFloats(length);
+    _tempTrc5 = allocateFloats(length);
+    _tempTrc6 = allocateFloats(length);
+}
+
+fbPicker::~fbPicker() {
+    for (float* array : {_tempTrc1, _tempTrc2, _tempTrc3, _tempTrc4, _tempTrc5, _tempTrc6}) std::free(array);
+}
+
+void fbPicker::setfbPickParm(fbPickParm* fbpp) { _fbpp = fbpp; }
+
+int fbPicker::preProcess() {
+    _isPreProcess = true;
+    return 0;
+}
+
+int fbPicker::getPick(float* data, float offset, int) {
+    if (!hasWorkArrays(*this)) return 0;
+    Count searchStart = 0;
+    if (_fbpp->method == 1)
+        searchStart = Count(truncated(static_cast<double>(offset / _fbpp->velocity) * 1000.0 / _srate)) + _fbpp->delay;
+    else if (_fbpp->ipmethod == 1) searchStart = truncated(_fbpp->winlen / (2.0 * _srate));
+    if (searchStart < 0 || searchStart >= _nsamp) return 0;
+
+    const int start = static_cast<int>(searchStart);
+    int pick = 0;
+    switch (_fbpp->ipmethod) {
+        case 1: pick = computeEnPick(data, start); break;
+        case 2: pick = computeSDPick(data, start); break;
+        case 3: pick = computeARPick(data, start); break;
+        case 4: pick = computeSPDPick(data, start); break;
+        default: break;
+    }
+    return _fbpp->shiftpick > 4 ? pick : adjustPick(data, pick, start);
+}
+
+int fbPicker::computeEnPick(float* data, int isamp) {
+    if (!hasWorkArrays(*this)) return 0;
+    const float envelope = static_cast<float>(_fbpp->envelope) / _srate;
+    const Count lag = std::max<Count>(Count(rounded(envelope)) + 1, 10);
+    const Count lead = rounded(static_cast<double>(lag) * 0.67);
+    const Count reach = samplesIn(_fbpp->winlen, _srate) / 2;
+    const Count segmentStart = std::max<Count>(0, isamp - reach - 2 * lag);
+    const Count segmentLength = std::min<Count>(Count(_nsamp) - 1, isamp + reach + 2 * lead) - segmentStart;
+    if (segmentLength < 2) return 0;
+
+    // Kept on purpose: the end of the search adds the segment's start where the beginning subtracts it, and the pick stays
+    // counted from the segment's start. Behind the segment the search sees zeros.
+    Count start = std::max<Count>(0, isamp - reach - segmentStart);
+    Count end = std::min<Count>(Count(_nsamp) - 1, isamp + reach + segmentStart);
+    _isPreProcess = true;
+    if (accumulate(data + segmentStart, segmentLength, _tempTrc1) == 0.0) return 0;
+    std::fill(_tempTrc1 + segmentLength, _tempTrc1 + _nsamp, 0.0f);
+    const Cumulative cumulative = {_tempTrc1, segmentLength, _nsamp};
+
+    const double stabilizer = static_cast<double>(_fbpp->stablizer) * 0.01;
+    float coarse = static_cast<float>(stabilizer * _tempTrc1[segmentLength - 1] / static_cast<double>(segmentLength));
+    if (coarse < smallestStabilizer) coarse = smallestStabilizer;
+    const float middle = coarsePick(cumulative, start, end, {lead, lag, coarse});
+
+    const float halfWidth = static_cast<float>(rounded(envelope));
+    start = std::max<Count>(start, truncated(middle - halfWidth));
+    end = std::min<Count>(end, truncated(halfWidth + middle));
+    const double amplitude = static_cast<double>(entryAt(_tempTrc1, _nsamp, end)) - entryAt(_tempTrc1, _nsamp, start);
+    return finePick(cumulative, start, end, envelope,
+                    static_cast<float>(stabilizer * amplitude / static_cast<double>(end - start)));
+}
+
+int fbPicker::computeSDPick(float* data, int) {
+    if (!hasWorkArrays(*this)) return 0;
+    const int noise = samplesIn(_fbpp->win1, _srate), signal = samplesIn(_fbpp->win2, _srate);
+    const Count signalOffset = Count(noise) + 1;  // kept on purpose: one sample between the windows belongs to neither
+    const Count tried = samplesIn(_fbpp->winlen1, _srate) - (signalOffset + signal + 1);
+
+    // Only windows that lie within the trace are looked at.
+    const Count first = std::max<Count>(0, -signalOffset);
+    const Count end = std::min<Count>(tried, Count(_nsamp) - std::max(signal, 1) - signalOffset + 1);
+    float smallest = largestDeviationRatio;
+    Count pick = 0;
+    for (Count i = first; i < end; ++i) {
+        const float ratio = standardDeviation(data + i, noise) / standardDeviation(data + i + signalOffset, signal);
+        if (ratio < smallest) {
+            smallest = ratio;
+            pick = i + signalOffset;
+        }
+    }
+    return static_cast<int>(pick);
+}
+
+int fbPicker::computeARPick(float* data, int isamp) {
+    const int range = samplesIn(_fbpp->winlen2, _srate), window = samplesIn(_fbpp->winar, _srate);
+    const int highestOrder = std::min(window / 4, largestStorableOrder(_nsamp));
+    if (!hasWorkArrays(*this) || highestOrder < lowestOrder) return 0;
+
+    // Only windows that lie within the trace are looked at.
+    const Count windows = Count(_nsamp) - window + 1;
+    const int references = static_cast<int>(std::max<Count>(0, std::min<Count>(samplesIn(_fbpp->wina, _srate), windows)));
+    _isPreProcess = true;
+    _tempTrc1[0] = 0.0f;  // the median of no reference at all
+    for (int i = 0; i < references; ++i) _tempTrc1[i] = firstCoefficient(*this, data + i, window, highestOrder);
+    qksort(references, _tempTrc1);
+    const float threshold = _tempTrc1[references / 2] * _fbpp->threshold;
+
+    // Kept on purpose: the second bound takes the start of the search from its range.
+    const Count end = std::min(std::min(Count(range) - window, Count(range) - isamp), windows);
+    for (Count i = std::max(isamp, 0); i < end; ++i)
+        if (firstCoefficient(*this, data + i, window, highestOrder) >= threshold) return static_cast<int>(i);
+    return 0;
+}
+
+int fbPicker::computeSPDPick(float* data, int isamp) {
+    const int range = samplesIn(_fbpp->winlen3, _srate), window = samplesIn(_fbpp->winspd, _srate);
+    if (!hasWorkArrays(*this) || window < 1 || window >= _nsamp) return 0;  // the table has one entry more than the window
+    Decomposition decomposition = {*this, range, window, window / 2};
+    if (_isPreProcess) decomposition.buildTables();
+
+    // Kept on purpose: the search start, counted from 0, is handed on as one counted from 1, and the end of the search takes
+    // it from the range. The values before the first centre, 0, belong to the reference all the same.
+    const Count end = std::min<Count>(Count(range) - isamp, _nsamp);
+    decomposition.fill(data, std::max<Count>(Count(isamp) + window / 2, 1), end, _tempTrc4);
+    std::copy_n(_tempTrc4, window, _tempTrc3);
+    qksort(window, _tempTrc3);
+    const float threshold = _tempTrc3[window / 2] * _fbpp->threshspd;
+    for (Count i = std::max(isamp, 0); i < end; ++i)
+        if (_tempTrc4[i] >= threshold) return static_cast<int>(i);
+    return 0;
+}
+
+int fbPicker::doPick(float* data, int nsamp, int nstart, int nend, int nlead, int nlag, float stablize) {
+    return largestLeadLagRatio({data, nsamp, nsamp}, {nlead, nlag, stablize}, nstart, nend);
+}
+
+/* Kept on purpose: a rule that no sample matches, such as 0, moves the pick to an end of the trace. */
+int fbPicker::adjustPick(float* data, int time, int) {
+    if (_fbpp->shiftpick == 5 || _nsamp < 1) return time;
+    const Waveform waveform = {data, _nsamp, _fbpp->shiftpick};
+    const int direction = _fbpp->direction;
+    const Count backward = direction > 0 ? time : waveform.searchBackward(time);
+    if (direction < 0) return static_cast<int>(backward);
+    const Count forward = waveform.searchForward(time);
+    if (direction > 0) return static_cast<int>(forward);
+    return static_cast<int>(forward - time <= time - backward ? forward : backward);
+}
