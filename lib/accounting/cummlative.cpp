@@ -9,10 +9,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,18 +54,21 @@ class FieldReader {
         skipBlanks();
         const char* const first = at_;
         const char* const last = first + std::min<std::ptrdiff_t>(end_ - first, longestName);
-        while (at_ != last && !isBlank(*at_)) ++at_;
+        while (at_ != last && !isBlank(*at_)) at_ += last - at_ < 8 ? 1 : std::max(1, printingBytes(at_));
         return {first, static_cast<std::size_t>(at_ - first)};
     }
 
-    /* False when there is no number next. Numbers beyond the range saturate. */
-    bool number(long& value) {
+    /* False when there is no number next. Numbers beyond the range of a long saturate, as scanf's do. */
+    template <class Number>
+    bool number(Number& result) {
         skipBlanks();
         if (end_ - at_ >= 2 && at_[0] == '+' && at_[1] != '-') ++at_;
+        long value;
         const auto [behind, error] = std::from_chars(at_, end_, value);
         if (error == std::errc::invalid_argument) return false;
         if (error == std::errc::result_out_of_range) value = *at_ == '-' ? LONG_MIN : LONG_MAX;
         at_ = behind;
+        result = static_cast<Number>(value);
         return true;
     }
 
@@ -71,8 +76,19 @@ class FieldReader {
     /* Printing ASCII is no blank in any locale; only the rest has to be looked up. */
     static bool isBlank(char byte) {
         const auto code = static_cast<unsigned char>(byte);
-        return (code <= ' ' || code > '~') && std::isspace(code);
+        return code == ' ' || ((code < '!' || code > '~') && std::isspace(code));
     }
+
+    /* How many of the next eight bytes are printing ASCII up to the first that is not: the subtraction and the addition set
+     * the top bit of a byte outside '!' .. '~', and what they carry goes to bytes behind the first one only. */
+    static int printingBytes(const char* bytes) {
+        constexpr std::uint64_t each = 0x0101010101010101;
+        std::uint64_t word;
+        std::memcpy(&word, bytes, sizeof word);
+        const std::uint64_t outside = (((word - '!' * each) & ~word) | (word + each) | word) & 0x80 * each;
+        return outside == 0 ? 8 : std::countr_zero(outside) / 8;
+    }
+
     void skipBlanks() {
         while (at_ != end_ && isBlank(*at_)) ++at_;
     }
@@ -81,31 +97,16 @@ class FieldReader {
     const char* end_;
 };
 
-bool takeCounts(FieldReader& fields, Entry& entry) {
-    long year, month;
-    if (!fields.number(year) || !fields.number(month) || !fields.number(entry.traces)) return false;
-    entry.year = static_cast<int>(year);
-    entry.month = static_cast<int>(month);
-    return true;
-}
-
-/* False for a record that does not yield all seven fields. */
-bool readEntry(std::string_view record, Entry& entry) {
-    FieldReader fields(record);
-    for (std::string_view& name : entry.names) name = fields.name();
-    return takeCounts(fields, entry);
-}
-
 /* Whether the record has wanted's names and month; if so, stored becomes its traces. Most records of a ledger are
  * another user's, process's or line's, and the first name that differs ends the reading. */
 bool matches(std::string_view record, const Entry& wanted, long& stored) {
     FieldReader fields(record);
     for (std::string_view name : wanted.names)
-        if (name.empty() || fields.name() != name) return false;
-    Entry entry;
-    if (!takeCounts(fields, entry) || entry.year != wanted.year || entry.month != wanted.month) return false;
-    stored = entry.traces;
-    return true;
+        if (fields.name() != name) return false;
+    int year, month;
+    if (!fields.number(year) || year != wanted.year) return false;
+    if (!fields.number(month) || month != wanted.month) return false;
+    return fields.number(stored);
 }
 
 /* The ledger's records from its start on, read many at a time. */
@@ -228,12 +229,26 @@ struct Filter {
     int year, month;
 };
 
-/* Kept on purpose: the filters are no plain conjunction. A process overrides the user, a year both, a month all three. */
-bool passes(const Entry& entry, const Filter& filter) {
-    const bool byName = (filter.process.empty() && (filter.user.empty() || entry.user() == filter.user)) ||
-                        (!filter.process.empty() && entry.process() == filter.process);
-    const bool byYear = (byName && filter.year == 0) || (filter.year > 0 && entry.year == filter.year);
-    return (byYear && filter.month == 0) || (filter.month > 0 && entry.month == filter.month);
+/* Reads the record into entry, as far as needed to see whether it passes; false also when it does not yield all its fields.
+ * Kept on purpose: the filters are no plain conjunction. A process overrides the user, a year both, a month all three. */
+bool passes(std::string_view record, const Filter& filter, Entry& entry) {
+    if (filter.month < 0 || (filter.month == 0 && filter.year < 0)) return false;
+    const bool byMonth = filter.month != 0;
+    const bool byYear = !byMonth && filter.year != 0;
+    const bool byProcess = !byMonth && !byYear && !filter.process.empty();
+    const bool byUser = !byMonth && !byYear && !byProcess && !filter.user.empty();
+
+    FieldReader fields(record);
+    auto& [user, area, line, process] = entry.names;
+    user = fields.name();
+    if (byUser && user != filter.user) return false;
+    area = fields.name();
+    line = fields.name();
+    process = fields.name();
+    if (byProcess && process != filter.process) return false;
+    if (!fields.number(entry.year) || (byYear && entry.year != filter.year)) return false;
+    if (!fields.number(entry.month) || (byMonth && entry.month != filter.month)) return false;
+    return fields.number(entry.traces);
 }
 
 void printEntry(const Entry& entry) {
@@ -287,7 +302,7 @@ int printCummlative(char* user, char* process, int year, int month) {
     LedgerScan scan(ledger);
     for (std::string_view record = scan.next(); !record.empty(); record = scan.next()) {
         Entry entry;
-        if (readEntry(record, entry) && passes(entry, filter)) printEntry(entry);
+        if (passes(record, filter, entry)) printEntry(entry);
     }
     std::fflush(stdout);
     ::close(ledger);
