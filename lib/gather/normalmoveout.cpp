@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 
+#include "gather/truncation.h"
 #include "gather/workarray.h"
 #include "vectorize.h"
 
@@ -97,13 +97,6 @@ int workableCount(const NormalMoveout& settings, int sampleCount) {
 /* Resamples the copy of the trace at the positions of the samples first .. first + count - 1. */
 void interpolate(const NormalMoveout& settings, int sampleCount, int first, int count, float* trace) {
     ints8r(sampleCount, 1.0f, 0.0f, settings._tempTrc, 0.0f, 0.0f, count, settings._tempSamp + first, trace + first);
-}
-
-/* Truncates towards zero; saturates at the int range. */
-std::int64_t truncated(float value) {
-    constexpr int largest = std::numeric_limits<int>::max(), smallest = std::numeric_limits<int>::min();
-    if (value >= static_cast<float>(largest)) return largest;
-    return value > static_cast<float>(smallest) ? static_cast<int>(value) : smallest;
 }
 
 /* Of the trace, copies the samples first <= i < last that lie in it to the same places of an otherwise zero trace. */
@@ -231,15 +224,15 @@ int NormalMoveout::unApplyNMO(float* trace, float* velocity, float* forth, int n
     // Kept on purpose: sample 0 is taken at x/v whatever the start time, the formula and the halving.
     _tempTrc[0] = std::fabs(offset) / velocity[0] / _srate;
     for (int i = 0; i < sampleCount; ++i) _tempTrc[i] += 1.0f;
-    const std::int64_t earliest = truncated(invertPositions(_tempTrc, sampleCount, _tempSamp));
+    const int earliest = truncated(invertPositions(_tempTrc, sampleCount, _tempSamp));
     std::copy_n(trace, sampleCount, _tempTrc);
     if (earliest >= sampleCount) {
-        _sampleAtStretch = static_cast<int>(earliest);
+        _sampleAtStretch = earliest;
         std::fill_n(trace, sampleCount, 0.0f);
         return 0;
     }
     // Negative times may put the first recorded position before the trace.
-    const int first = static_cast<int>(std::max<std::int64_t>(earliest, 1)) - 1;
+    const int first = std::max(earliest, 1) - 1;
     std::fill_n(trace, first, 0.0f);
     _sampleAtStretch = first;
     // Kept on purpose: the count stops one short, so that the last sample keeps its value.
