@@ -45,8 +45,8 @@ HOST_INLINE void convolveBlocks(const Convolution& c, std::int64_t outputCount, 
 
 constexpr int longestBlock = 128;
 
-void convolveBase(const Convolution& c, std::int64_t outputCount, float* z) { convolveBlocks<16, 12>(c, outputCount, z); }
 #if HOST_LEVELS
+void convolveBase(const Convolution& c, std::int64_t outputCount, float* z) { convolveBlocks<16, 12>(c, outputCount, z); }
 HOST_LEVEL_V3 void convolveV3(const Convolution& c, std::int64_t outputCount, float* z) {
     convolveBlocks<32, 12>(c, outputCount, z);
 }
@@ -66,7 +66,7 @@ void convolve(const Convolution& c, std::int64_t outputCount, float* z) {
 #elif defined(__AVX__)
     convolveBlocks<32, 12>(c, outputCount, z);
 #else
-    convolveBase(c, outputCount, z);
+    convolveBlocks<16, 12>(c, outputCount, z);
 #endif
 }
 
