@@ -2,8 +2,10 @@
 #define PELTA_TOOL_LAYOUT_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "segy/headerwords.h"
@@ -42,7 +44,9 @@ struct Layout {
     int revisionMajor = 0, revisionMinor = 0;
     std::int64_t extendedTextHeaders = 0; /* as found, where the file leaves their number open */
     int extraTraceHeaders = 0;            /* 240-byte headers behind the first of every trace, revision 2 */
-    std::int64_t firstTraceByte = 3600;
+    std::int64_t firstTraceByte = 3600;   /* bytes before the first trace */
+    std::int64_t promisedTraces = 0;      /* 0 where the file does not say, as before revision 2 */
+    std::int64_t trailerBytes = 0;        /* text behind the last trace, revision 2 */
     bool isFeet = false;
     HeaderMap words;
 
@@ -54,14 +58,21 @@ struct Layout {
 /* Everything before the first trace, as it stands in the file: text header, binary header, extended text headers. */
 using Preamble = std::vector<unsigned char>;
 
-/* Reads layout out of the first 3,600 bytes and what the first trace header says (traceHeader may be null). Pure: takes any
- * bytes. Fails (Failure) with one line that names the byte, the value, what was expected and the option that helps.
- *   fileSize  in bytes where known, which helps to find out contradictory words; otherwise nothing
- *   warnings  receives one line for each word that was found wrong and overruled by a better source */
-Layout readLayout(const unsigned char* header3600, const unsigned char* traceHeader, std::optional<std::int64_t> fileSize,
-                  const Overrides& overrides, const std::string& fileName, std::vector<std::string>& warnings);
+/* A look at bytes of the file by their zero-based position: count of them, valid until the next look; null where the file
+ * has not so many. */
+using Look = std::function<const unsigned char*(std::int64_t position, std::size_t count)>;
 
-/* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as ASCII. */
+/* Finds out how a file is built from its headers. Takes any bytes. Fails (Failure) with one line that names the byte, the
+ * value, what was expected and the option that helps.
+ *   look      at the file; it must yield the first 3,600 bytes
+ *   fileSize  in bytes where known: then words that contradict it are overruled by others that fit it; otherwise nothing,
+ *             and the binary header is believed
+ *   warnings  receives one line for each word that was found wrong and overruled by a better source */
+Layout readLayout(const Look& look, std::optional<std::int64_t> fileSize, const Overrides& overrides,
+                  const std::string& fileName, std::vector<std::string>& warnings);
+
+/* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as printable ASCII, with blanks for
+ * everything else; no lines when there is no such header. */
 std::vector<std::string> textLines(const Preamble& preamble, const Layout& layout, int header = 0);
 /* Replaces line (0 .. 39) of the text header, in the file's own encoding. */
 void setTextLine(Preamble& preamble, const Layout& layout, int line, std::string_view text);

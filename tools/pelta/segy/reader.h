@@ -1,8 +1,6 @@
 #ifndef PELTA_TOOL_READER_H
 #define PELTA_TOOL_READER_H
 
-#include <pelta/fileio.h>
-
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,7 +15,9 @@ struct ReadOptions {
     bool salvage = false; /* a truncated last trace: take the whole ones with a warning instead of failing */
 };
 
-/* Reads a SEG-Y file, or standard input ("-"), from front to back in large blocks; memory does not grow with the file. */
+/* Reads a SEG-Y file, or standard input ("-"), from front to back in large blocks; memory does not grow with the file. A file
+ * that is cut off or holds fewer traces than it promises fails at once, a pipe when its end is reached; with salvage it gives
+ * what whole traces there are, and a warning. */
 class Reader {
   public:
     Reader(std::string name, ReadOptions options);
@@ -36,6 +36,9 @@ class Reader {
     std::optional<std::int64_t> fileSize() const;
     /* Bytes of a truncated last trace, known once the end was reached (at once for a file). */
     std::int64_t truncatedBytes() const;
+
+    /* What stands behind the last trace, byte for byte; known once the end was reached (at once for a file). */
+    const std::vector<unsigned char>& trailer() const;
 
     /* The next trace with its bytes (not decoded); false at the end. Reuses the trace's arrays. */
     bool next(Trace& trace);

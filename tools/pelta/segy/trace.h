@@ -29,8 +29,9 @@ TraceFacts readFacts(const Trace& trace, const Layout& layout);
 
 /* encoded -> samples. */
 void decode(Trace& trace, const Layout& layout);
-/* samples -> encoded where samplesChanged. Integer formats are rounded to the nearest and clipped; the count of clipped
- * (or NaN) samples is returned. */
+/* samples -> encoded where samplesChanged. Integer formats are rounded to the nearest (an even one where two are equally
+ * near) and clipped, NaN becomes 0; the IBM format cuts off up to three low bits. Returns the number of samples that the
+ * format could not hold: clipped ones, in the IBM format those that are not finite. */
 std::int64_t encode(Trace& trace, const Layout& layout);
 
 }

@@ -13,15 +13,19 @@ class Writer {
   public:
     Writer(std::string name, bool overwrite, const Preamble& preamble);
     void write(const Trace& trace);
+    /* What stands behind the last trace (Reader::trailer). */
+    void writeTrailer(const std::vector<unsigned char>& trailer);
     void commit();
 
   private:
+    void append(const std::vector<unsigned char>& bytes);
     void flush();
     OutputFile _file;
     std::vector<unsigned char> _pending;
 };
 
-/* A preamble made from nothing: text lines (at most 40), and the layout's words in the binary header. */
+/* A preamble made from nothing: text lines (at most 40) and the layout's words in the binary header, without extended text
+ * headers. Sample counts above 65,535 and intervals that are no whole microseconds up to 65,535 make it revision 2. */
 Preamble makePreamble(const Layout& layout, const std::vector<std::string>& lines);
 
 }

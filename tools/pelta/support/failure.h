@@ -31,6 +31,9 @@ template <class... Arguments>
     throw UsageError(fmt::format(text, std::forward<Arguments>(arguments)...));
 }
 
+/* The text with a question mark for every control character, so that a strange file name keeps to its line. */
+std::string oneLine(std::string text);
+
 /* One line on standard error that begins "pelta: warning: "; the work goes on. Safe to call from several threads. */
 void warn(const std::string& text);
 

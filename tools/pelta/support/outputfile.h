@@ -4,38 +4,54 @@
 #include <pelta/fileio.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace pelta {
 
 /* A file that stands under its final name only when it is whole: bytes go to a temporary file in the same folder, and
- * commit() renames it. Destroyed without commit, or ended by a signal, nothing is left behind (see removeUnfinishedFiles).
- * The name "-" is standard output: bytes go there at once. */
+ * commit() renames it. Destroyed without commit, or ended by a signal, nothing is left behind (see
+ * removeUnfinishedFilesOnSignals). The name "-" is standard output: bytes go there at once, as they do to a device or a
+ * named pipe. */
 class OutputFile {
   public:
-    /* Fails when something stands under the name and overwrite is false, or when the folder cannot be written. */
+    /* Fails when something stands under the name and overwrite is false, when it is an input of the command or another
+     * unfinished output of it, or when the folder cannot be written. */
     OutputFile(std::string name, bool overwrite);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
+    /* Goes to the system as it comes: write in large pieces. */
     void write(const void* bytes, std::size_t count);
     void write(std::string_view text) { write(text.data(), text.size()); }
-    /* The name of the temporary file, for writers that open it by name themselves (pictures). */
+    /* The name of the temporary file, for writers that open it by name themselves (pictures); empty for standard output. */
     const std::string& temporaryName() const { return _temporaryName; }
     bool isStandardOutput() const { return _isStandardOutput; }
     const std::string& name() const { return _name; }
-    /* Flushes, closes and gives the file its final name. */
+    /* Closes the file and gives it its final name. */
     void commit();
 
   private:
-    std::string _name, _temporaryName;
-    bool _isStandardOutput = false;
+    void openStandardOutput();
+    void openDirectly();
+    void openTemporary();
+    void close();
+    void giveFinalName();
+
+    std::string _name, _target, _temporaryName;
+    bool _overwrite, _isStandardOutput = false;
     fileIOStruct _file = {};
+    int _slot = -1;
+    std::uint64_t _written = 0;
 };
 
-/* Called once at start: SIGINT, SIGTERM and SIGHUP remove the unfinished files and end the process as the signal would. */
+/* Makes every output refuse to replace the file that this open descriptor reads. */
+void protectInput(int descriptor);
+
+/* Called once at start: SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the unfinished files and end the process as the signal
+ * would; one that is ignored stays ignored. A file that grows beyond the size limit becomes a failed write. */
 void removeUnfinishedFilesOnSignals();
 
 }

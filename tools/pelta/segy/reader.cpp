@@ -1,0 +1,271 @@
+#include "segy/reader.h"
+
+#include <fcntl.h>
+#include <pelta/fileio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <utility>
+
+#include "support/failure.h"
+#include "support/libraryvoice.h"
+#include "support/outputfile.h"
+
+namespace pelta::segy {
+namespace {
+
+constexpr std::size_t blockBytes = 1 << 20;
+
+/* A descriptor of the library that is closed by itself. */
+class InputFile {
+  public:
+    explicit InputFile(const std::string& name) : _name(name) {
+        _file.cFileName = _name.data();
+        if (_name == "-") openStandardInput();
+        else openNamed();
+        struct stat status;
+        if (fstat(_file.iFile, &status) == 0 && S_ISREG(status.st_mode) && lseek(_file.iFile, 0, SEEK_CUR) == 0)
+            _size = status.st_size;
+        protectInput(_file.iFile);
+        if (_size) posix_fadvise(_file.iFile, 0, 0, POSIX_FADV_SEQUENTIAL);
+    }
+    ~InputFile() { fileClose(&_file); }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    /* Nothing for what can only be read from front to back. */
+    std::optional<std::int64_t> size() const { return _size; }
+    std::int64_t position() const { return _position; }
+
+    void seek(std::int64_t position) {
+        if (position != _position && lseek(_file.iFile, position, SEEK_SET) != position)
+            fail("{}: cannot go to byte {}: {}", _name, position + 1, std::strerror(errno));
+        _position = position;
+    }
+
+    /* One piece of at most count bytes, 0 at the end. */
+    std::size_t read(unsigned char* bytes, std::size_t count) {
+        const LibraryVoice silent;
+        const int got = fileRead(&_file, reinterpret_cast<char*>(bytes), static_cast<unsigned long>(count));
+        if (got < 0) fail("{}: cannot be read at byte {}: {}", _name, _position + 1, std::strerror(errno));
+        _position += got;
+        return static_cast<std::size_t>(got);
+    }
+
+  private:
+    /* Under a number of its own: 0 does not count as open. */
+    void openStandardInput() {
+        _name = "standard input";
+        _file.cFileName = _name.data();
+        _file.iFile = std::max(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3), 0);
+        if (_file.iFile == 0) fail("standard input: is closed");
+    }
+
+    void openNamed() {
+        struct stat status;
+        if (stat(_name.c_str(), &status) != 0) fail("{}: cannot be read: {}", _name, std::strerror(errno));
+        if (S_ISDIR(status.st_mode)) fail("{}: is a folder, expected a SEG-Y file", _name);
+        const LibraryVoice silent;
+        if (!fileOpen(&_file, 0, 0)) fail("{}: cannot be read: {}", _name, std::strerror(errno));
+    }
+
+    std::string _name;
+    fileIOStruct _file = {};
+    std::optional<std::int64_t> _size;
+    std::int64_t _position = 0;
+};
+
+}
+
+struct Reader::Inside {
+    Inside(std::string givenName, ReadOptions givenOptions)
+        : name(givenName == "-" ? "standard input" : std::move(givenName)),
+          options(std::move(givenOptions)),
+          file(name == "standard input" ? "-" : name),
+          block(blockBytes) {
+        const auto look = [this](std::int64_t position, std::size_t count) { return lookAt(position, count); };
+        layout = readLayout(look, file.size(), options.overrides, name, warnings);
+        if (layout.traceBytes() > PTRDIFF_MAX / 4)
+            fail("{}: a trace of {} samples is more than memory can hold; --samples overrides the count", name,
+                 layout.sampleCount);
+        if (file.size()) {
+            findExtent();
+            file.seek(0);
+        }
+        if (!take(preamble, static_cast<std::size_t>(layout.firstTraceByte)))
+            fail("{}: ends inside the file headers, expected the first trace at byte {}", name, layout.firstTraceByte + 1);
+    }
+
+    /* ---- bytes ---- */
+
+    std::size_t available() const { return blockEnd - blockStart; }
+    /* Where the next byte stands in the file. */
+    std::int64_t position() const { return file.position() - static_cast<std::int64_t>(available()); }
+
+    /* Makes count bytes available; false when the file ends before. The block grows only with bytes that are there. */
+    bool fill(std::size_t count) {
+        while (available() < count && !isAtEnd) {
+            if (blockStart > 0) {
+                std::memmove(block.data(), block.data() + blockStart, available());
+                blockEnd -= std::exchange(blockStart, 0);
+            }
+            if (blockEnd == block.size()) block.resize(2 * block.size());
+            const std::size_t got = file.read(block.data() + blockEnd, block.size() - blockEnd);
+            blockEnd += got;
+            isAtEnd = got == 0;
+        }
+        return available() >= count;
+    }
+
+    /* Moves count bytes into the vector; false when the file ends before, with what there was. */
+    bool take(std::vector<unsigned char>& bytes, std::size_t count) {
+        bytes.clear();
+        while (bytes.size() < count) {
+            if (!fill(1)) return false;
+            const std::size_t piece = std::min(count - bytes.size(), available());
+            bytes.insert(bytes.end(), block.data() + blockStart, block.data() + blockStart + piece);
+            blockStart += piece;
+        }
+        return true;
+    }
+
+    /* Anywhere in a file, into bytes of its own; in a pipe what has not been taken yet, which is all before the layout is
+     * known. */
+    const unsigned char* lookAt(std::int64_t place, std::size_t count) {
+        if (!file.size()) return fill(static_cast<std::size_t>(place) + count) ? block.data() + place : nullptr;
+        if (place < 0 || place > *file.size() - static_cast<std::int64_t>(count)) return nullptr;
+        looked.resize(count);
+        file.seek(place);
+        for (std::size_t done = 0; done < count;) {
+            const std::size_t got = file.read(looked.data() + done, count - done);
+            if (got == 0) return nullptr;
+            done += got;
+        }
+        return looked.data();
+    }
+
+    /* ---- traces ---- */
+
+    void findExtent() {
+        const std::int64_t room = *file.size() - layout.firstTraceByte - layout.trailerBytes;
+        wholeTraces = room / layout.traceBytes();
+        truncatedBytes = room % layout.traceBytes();
+        if (layout.promisedTraces > 0 && layout.trailerBytes == 0 && *wholeTraces > layout.promisedTraces)
+            warnings.push_back(fmt::format("{}: {} traces are promised at byte 3513 and {} are there; all are read", name,
+                                           layout.promisedTraces, *wholeTraces));
+        complainOfEnd([this](const std::string& text) { warnings.push_back(text); });
+        if (layout.trailerBytes == 0) return;
+        const auto count = static_cast<std::size_t>(layout.trailerBytes);
+        if (const unsigned char* bytes = lookAt(*file.size() - layout.trailerBytes, count))
+            trailer.assign(bytes, bytes + count);
+    }
+
+    /* Fails, or warns when the file is to be salvaged, unless it ends where it should. */
+    template <class Warn>
+    void complainOfEnd(Warn say) const {
+        const std::int64_t end = layout.firstTraceByte + *wholeTraces * layout.traceBytes();
+        std::string what;
+        if (truncatedBytes > 0)
+            what = fmt::format("{}: the last trace, from byte {}, has {} of {} bytes ({} samples of format {} a trace)", name,
+                               end + 1, truncatedBytes, layout.traceBytes(), layout.sampleCount, nameOf(layout.format));
+        else if (*wholeTraces < layout.promisedTraces)
+            what = fmt::format("{}: ends at byte {} after {} traces, {} are promised at byte 3513", name, end, *wholeTraces,
+                               layout.promisedTraces);
+        else if (*wholeTraces > 0) return;
+        else fail("{}: ends at byte {} and holds no trace", name, end);
+        if (*wholeTraces == 0) fail("{}; there is no whole one, --samples or --format override wrong words", what);
+        if (!options.salvage)
+            fail("{}; --salvage takes the {} whole ones, --samples or --format override wrong words", what, *wholeTraces);
+        say(fmt::format("{}; the {} whole ones are taken", what, *wholeTraces));
+    }
+
+    bool next(Trace& trace) {
+        if (file.size() ? number == *wholeTraces : pipeEnds()) return false;
+        trace.number = number;
+        trace.samplesChanged = false;
+        const auto headerBytes = static_cast<std::size_t>(layout.headerBytesPerTrace());
+        const auto sampleBytes = static_cast<std::size_t>(layout.traceBytes()) - headerBytes;
+        if (file.size()) trace.encoded.reserve(sampleBytes);
+        trace.encoded.clear();
+        const bool isWhole = take(trace.header, headerBytes) && take(trace.encoded, sampleBytes);
+        if (!isWhole) return endInsideTrace(trace);
+        ++number;
+        return true;
+    }
+
+    bool endInsideTrace(const Trace& trace) {
+        if (file.size()) fail("{}: became shorter while it was read, and ends at byte {}", name, position());
+        endPipe(static_cast<std::int64_t>(trace.header.size() + trace.encoded.size()));
+        return false;
+    }
+
+    bool pipeEnds() {
+        if (wholeTraces) return true;
+        if (layout.promisedTraces > 0 && number == layout.promisedTraces) {
+            constexpr std::size_t longestTrailer = 32767 * std::size_t{textHeaderBytes};
+            if (take(trailer, longestTrailer) && fill(1))
+                fail("{}: goes on behind the {} traces that are promised at byte 3513", name, layout.promisedTraces);
+            endPipe(0);
+            return true;
+        }
+        const auto trailerBytes = static_cast<std::size_t>(layout.trailerBytes);
+        if (fill(trailerBytes + 1)) return false;
+        const bool isTrailer = available() == trailerBytes;
+        const auto rest = static_cast<std::int64_t>(available());
+        take(trailer, available());
+        endPipe(isTrailer ? 0 : rest);
+        return true;
+    }
+
+    void endPipe(std::int64_t rest) {
+        wholeTraces = number;
+        truncatedBytes = rest;
+        complainOfEnd([](const std::string& text) { warn(text); });
+    }
+
+    void seek(std::int64_t traceNumber) {
+        if (!file.size()) fail("{}: is a pipe, whose traces can only be read in order", name);
+        if (traceNumber < 0 || traceNumber > *wholeTraces)
+            fail("{}: trace {} is asked for, it holds {}", name, traceNumber + 1, *wholeTraces);
+        number = traceNumber;
+        blockStart = blockEnd = 0;
+        isAtEnd = false;
+        file.seek(layout.firstTraceByte + number * layout.traceBytes());
+    }
+
+    std::string name;
+    ReadOptions options;
+    InputFile file;
+    std::vector<unsigned char> block, looked;
+    std::size_t blockStart = 0, blockEnd = 0;
+    bool isAtEnd = false;
+
+    Layout layout;
+    Preamble preamble;
+    std::vector<unsigned char> trailer;
+    std::vector<std::string> warnings;
+    std::int64_t number = 0;                 /* of the next trace */
+    std::optional<std::int64_t> wholeTraces; /* for a pipe when it has ended */
+    std::int64_t truncatedBytes = 0;
+};
+
+Reader::Reader(std::string name, ReadOptions options)
+    : _inside(std::make_unique<Inside>(std::move(name), std::move(options))) {}
+Reader::~Reader() = default;
+
+const std::string& Reader::name() const { return _inside->name; }
+const Layout& Reader::layout() const { return _inside->layout; }
+const Preamble& Reader::preamble() const { return _inside->preamble; }
+const std::vector<std::string>& Reader::warnings() const { return _inside->warnings; }
+std::optional<std::int64_t> Reader::traceCount() const { return _inside->file.size() ? _inside->wholeTraces : std::nullopt; }
+std::optional<std::int64_t> Reader::fileSize() const { return _inside->file.size(); }
+std::int64_t Reader::truncatedBytes() const { return _inside->truncatedBytes; }
+const std::vector<unsigned char>& Reader::trailer() const { return _inside->trailer; }
+bool Reader::next(Trace& trace) { return _inside->next(trace); }
+void Reader::seek(std::int64_t traceNumber) { _inside->seek(traceNumber); }
+
+}
