@@ -4,6 +4,7 @@
 
 #include "commands/command.h"
 #include "support/failure.h"
+#include "support/libraryvoice.h"
 #include "support/nearest.h"
 #include "support/outputfile.h"
 
@@ -16,7 +17,7 @@ namespace {
 constexpr int workFailed = 1, wrongUsage = 2;
 
 int complain(int status, const std::string& text) {
-    fmt::print(stderr, "pelta: {}\n", text);
+    fmt::print(stderr, "pelta: {}\n", oneLine(text));
     return status;
 }
 
@@ -80,6 +81,7 @@ int runCommandLine(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     try {
+        pelta::occupyStandardDescriptors();
         pelta::removeUnfinishedFilesOnSignals();
         pelta::registerStepCommands();
         return pelta::runCommandLine(argc, argv);

@@ -148,6 +148,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
 
     for (const auto& collector : collectors)
         if (collector) collector->finish();
+    writer.writeTrailer(reader.trailer());
     writer.commit();
     return summary;
 }
