@@ -161,16 +161,32 @@ int openLedger(const char* path) {
     return -1;
 }
 
-/* Keeps another process's update from falling between this one's reading and writing. After two seconds, or on a file system
- * without locks, work goes on without: a stopped process must not keep every tool from recording. */
-void lockLedger(int ledger) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
-    while (::flock(ledger, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK || Clock::now() >= deadline) return;
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
+/* Keeps another process's update from falling between this one's reading and writing, as long as it lives. After two seconds,
+ * or on a file system without locks, work goes on without: a stopped process must not keep every tool from recording. */
+class LedgerLock {
+  public:
+    explicit LedgerLock(int ledger) : ledger_(ledger) {
+        using Clock = std::chrono::steady_clock;
+        const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
+        while (::flock(ledger, LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EWOULDBLOCK || Clock::now() >= deadline) return;
+            contended_ = true;
+            std::this_thread::sleep_for(std::chrono::microseconds(20));
+        }
     }
-}
+    /* Unlocks, since closing would not: a child process that was forked meanwhile holds the file open. A writer that comes
+     * back at once would find the lock free before any that sleeps; who had to wait lets the others go first in turn. */
+    ~LedgerLock() {
+        ::flock(ledger_, LOCK_UN);
+        if (contended_) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    LedgerLock(const LedgerLock&) = delete;
+    LedgerLock& operator=(const LedgerLock&) = delete;
+
+  private:
+    int ledger_;
+    bool contended_ = false;
+};
 
 std::tm localTimeNow() {
     const std::time_t now = std::time(nullptr);
@@ -285,12 +301,14 @@ int runCummlative(char* process, long int numTraces) {
     if (!user) return 0;
     const int ledger = initCummlative(0);
     if (ledger < 1) return 0;
-    lockLedger(ledger);
-    const std::tm today = localTimeNow();
-    addToLedger(
-        ledger,
-        {{user, hostText(globalChar->carea), hostText(globalChar->cline), process}, today.tm_year, today.tm_mon, numTraces});
-    ::flock(ledger, LOCK_UN);  // a child process that was forked meanwhile holds the file open
+    {
+        const LedgerLock lock(ledger);
+        const std::tm today = localTimeNow();
+        addToLedger(ledger, {{user, hostText(globalChar->carea), hostText(globalChar->cline), process},
+                             today.tm_year,
+                             today.tm_mon,
+                             numTraces});
+    }
     ::close(ledger);
     return 1;
 }
