@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "vectorize.h"
+
 namespace {
 
 using Index = std::int64_t;
@@ -79,7 +81,7 @@ struct Analysis {
 /* Nothing lies before the trace. */
 float sampleAt(const float* trace, Index position) { return position < 0 ? 0.0f : trace[position]; }
 
-float weightedMean(const Analysis& work, Index start) {
+float taperedMean(const Analysis& work, Index start) {
     const Index count = 2 * work.halfLength + 1;
     float sum = 0.0f;
     for (Index j = 0; j < std::min(count, work.length); ++j) sum += sampleAt(work.trace, start + j) * work.taper[j];
@@ -119,22 +121,92 @@ peltaComplex coefficient(const Analysis& work, const float* window, float mean) 
     return sum;
 }
 
+/* Neighbouring window centres that advance side by side, each with its own sums in tap order. */
+constexpr int laneCount = 64;
+
+struct LaneSums {
+    float r[laneCount] = {}, i[laneCount] = {};
+};
+
+template <bool removeMean>
+PELTA_INLINE void addTaps(const Analysis& work, const float* windows, const float* means, LaneSums& sums) {
+    LaneSums bins;
+    for (Index j = 0; j < work.taps; ++j) {
+        const float weight = work.taper[j], real = work.table[j].r, imaginary = work.table[j].i;
+        for (int lane = 0; lane < laneCount; ++lane) {
+            float tapered = weight * windows[j + lane];
+            if (removeMean) tapered -= means[lane];
+            bins.r[lane] += tapered * real;
+            bins.i[lane] += tapered * imaginary;
+        }
+    }
+    sums = bins;
+}
+
+PELTA_VECTORIZE void addPlainTaps(const Analysis& work, const float* windows, LaneSums& sums) {
+    addTaps<false>(work, windows, nullptr, sums);
+}
+
+PELTA_VECTORIZE void addCentredTaps(const Analysis& work, const float* windows, LaneSums& sums) {
+    const Index count = 2 * work.halfLength + 1;
+    float means[laneCount] = {};
+    for (Index j = 0; j < std::min(count, work.length); ++j)
+        for (int lane = 0; lane < laneCount; ++lane) means[lane] += windows[j + lane] * work.taper[j];
+    for (float& mean : means) mean /= static_cast<float>(count);
+    addTaps<true>(work, windows, means, sums);
+}
+
 float phaseOf(const Analysis& work, const peltaComplex& bin) {
     return bin.r != 0.0f ? std::atan2(bin.i, bin.r) * work.degreesPerRadian : 0.0f;
 }
 
-float amplitudeOf(const Analysis& work, peltaComplex bin) {
-    int binStride = 2, stride = 1, count = 1;
-    float magnitude;
-    cvabs_(&bin.r, &binStride, &magnitude, &stride, &count);
-    return magnitude / static_cast<float>(work.length);
+void finish(const Analysis& work, peltaComplex* bins, int count, float* values) {
+    if (work.wantPhase) {
+        std::transform(bins, bins + count, values, [&](const peltaComplex& bin) { return phaseOf(work, bin); });
+        return;
+    }
+    int binStride = 2, stride = 1;
+    cvabs_(&bins->r, &binStride, values, &stride, &count);
+    for (int k = 0; k < count; ++k) values[k] /= static_cast<float>(work.length);
 }
 
-float measure(const Analysis& work, Index start, float* window, int windowSize) {
+void measureLanes(const Analysis& work, const float* windows, float* values) {
+    LaneSums sums;
+    peltaComplex bins[laneCount];
+    if (work.removeMean) addCentredTaps(work, windows, sums);
+    else addPlainTaps(work, windows, sums);
+    for (int lane = 0; lane < laneCount; ++lane) bins[lane] = {sums.r[lane], sums.i[lane]};
+    finish(work, bins, laneCount, values);
+}
+
+void measureOne(const Analysis& work, Index start, float* window, int windowSize, float* value) {
     fillWindow(work, start, window, windowSize);
-    const float mean = work.removeMean ? weightedMean(work, start) : 0.0f;
-    const peltaComplex bin = coefficient(work, window, mean);
-    return work.wantPhase ? phaseOf(work, bin) : amplitudeOf(work, bin);
+    const float mean = work.removeMean ? taperedMean(work, start) : 0.0f;
+    peltaComplex bin = coefficient(work, window, mean);
+    finish(work, &bin, 1, value);
+}
+
+/* The centres in zero-based positions. */
+struct Centres {
+    Index first, step, count;
+};
+
+/* A last group of lanes that is not full is moved back over centres already measured, which get the same values again. */
+void measureAll(const Analysis& work, const Centres& centres, float* window, int windowSize, float* values) {
+    const Index firstStart = centres.first - work.halfLength;
+    const bool sideBySide = centres.step == 1 && centres.count >= laneCount && !work.perLiveSample && !work.perEnergy;
+    for (Index k = 0; k < centres.count;) {
+        const Index group = std::min(k, centres.count - laneCount);
+        if (sideBySide && firstStart + group >= 0 && centres.first + group >= 0) {
+            measureLanes(work, work.trace + firstStart + group, values + centres.first + group);
+            k = group + laneCount;
+        } else {
+            const Index centre = centres.first + k * centres.step;
+            if (centre >= 0) measureOne(work, centre - work.halfLength, window, windowSize, values + centre);
+            ++k;
+        }
+    }
+    if (sideBySide) fillWindow(work, firstStart + centres.count - 1, window, windowSize);
 }
 
 }
@@ -166,9 +238,5 @@ void spddecompose_(float* tri, int* /*nsamp*/, float* tri_buffer_, int* t_size_,
                            *radeg};
     const Index step = *nskip, first = static_cast<Index>(*ist) + *ihalf;
     if (step == 0) return;
-    const Index centreCount = (*iend - first + step) / step;
-    for (Index k = 0; k < centreCount; ++k) {
-        const Index centre = first + k * step - 1;
-        if (centre >= 0) sum[centre] = measure(work, centre - work.halfLength, tri_buffer_, *t_size_);
-    }
+    measureAll(work, {first - 1, step, (*iend - first + step) / step}, tri_buffer_, *t_size_, sum);
 }
