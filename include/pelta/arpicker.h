@@ -21,7 +21,7 @@ PELTA_BEGIN_C
  *   akcode  the form of the stopping test, see akstop_
  *   rscode  1: the residual sum of squares of an order comes from its residuals (accssq_); otherwise from the normal equations
  *   mdim    not used
- *   v, vc   [mlast (mlast + 1) / 2] work: normal matrix of the last order reached, and its Cholesky factor (chfac_)
+ *   v, vc   [mlast (mlast + 1) / 2] work: normal matrix of the last order tried, and its Cholesky factor (chfac_)
  *   s, sc   [mlast] work: right-hand side of that order, and its solution
  *   a       [mlast] receives the coefficients of the model kept; a(1) belongs to the nearest sample
  *   m       receives its order
