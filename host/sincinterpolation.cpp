@@ -63,8 +63,6 @@ Operators allOperators() {
     for (int r = 0; r <= fractionCount / 2; ++r) operators[r] = leastSquaresOperator(static_cast<double>(r) / fractionCount);
     for (int r = 1; r < fractionCount / 2; ++r)
         std::reverse_copy(operators[r].begin(), operators[r].end(), operators[fractionCount - r].begin());
-    operators[0] = {};
-    operators[0][tapsBefore] = 1.0f;
     return operators;
 }
 
@@ -77,7 +75,7 @@ struct Series {
     float at(int i) const { return i < 0 ? left : i >= count ? right : samples[i]; }
 };
 
-constexpr int chunkLength = 256;
+constexpr int chunkLength = 128;
 
 /* Where the outputs of a chunk lie: the sample at or below each position and the operator for what remains. */
 struct Places {
@@ -87,11 +85,12 @@ struct Places {
 /* The position is held within the reach of the series first, which settles infinities and what an int cannot hold; a NaN goes
  * to the left end. Truncation is made to round down by counting from the left reach. */
 HOST_INLINE void place(double position, double last, int& below, int& fraction) {
-    const double fromReach = (position > -reach ? position < last ? position : last : -reach) + reach;
-    const int whole = static_cast<int>(fromReach);
-    const int part = static_cast<int>((fromReach - whole) * fractionCount + 0.5);
-    below = whole - reach + part / fractionCount;
-    fraction = part % fractionCount;
+    const double heldLeft = position > -reach ? position : -reach;
+    const double held = heldLeft < last ? heldLeft : last;
+    const int whole = static_cast<int>(held + reach);
+    const int part = static_cast<int>((held + reach - whole) * fractionCount + 0.5);
+    below = whole - reach + (part >= fractionCount ? 1 : 0);
+    fraction = part & (fractionCount - 1);
 }
 
 /* An interval of 1 needs no division: the quotient has the same bits. */
@@ -103,28 +102,72 @@ HOST_VECTORIZE void placeOutputs(const float* positions, int count, double first
         for (int k = 0; k < count; ++k) place((positions[k] - first) / interval, last, places.below[k], places.fraction[k]);
 }
 
-typedef float EightFloats __attribute__((vector_size(32), aligned(4), may_alias));
-typedef float FourFloats __attribute__((vector_size(16)));
+/* What the places of a chunk have in common. */
+struct Extent {
+    int lowest, highest, leastFraction;
+};
 
-/* The eight products are added in the order ((0+4)+(2+6)) + ((1+5)+(3+7)), which the vector units of every level can follow. */
-HOST_INLINE float weightedSum(const float* taps, const float* samples) {
-    const EightFloats products = *reinterpret_cast<const EightFloats*>(taps) * *reinterpret_cast<const EightFloats*>(samples);
-    const FourFloats fours = FourFloats{products[0], products[1], products[2], products[3]} +
-                             FourFloats{products[4], products[5], products[6], products[7]};
-    return (fours[0] + fours[2]) + (fours[1] + fours[3]);
+HOST_VECTORIZE Extent extentOf(const Places& places, int count) {
+    int lowest = INT_MAX, highest = INT_MIN, leastFraction = INT_MAX;
+    for (int k = 0; k < count; ++k) {
+        lowest = std::min(lowest, places.below[k]);
+        highest = std::max(highest, places.below[k]);
+        leastFraction = std::min(leastFraction, places.fraction[k]);
+    }
+    return {lowest, highest, leastFraction};
 }
 
-HOST_VECTORIZE void interpolate(const Series& series, const Operators& operators, const Places& places, int count, float* out) {
-    for (int k = 0; k < count; ++k) {
-        const int first = places.below[k] - tapsBefore, fraction = places.fraction[k];
-        float extended[tapCount];
-        const float* samples = extended;
-        if (first >= 0 && first <= series.count - tapCount) samples = series.samples + first;
-        else
-            for (int j = 0; j < tapCount; ++j) extended[j] = series.at(first + j);
-        /* At a sample the other seven do not enter, not even as 0 times infinity. */
-        out[k] = fraction == 0 ? samples[tapsBefore] : weightedSum(operators[fraction].data(), samples);
+typedef float EightFloats __attribute__((vector_size(32), aligned(4), may_alias));
+typedef float FourFloats __attribute__((vector_size(16), aligned(4), may_alias));
+
+/* The eight products as (0+4, 1+5, 2+6, 3+7). */
+HOST_INLINE FourFloats foldedProducts(const float* taps, const float* samples) {
+    const EightFloats products = *reinterpret_cast<const EightFloats*>(taps) * *reinterpret_cast<const EightFloats*>(samples);
+    return __builtin_shufflevector(products, products, 0, 1, 2, 3) + __builtin_shufflevector(products, products, 4, 5, 6, 7);
+}
+
+HOST_INLINE float weightedSum(const float* taps, const float* samples) {
+    const FourFloats folded = foldedProducts(taps, samples);
+    return (folded[0] + folded[2]) + (folded[1] + folded[3]);
+}
+
+/* Outputs whose eight samples all lie within the series, four at a time. Each sum is ((0+4)+(2+6)) + ((1+5)+(3+7)), the order in
+ * which vector units of every level fold eight products. */
+HOST_VECTORIZE void sumWithin(const float* samples, const Operators& operators, const Places& places, int count, float* out) {
+    const auto folded = [&](int k) HOST_ALWAYS_INLINE {
+        return foldedProducts(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore));
+    };
+    int k = 0;
+    for (; k + 4 <= count; k += 4) {
+        const FourFloats a = folded(k), b = folded(k + 1), c = folded(k + 2), d = folded(k + 3);
+        const FourFloats ab = __builtin_shufflevector(a, b, 0, 4, 1, 5) + __builtin_shufflevector(a, b, 2, 6, 3, 7);
+        const FourFloats cd = __builtin_shufflevector(c, d, 0, 4, 1, 5) + __builtin_shufflevector(c, d, 2, 6, 3, 7);
+        *reinterpret_cast<FourFloats*>(out + k) =
+            __builtin_shufflevector(ab, cd, 0, 1, 4, 5) + __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
     }
+    for (; k < count; ++k) out[k] = weightedSum(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore));
+}
+
+HOST_VECTORIZE void sumAnywhere(const Series& series, const Operators& operators, const Places& places, int count, float* out) {
+    for (int k = 0; k < count; ++k) {
+        float samples[tapCount];
+        for (int j = 0; j < tapCount; ++j) samples[j] = series.at(places.below[k] - tapsBefore + j);
+        out[k] = weightedSum(operators[places.fraction[k]].data(), samples);
+    }
+}
+
+/* At a sample the other seven do not enter, not even as 0 times infinity. */
+void copyHitSamples(const Series& series, const Places& places, int count, float* out) {
+    for (int k = 0; k < count; ++k)
+        if (places.fraction[k] == 0) out[k] = series.at(places.below[k]);
+}
+
+void interpolate(const Series& series, const Operators& operators, const Places& places, int count, float* out) {
+    const Extent extent = extentOf(places, count);
+    if (extent.lowest >= tapsBefore && extent.highest - tapsBefore <= series.count - tapCount)
+        sumWithin(series.samples, operators, places, count, out);
+    else sumAnywhere(series, operators, places, count, out);
+    if (extent.leastFraction == 0) copyHitSamples(series, places, count, out);
 }
 
 }

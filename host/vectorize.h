@@ -15,6 +15,7 @@
 #define HOST_VECTORIZE
 #endif
 
-#define HOST_INLINE inline __attribute__((always_inline))
+#define HOST_ALWAYS_INLINE __attribute__((always_inline))
+#define HOST_INLINE inline HOST_ALWAYS_INLINE
 
 #endif
