@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "vectorize.h"
 
@@ -60,27 +61,89 @@ struct Trial {
     float stabilizer;
 };
 
-float leadLagRatio(const Cumulative& cumulative, const Trial& trial, Count i) {
+/* The largest ratio seen so far and the first sample that has it. */
+struct Best {
+    float ratio = 0.0f;
+    Count pick = 0;
+
+    void look(float other, Count at) {
+        if (other > ratio) *this = {other, at};
+    }
+};
+
+PELTA_INLINE float leadLagRatio(float behind, float here, float ahead, float lag, float lead, float stabilizer) {
+    const float before = (here - behind) / lag + stabilizer;
+    return (ahead - here) / lead / before;
+}
+
+/* Any windows, inside the array or not. */
+float leadLagRatioAnywhere(const Cumulative& cumulative, const Trial& trial, Count i) {
     const auto sumAt = [&](Count index) { return entryAt(cumulative.sum, cumulative.extent, index); };
     const Count lagStart = std::max<Count>(0, i - trial.lag);
     const Count leadEnd = std::min(cumulative.length - 1, i + trial.lead);
-    const float before = (sumAt(i) - sumAt(lagStart)) / static_cast<float>(i - lagStart) + trial.stabilizer;
-    const float after = (sumAt(leadEnd) - sumAt(i)) / static_cast<float>(leadEnd - i);
-    return after / before;
+    return leadLagRatio(sumAt(lagStart), sumAt(i), sumAt(leadEnd), static_cast<float>(i - lagStart),
+                        static_cast<float>(leadEnd - i), trial.stabilizer);
+}
+
+constexpr int blockLength = 64;  // samples whose ratios are formed over lanes before one looks at them
+
+PELTA_INLINE float largestOf(const float (&ratios)[blockLength]) {
+    constexpr int lanes = 16;
+    float largest[lanes] = {};
+    for (int k = 0; k < blockLength; k += lanes)
+        for (int lane = 0; lane < lanes; ++lane)
+            largest[lane] = ratios[k + lane] > largest[lane] ? ratios[k + lane] : largest[lane];
+    float result = 0.0f;
+    for (float candidate : largest) result = candidate > result ? candidate : result;
+    return result;
+}
+
+/* Samples start <= i < end that have in common whether their windows are whole or cut off at an end of the array. Most blocks
+ * hold nothing new; only in the others is the first sample with the largest ratio looked for. */
+template <bool wholeLag, bool wholeLead>
+PELTA_INLINE void searchStretch(const float* sum, int length, int lead, int lag, float stabilizer, int start, int end,
+                                Best& best) {
+    for (Count block = start; block < end; block += blockLength) {
+        float ratios[blockLength] = {};
+        const int first = static_cast<int>(block), count = std::min(blockLength, end - first);
+        for (int k = 0; k < count; ++k) {
+            const int i = first + k, lagStart = wholeLag ? i - lag : 0, leadEnd = wholeLead ? i + lead : length - 1;
+            ratios[k] = leadLagRatio(sum[lagStart], sum[i], sum[leadEnd], static_cast<float>(i - lagStart),
+                                     static_cast<float>(leadEnd - i), stabilizer);
+        }
+        if (largestOf(ratios) > best.ratio)
+            for (int k = 0; k < count; ++k) best.look(ratios[k], block + k);
+    }
+}
+
+/* Samples start <= i < end within the array; neither window is of negative length or longer than the array. */
+PELTA_VECTORIZE void searchInside(const float* sum, int length, int lead, int lag, float stabilizer, int start, int end,
+                                  Best& best) {
+    const int lagWhole = std::clamp(lag, start, end), leadCut = std::clamp(length - lead, start, end);
+    searchStretch<false, true>(sum, length, lead, lag, stabilizer, start, std::min(lagWhole, leadCut), best);
+    if (lagWhole < leadCut) searchStretch<true, true>(sum, length, lead, lag, stabilizer, lagWhole, leadCut, best);
+    else searchStretch<false, false>(sum, length, lead, lag, stabilizer, leadCut, lagWhole, best);
+    searchStretch<true, false>(sum, length, lead, lag, stabilizer, std::max(lagWhole, leadCut), end, best);
 }
 
 /* The first of the largest ratios at the samples after start and before end; 0 when none is above 0. */
 int largestLeadLagRatio(const Cumulative& cumulative, const Trial& trial, Count start, Count end) {
-    float best = 0.0f;
-    Count pick = 0;
-    for (Count i = start + 1; i < end; ++i) {
-        const float ratio = leadLagRatio(cumulative, trial, i);
-        if (ratio > best) {
-            best = ratio;
-            pick = i;
-        }
+    Best best;
+    Count i = start + 1;
+    const auto searchAnywhere = [&](Count stop) {
+        for (; i < stop; ++i) best.look(leadLagRatioAnywhere(cumulative, trial, i), i);
+    };
+    searchAnywhere(std::min<Count>(end, 0));
+    const Count insideEnd = std::min(end, cumulative.extent);
+    if (i < insideEnd && cumulative.length > 0 && trial.lead >= 0 && trial.lag >= 0) {
+        const int lead = static_cast<int>(std::min(trial.lead, cumulative.extent));  // longer ones are cut off all the same
+        const int lag = static_cast<int>(std::min(trial.lag, cumulative.extent));
+        searchInside(cumulative.sum, static_cast<int>(cumulative.length), lead, lag, trial.stabilizer, static_cast<int>(i),
+                     static_cast<int>(insideEnd), best);
+        i = insideEnd;
     }
-    return static_cast<int>(pick);
+    searchAnywhere(end);
+    return static_cast<int>(best.pick);
 }
 
 /* Writes the cumulative absolute amplitude of a segment and returns the sum of its signed samples.
@@ -121,17 +184,74 @@ int finePick(const Cumulative& cumulative, Count start, Count end, float envelop
     return truncated(picks[4] + 0.5f);
 }
 
-/* Standard deviation of length samples. The squares are formed and added in double, their running sum is kept as float. */
-float standardDeviation(const float* samples, int length) {
-    float sum = 0.0f;
+using Singles = float __attribute__((vector_size(32)));
+using Doubles = double __attribute__((vector_size(64)));
+constexpr int laneCount = 8;
+
+PELTA_INLINE void load(const float* samples, Singles& lanes) { std::memcpy(&lanes, samples, sizeof lanes); }
+
+/* Written out, since gcc 12 makes one instruction of this and several of __builtin_convertvector. */
+PELTA_INLINE void widen(const Singles& from, Doubles& to) {
+    to = Doubles{from[0], from[1], from[2], from[3], from[4], from[5], from[6], from[7]};
+}
+
+/* Standard deviations of the windows that start at the first groups * 8 samples, one window a lane, each sum in the order of
+ * its samples. The squares are formed and added in double, their running sum is kept as float. */
+template <int groups>
+PELTA_INLINE void deviationsOfLanes(const float* samples, int length, float* deviations) {
+    Singles sums[groups] = {}, squares[groups] = {};
+    for (int j = 0; j < length; ++j)
+#pragma GCC unroll 8
+        for (int g = 0; g < groups; ++g) {
+            Singles here;
+            load(samples + j + g * laneCount, here);
+            sums[g] += here;
+        }
+    const float count = static_cast<float>(length);
+    for (int g = 0; g < groups; ++g) sums[g] /= count;
+    for (int j = 0; j < length; ++j)
+#pragma GCC unroll 8
+        for (int g = 0; g < groups; ++g) {
+            Singles deviation;
+            load(samples + j + g * laneCount, deviation);
+            deviation -= sums[g];
+            Doubles square, sum;
+            widen(deviation, square);
+            widen(squares[g], sum);
+            sum += square * square;
+            squares[g] = __builtin_convertvector(sum, Singles);
+        }
+    for (int g = 0; g < groups; ++g)
+        for (int lane = 0; lane < laneCount; ++lane) deviations[g * laneCount + lane] = std::sqrt(squares[g][lane] / count);
+}
+
+PELTA_INLINE float deviationOfWindow(const float* samples, int length) {
+    float sum = 0.0f, squares = 0.0f;
     for (int j = 0; j < length; ++j) sum += samples[j];
     const float mean = sum / static_cast<float>(length);
-    float squares = 0.0f;
     for (int j = 0; j < length; ++j) {
         const double deviation = samples[j] - mean;
         squares = static_cast<float>(squares + deviation * deviation);
     }
     return std::sqrt(squares / static_cast<float>(length));
+}
+
+/* Standard deviations of count windows, each a sample later than the one before. The last lanes overlap others. */
+PELTA_VECTORIZE void standardDeviations(const float* samples, Count count, int length, float* deviations) {
+    constexpr int groups = 8;
+    constexpr Count many = groups * laneCount, few = laneCount;
+    if (count >= many)
+        for (Count i = 0; i < count; i += many)
+            deviationsOfLanes<groups>(samples + std::min(i, count - many), length, deviations + std::min(i, count - many));
+    else if (count >= few)
+        for (Count i = 0; i < count; i += few)
+            deviationsOfLanes<1>(samples + std::min(i, count - few), length, deviations + std::min(i, count - few));
+    else
+        for (Count i = 0; i < count; ++i) deviations[i] = deviationOfWindow(samples + i, length);
+}
+
+PELTA_VECTORIZE void divideInPlace(float* numerators, const float* denominators, int count) {
+    for (int i = 0; i < count; ++i) numerators[i] /= denominators[i];
 }
 
 /* The first prediction coefficient of the autoregressive model of the window that starts at the samples given. */
@@ -311,15 +431,19 @@ int fbPicker::computeSDPick(float* data, int) {
     // Only windows that lie within the trace are looked at.
     const Count first = std::max<Count>(0, -signalOffset);
     const Count end = std::min<Count>(tried, Count(_nsamp) - std::max(signal, 1) - signalOffset + 1);
+    if (first >= end) return 0;
+    const int count = static_cast<int>(end - first);
+    float* const ratios = _tempTrc3;
+    standardDeviations(data, count, noise, ratios);  // first is 0 unless these windows are empty
+    standardDeviations(data + first + signalOffset, count, signal, _tempTrc4);
+    divideInPlace(ratios, _tempTrc4, count);
     float smallest = largestDeviationRatio;
     Count pick = 0;
-    for (Count i = first; i < end; ++i) {
-        const float ratio = standardDeviation(data + i, noise) / standardDeviation(data + i + signalOffset, signal);
-        if (ratio < smallest) {
-            smallest = ratio;
-            pick = i + signalOffset;
+    for (int k = 0; k < count; ++k)
+        if (ratios[k] < smallest) {
+            smallest = ratios[k];
+            pick = first + k + signalOffset;
         }
-    }
     return static_cast<int>(pick);
 }
 

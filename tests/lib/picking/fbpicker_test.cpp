@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <random>
 #include <vector>
 
+#include "support/bits.h"
 #include "support/signals.h"
 
 namespace {
@@ -139,8 +141,8 @@ int autoregressivePick(const fbPickParm& parm, const std::vector<float>& data, f
     return 0;
 }
 
-/* Amplitude by amplitude; entry 0 of values stands for the sample before the trace. */
-int decompositionPick(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
+/* One value per sample; entry 0 stands for the sample before the trace. */
+std::vector<float> decomposition(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
     int range = samples(parm.winlen3, srate), iwin = samples(parm.winspd, srate), ihalf = iwin / 2, size = iwin + 2;
     std::vector<peltaComplex> ctable(iwin + 1);
     std::vector<float> t(iwin + 1), scratch(size), values(data.size() + 2 * iwin + 2), padded(data.size() + 2 * iwin + 2);
@@ -150,6 +152,12 @@ int decompositionPick(const fbPickParm& parm, const std::vector<float>& data, fl
     spdtables_(ctable.data(), &iwin, &one, &no, &one, t.data(), &itw, &ihalf, &pie, &freq, &dt);
     spddecompose_(&padded[1], &range, scratch.data(), &size, &ist, &iend, &one, &no, &one, &iwin, &ihalf, ctable.data(),
                   t.data(), &values[1], &radeg, &no, &no, &no);
+    return values;
+}
+
+int decompositionPick(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
+    const int range = samples(parm.winlen3, srate), iwin = samples(parm.winspd, srate);
+    const std::vector<float> values = decomposition(parm, data, srate, isamp);
     const float thresh = middle({values.begin() + 1, values.begin() + 1 + iwin}) * parm.threshspd;
     for (int i = isamp; i < range - isamp; ++i)
         if (values[i + 1] >= thresh) return i;
@@ -654,6 +662,30 @@ TEST(EnergyRatio, NeedsNoStabilizer) {
     }
 }
 
+TEST(EnergyRatio, DividesByNothingSmallerThanItsLeastStabilizer) {
+    // A faint burst at 100 and a strong one at 250, each after silence: with no stabiliser both ratios would be infinite and
+    // the first would win.
+    std::vector<float> trace(400, 0.0f);
+    for (int i = 0; i < 5; ++i) trace[100 + i] = 1e-3f;
+    for (int i = 250; i < 400; ++i) trace[i] = 1.0f;
+    for (float stabilizer : {0.0f, -5.0f, 1e-35f}) {
+        fbPickParm parm = usualParameters(1);
+        parm.stablizer = stabilizer;
+        EXPECT_GT(fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200), 220) << stabilizer;
+    }
+}
+
+TEST(EnergyRatio, RoundsItsWindowLengthsInSinglePrecision) {
+    // 0.35 of 90 samples is 31.5 in single precision and a little less in double.
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        std::vector<float> trace = randomTrace(400, seed);
+        fbPickParm parm = usualParameters(1);
+        parm.envelope = 45;
+        EXPECT_EQ(fbPicker(&parm, 400, 0.5f).computeEnPick(trace.data(), 200), plain::energyPick(parm, trace, 0.5f, 200))
+            << seed;
+    }
+}
+
 TEST(EnergyRatio, MatchesThePlainStepsOnRandomTraces) {
     std::mt19937 engine(11);
     for (unsigned round = 0; round < 1500; ++round) {
@@ -744,6 +776,31 @@ TEST(DeviationRatio, LooksOnlyAtWindowsWithinTheTrace) {
     parm.winlen1 = INT_MAX;
     parm.win2 = 240;
     EXPECT_EQ(fbPicker(&parm, 300, 1.0f).computeSDPick(trace.data(), 0), 0);
+}
+
+TEST(DeviationRatio, LooksAtTheLastWindowOfTheTrace) {
+    std::vector<float> trace(300);  // grows ever faster, so the last ratio is the smallest
+    for (int i = 0; i < 300; ++i) trace[i] = static_cast<float>((i % 2 ? 1 : -1) * std::exp(1e-4 * i * i));
+    fbPickParm parm = usualParameters(2);
+    parm.win1 = 60;
+    parm.win2 = 40;
+    parm.winlen1 = 1000;
+    EXPECT_EQ(fbPicker(&parm, 300, 1.0f).computeSDPick(trace.data(), 0), 260);
+}
+
+TEST(DeviationRatio, RoundsItsSumsOfSquaresOnceATerm) {
+    // Amplitudes that differ by some 1e-6: the order of the ratios hangs on the rounding of the sums.
+    std::mt19937 engine(29);
+    for (unsigned round = 0; round < 300; ++round) {
+        const int n = 13 + static_cast<int>(engine() % (round % 2 ? 7 : 150));
+        std::vector<float> trace(n);
+        for (int i = 0; i < n; ++i) trace[i] = (i % 2 ? 1.0f : -1.0f) * (1.0f + 1e-7f * static_cast<float>(engine() % 20));
+        fbPickParm parm = usualParameters(2);
+        parm.win1 = 6;
+        parm.win2 = 4;
+        parm.winlen1 = n;
+        EXPECT_EQ(fbPicker(&parm, n, 1.0f).computeSDPick(trace.data(), 0), plain::deviationPick(parm, trace, 1.0f)) << round;
+    }
 }
 
 TEST(DeviationRatio, MatchesThePlainStepsOnRandomTraces) {
@@ -952,16 +1009,20 @@ TEST(DecompositionPick, MatchesThePlainStepsOnRandomTraces) {
     for (unsigned round = 0; round < 1000; ++round) {
         const int n = 30 + static_cast<int>(engine() % 200);
         std::vector<float> trace = traceWithOnset(n, static_cast<int>(engine() % n), round);
+        const float intervals[] = {1.0f, 3.0f, 3.3f};
+        const float interval = intervals[engine() % 3];
         fbPickParm parm = usualParameters(4);
-        parm.winspd = 1 + static_cast<int>(engine() % (n - 1));
+        parm.winspd = 4 + static_cast<int>(engine() % (n - 4));
         parm.winlen3 = 1 + static_cast<int>(engine() % n);
         parm.freqspd = static_cast<float>(engine() % 200);
         parm.threshspd = 0.5f + static_cast<float>(engine() % 50) * 0.1f;
         const int start = static_cast<int>(engine() % (round % 2 ? 8 : n));
-        EXPECT_EQ(fbPicker(&parm, n, 1.0f).computeSPDPick(trace.data(), start),
-                  plain::decompositionPick(parm, trace, 1.0f, start))
-            << "round " << round << ", n " << n << ", start " << start << ", window " << parm.winspd << ", range "
-            << parm.winlen3;
+        fbPicker picker(&parm, n, interval);
+        EXPECT_EQ(picker.computeSPDPick(trace.data(), start), plain::decompositionPick(parm, trace, interval, start))
+            << "round " << round << ", n " << n << ", start " << start << ", window " << parm.winspd;
+        const std::vector<float> values = plain::decomposition(parm, trace, interval, start);
+        const std::size_t length = static_cast<std::size_t>(n);
+        EXPECT_TRUE(sameSamples({picker._tempTrc4, length}, {&values[1], length})) << "round " << round;
     }
 }
 
@@ -1043,12 +1104,13 @@ TEST(PickerLife, GivesNoPickWithoutItsWorkArrays) {
         }
 }
 
+#if SIZE_MAX == UINT32_MAX
 TEST(PickerLife, HasNoArrayWhoseSizeDoesNotFitTheAddressSpace) {
-    if (sizeof(std::size_t) > 4) GTEST_SKIP() << "every size fits";
     fbPickParm parm = usualParameters(1);
     fbPicker picker(&parm, (1 << 29) + 5, 2.0f);
     EXPECT_EQ(picker._tempTrc1, nullptr);
 }
+#endif
 
 TEST(PickerLife, PicksNothingOnATraceWithoutSamples) {
     for (int nsamp : {0, -1, -500})
