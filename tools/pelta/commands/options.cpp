@@ -46,6 +46,7 @@ void WorkOptions::add(CLI::App& app) {
         ->capture_default_str();
     app.add_flag("--overwrite", _options.overwrite, "replace files that stand under the outputs' names");
     app.add_flag("--quiet", _options.quiet, "no progress and no summary");
+    app.add_flag("--profile", _options.profile, "say where the time went");
     app.add_flag("--history", _options.history, "add a line for each step to the text header");
 }
 

@@ -26,7 +26,7 @@ class InputOptions {
     bool _salvage = false;
 };
 
-/* --overwrite, --threads, --quiet, --history. */
+/* --overwrite, --threads, --quiet, --profile, --history. */
 class WorkOptions {
   public:
     void add(CLI::App& app);

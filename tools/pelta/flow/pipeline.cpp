@@ -5,6 +5,7 @@
 #include <oneapi/tbb/parallel_pipeline.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cmath>
 
@@ -15,12 +16,38 @@
 namespace pelta {
 namespace {
 
+/* Adds the time since it was last asked to one stage after another; does nothing when it is off. */
+class StageClock {
+  public:
+    StageClock(bool isOn, std::vector<double>& seconds) : _isOn(isOn), _seconds(seconds) {
+        if (_isOn) _last = Clock::now();
+    }
+    void finish(std::size_t stage) {
+        if (!_isOn) return;
+        const auto now = Clock::now();
+        _seconds[stage] += std::chrono::duration<double>(now - _last).count();
+        _last = now;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    bool _isOn;
+    std::vector<double>& _seconds;
+    Clock::time_point _last;
+};
+
+/* Stages of a profile: reading, decoding, the steps, encoding, writing. */
+constexpr std::size_t readStage = 0, decodeStage = 1, firstStepStage = 2;
+std::size_t encodeStage(std::size_t stepCount) { return firstStepStage + stepCount; }
+std::size_t writeStage(std::size_t stepCount) { return firstStepStage + stepCount + 1; }
+
 /* Traces that travel together, so that a token is worth its overhead. Batches are reused: no allocation once they are full. */
 struct Batch {
     std::vector<WorkTrace> traces;
     std::vector<Findings> findings; /* of trace t and step s at t * steps + s */
     std::size_t count = 0;
     std::int64_t clippedSamples = 0, badSamples = 0;
+    std::vector<double> seconds; /* of each stage */
 };
 
 constexpr std::int64_t batchBytes = 1 << 20;
@@ -45,19 +72,23 @@ Chain makeChain(const std::vector<FlowStep>& steps, const Line& line) {
     return chain;
 }
 
-void work(Batch& batch, Chain& chain, const segy::Layout& layout) {
+void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool profile) {
+    StageClock clock(profile, batch.seconds);
     for (std::size_t t = 0; t < batch.count; ++t) {
         WorkTrace& item = batch.traces[t];
         item.trace.samplesChanged = false;
         segy::decode(item.trace, layout);
         item.facts = segy::readFacts(item.trace, layout);
         batch.badSamples += countBadSamples(item.trace.samples);
+        clock.finish(decodeStage);
         for (std::size_t s = 0; s < chain.size(); ++s) {
             Findings& findings = batch.findings[t * chain.size() + s];
             findings.clear();
             chain[s]->apply(item, findings);
+            clock.finish(firstStepStage + s);
         }
         batch.clippedSamples += segy::encode(item.trace, layout);
+        clock.finish(encodeStage(chain.size()));
     }
 }
 
@@ -116,21 +147,27 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
     }
 
     RunSummary summary;
+    const std::size_t stageCount = writeStage(steps.size()) + 1;
+    summary.secondsPerStage.assign(stageCount, 0.0);
     Progress progress(line.traceCount, options.quiet);
     std::size_t nextBatch = 0;
     const auto read = [&](tbb::flow_control& control) -> Batch* {
         Batch& batch = batches[nextBatch++ % tokens];
         batch.count = 0;
         batch.clippedSamples = batch.badSamples = 0;
+        batch.seconds.assign(stageCount, 0.0);
+        StageClock clock(options.profile, batch.seconds);
         while (batch.count < batchSize && reader.next(batch.traces[batch.count].trace)) ++batch.count;
+        clock.finish(readStage);
         if (batch.count == 0) control.stop();
         return &batch;
     };
     const auto process = [&](Batch* batch) {
-        work(*batch, chains.local(), line.layout);
+        work(*batch, chains.local(), line.layout, options.profile);
         return batch;
     };
     const auto write = [&](Batch* batch) {
+        StageClock clock(options.profile, batch->seconds);
         for (std::size_t t = 0; t < batch->count; ++t) {
             WorkTrace& item = batch->traces[t];
             for (std::size_t s = 0; s < steps.size(); ++s)
@@ -141,6 +178,8 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
         summary.clippedSamples += batch->clippedSamples;
         summary.badSamples += batch->badSamples;
         progress.show(summary.traces);
+        clock.finish(writeStage(steps.size()));
+        for (std::size_t stage = 0; stage < stageCount; ++stage) summary.secondsPerStage[stage] += batch->seconds[stage];
     };
     tbb::parallel_pipeline(tokens, tbb::make_filter<void, Batch*>(tbb::filter_mode::serial_in_order, read) &
                                        tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, process) &

@@ -14,12 +14,14 @@ struct RunOptions {
     bool overwrite = false;
     bool quiet = false;
     bool history = false; /* one line a step in the text header */
+    bool profile = false; /* measure where the time goes */
 };
 
 struct RunSummary {
     std::int64_t traces = 0;
-    std::int64_t clippedSamples = 0; /* did not fit an integer format */
-    std::int64_t badSamples = 0;     /* NaN or infinite in the input */
+    std::int64_t clippedSamples = 0;          /* did not fit an integer format */
+    std::int64_t badSamples = 0;              /* NaN or infinite in the input */
+    std::vector<double> secondsPerStage = {}; /* with profile: reading, decoding, each step, encoding, writing */
 };
 
 /* Sends every trace of the reader through the steps and writes it to outputName ("-" is standard output). Traces are worked
