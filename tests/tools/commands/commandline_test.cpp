@@ -1,0 +1,213 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <vector>
+
+#include "support/process.h"
+
+namespace {
+
+Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+/* A small line that the tests share. */
+class CommandLine : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(pelta("synth " + line + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
+    }
+    const TemporaryFolder folder;
+    const std::string line = folder / "line.sgy";
+    const std::string bandpass = " --corners 5,10,60,80 ";
+};
+
+TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "pelta: A subcommand is required (see pelta --help)\n"},
+        {"bandpas a b", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
+        {"bandpass a b --cornes 1,2,3,4", "pelta: unknown option --cornes, did you mean '--corners'? (see pelta bandpass --help)\n"},
+        {"gain a b c", "pelta: gain: 'c' is one argument too many (see pelta gain --help)\n"},
+        {"gain a b --window soon", "pelta: --window: 'soon' is not a whole number\n"},
+        {"gain a b --endian middle", "pelta: --endian: 'middle' is neither big nor little\n"},
+        {"gain", "pelta: gain: IN and OUT are needed; see pelta gain --help\n"},
+        {"run", "pelta: FLOW is required (see pelta run --help)\n"},
+    };
+    for (const auto& [arguments, expected] : cases) {
+        const Outcome outcome = pelta(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_EQ(outcome.err, expected) << arguments;
+        EXPECT_EQ(outcome.out, "") << arguments;
+    }
+}
+
+TEST_F(CommandLine, HelpsWithAnExampleForEveryCommand) {
+    const Outcome help = pelta("--help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find("Example"), std::string::npos);
+    EXPECT_EQ(pelta("--version").out, "1.0.0\n");
+    for (const char* command : {"bandpass", "gain", "moveout", "pick", "run", "synth", "ledger", "info", "check"}) {
+        const Outcome outcome = pelta(std::string(command) + " --help");
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_NE(outcome.out.find(std::string("  pelta ") + command), std::string::npos) << command;
+    }
+}
+
+TEST_F(CommandLine, MakesTheSameSyntheticLineFromTheSameSeed) {
+    ASSERT_EQ(pelta("synth " + (folder / "same.sgy") + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
+    ASSERT_EQ(pelta("synth " + (folder / "other.sgy") + " --records 3 --channels 10 --samples 300 --noise 0.02 --seed 2").status, 0);
+    EXPECT_EQ(contentsOf(line), contentsOf(folder / "same.sgy"));
+    EXPECT_NE(contentsOf(line), contentsOf(folder / "other.sgy"));
+    EXPECT_EQ(contentsOf(line + ".first_breaks.csv"), contentsOf(folder / "same.sgy.first_breaks.csv"));
+    EXPECT_EQ(linesOf(contentsOf(line + ".first_breaks.csv")).size(), 31u);
+}
+
+TEST_F(CommandLine, GivesTheSameBytesForAnyNumberOfThreadsAndThroughPipes) {
+    const std::string flow = folder / "flow.toml";
+    std::ofstream(flow) << "[[step]]\nname='bandpass'\ncorners_hz=[5,10,60,80]\n[[step]]\nname='moveout'\nvelocity_m_per_s=2000\n"
+                           "[[step]]\nname='gain'\nwindow_ms=200\n[[step]]\nname='pick'\n";
+    const std::string big = folder / "big.sgy";
+    ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
+    for (const char* threads : {"1", "2", "7"})
+        ASSERT_EQ(pelta("run " + flow + " " + big + " " + (folder / threads) + " --threads " + threads).status, 0);
+    const Outcome piped = runShell(std::string(PELTA_COMMAND) + " run " + flow + " - - < " + big);
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    const std::string one = contentsOf(folder / "1");
+    EXPECT_EQ(one.size(), contentsOf(big).size());
+    EXPECT_TRUE(one == contentsOf(folder / "2"));
+    EXPECT_TRUE(one == contentsOf(folder / "7"));
+    EXPECT_TRUE(one == piped.out);
+}
+
+TEST_F(CommandLine, LeavesEveryByteThatNoStepChanged) {
+    ASSERT_EQ(pelta("pick " + line + " " + (folder / "picked.sgy")).status, 0);
+    EXPECT_TRUE(contentsOf(folder / "picked.sgy") == contentsOf(line));
+    ASSERT_EQ(pelta("bandpass " + line + " " + (folder / "filtered.sgy") + bandpass).status, 0);
+    const std::string before = contentsOf(line), after = contentsOf(folder / "filtered.sgy");
+    ASSERT_EQ(after.size(), before.size());
+    EXPECT_TRUE(after.substr(0, 3600) == before.substr(0, 3600));
+    constexpr std::size_t traceBytes = 240 + 4 * 300;
+    for (std::size_t start = 3600; start < before.size(); start += traceBytes)
+        ASSERT_TRUE(after.substr(start, 240) == before.substr(start, 240)) << "trace header at byte " << start;
+    EXPECT_FALSE(after == before);
+}
+
+TEST_F(CommandLine, KeepsWhatStandsUnderTheOutputsName) {
+    const std::string out = folder / "out.sgy";
+    std::ofstream(out) << "precious";
+    const Outcome refused = pelta("bandpass " + line + " " + out + bandpass);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(linesOf(refused.err).size(), 1u) << refused.err;
+    EXPECT_NE(refused.err.find("--overwrite"), std::string::npos) << refused.err;
+    EXPECT_EQ(contentsOf(out), "precious");
+    EXPECT_EQ(pelta("bandpass " + line + " " + out + bandpass + "--overwrite").status, 0);
+    EXPECT_EQ(contentsOf(out).size(), contentsOf(line).size());
+}
+
+TEST_F(CommandLine, LeavesNoFileWhereTheWorkFailed) {
+    const std::string cut = folder / "cut.sgy", listing = folder.listing();
+    const std::string whole = contentsOf(line);
+    std::ofstream(cut, std::ios::binary) << whole.substr(0, whole.size() - 100);
+    const Outcome failed = pelta("pick " + cut + " " + (folder / "out.sgy") + " --picks-file " + (folder / "picks.csv"));
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(linesOf(failed.err).size(), 1u) << failed.err;
+    EXPECT_NE(failed.err.find("--salvage"), std::string::npos) << failed.err;
+    std::filesystem::remove(cut);
+    EXPECT_EQ(folder.listing(), listing);
+}
+
+TEST_F(CommandLine, SalvagesTheWholeTracesOfATruncatedFile) {
+    const std::string cut = folder / "cut.sgy", whole = contentsOf(line);
+    std::ofstream(cut, std::ios::binary) << whole.substr(0, whole.size() - 100);
+    const Outcome outcome = pelta("pick " + cut + " " + (folder / "out.sgy") + " --salvage --quiet");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(outcome.err.starts_with("pelta: warning: ")) << outcome.err;
+    EXPECT_TRUE(contentsOf(folder / "out.sgy") == whole.substr(0, whole.size() - 240 - 4 * 300));
+}
+
+TEST_F(CommandLine, WritesPicksAsCsvAndIntoAHeaderWord) {
+    const std::string out = folder / "out.sgy", csv = folder / "picks.csv";
+    ASSERT_EQ(pelta("pick " + line + " " + out + " --map pick=233:2 --word-unit samples --picks-file " + csv).status, 0);
+    const std::vector<std::string> rows = linesOf(contentsOf(csv));
+    ASSERT_EQ(rows.size(), 31u);
+    EXPECT_EQ(rows[0], "trace,record,channel,offset_m,source_x,source_y,receiver_x,receiver_y,pick_samples,pick_ms");
+    EXPECT_TRUE(rows[1].starts_with("1,1,1,50,0,0,50,0,")) << rows[1];
+    const std::string file = contentsOf(out);
+    for (std::size_t t = 0; t < 30; ++t) {
+        const std::size_t word = 3600 + t * (240 + 4 * 300) + 232;
+        const int inHeader = static_cast<unsigned char>(file[word]) * 256 + static_cast<unsigned char>(file[word + 1]);
+        std::vector<std::string> fields;
+        std::istringstream row(rows[t + 1]);
+        for (std::string field; std::getline(row, field, ',');) fields.push_back(field);
+        EXPECT_EQ(std::to_string(inHeader), fields[8]) << rows[t + 1];
+    }
+}
+
+TEST_F(CommandLine, WritesTheGainsBesideTheGainedTraces) {
+    const std::string out = folder / "out.sgy", gains = folder / "gains.sgy";
+    ASSERT_EQ(pelta("gain " + line + " " + out + " --window 100 --gains-file " + gains).status, 0);
+    EXPECT_EQ(contentsOf(gains).size(), contentsOf(line).size());
+    EXPECT_EQ(contentsOf(gains).substr(3224, 2), std::string("\0\5", 2)) << "IEEE floats";
+}
+
+TEST_F(CommandLine, AddsALineOfHistoryForEachStep) {
+    const std::string out = folder / "out.sgy";
+    ASSERT_EQ(pelta("bandpass " + line + " " + out + bandpass + "--history").status, 0);
+    const Outcome text = runShell("head -c 3200 " + out + " | dd conv=ascii cbs=80 2>/dev/null");
+    EXPECT_NE(text.out.find("pelta bandpass corners_hz="), std::string::npos) << text.out;
+}
+
+TEST_F(CommandLine, ShowsTheFlowAndDoesNothingElse) {
+    const Outcome shown = pelta("bandpass --show --corners 5,10,60,80");
+    EXPECT_EQ(shown.status, 0);
+    EXPECT_TRUE(shown.out.starts_with("[[step]]\nname = \"bandpass\"\nshape = \"ormsby\"\ncorners_hz = [5, 10, 60, 80]\n")) << shown.out;
+}
+
+TEST_F(CommandLine, CountsTracesInTheLedgerOfTheInstallation) {
+    const std::string home = folder / "home";
+    std::filesystem::create_directories(home + "/linux/lib");
+    const std::string environment = "export PELTA_HOME=" + home + " LOGNAME=ann; ";
+    for (int k = 0; k < 2; ++k)
+        ASSERT_EQ(runShell(environment + PELTA_COMMAND + " pick " + line + " - --line 'north 7' > /dev/null").status, 0);
+    const Outcome ledger = runShell(environment + PELTA_COMMAND + " ledger");
+    EXPECT_EQ(ledger.status, 0);
+    ASSERT_EQ(linesOf(ledger.out).size(), 3u) << ledger.out;
+    EXPECT_TRUE(linesOf(ledger.out)[2].starts_with(
+        "User:         ann  Process:  pelta-pick  Area:           -  Line:     north_7  Year:"))
+        << ledger.out;
+    EXPECT_TRUE(ledger.out.ends_with("Num Traces: 60\n")) << ledger.out;
+}
+
+TEST_F(CommandLine, SaysWhenTheLedgerCannotBeWritten) {
+    const Outcome outcome = runShell("export PELTA_HOME=" + (folder / "nowhere") + " LOGNAME=ann; " + PELTA_COMMAND + " pick " +
+                                     line + " " + (folder / "out.sgy") + " --quiet");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(linesOf(outcome.err).size(), 1u) << outcome.err;
+    EXPECT_TRUE(outcome.err.starts_with("pelta: warning: usage ledger: ")) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(CommandLine, WarnsOfSamplesThatAreNoNumbersAndGoesOn) {
+    ASSERT_EQ(pelta("synth " + (folder / "ieee.sgy") + " --format ieee --records 1 --channels 2 --samples 50").status, 0);
+    std::string file = contentsOf(folder / "ieee.sgy");
+    file.replace(3600 + 240, 4, std::string("\x7f\xc0\0\0", 4));
+    file.replace(3600 + 248, 4, std::string("\x7f\x80\0\0", 4));
+    std::ofstream(folder / "bad.sgy", std::ios::binary) << file;
+    const Outcome outcome = pelta("pick " + (folder / "bad.sgy") + " " + (folder / "out.sgy") + " --quiet");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "pelta: warning: " + (folder / "bad.sgy") + ": 2 samples are NaN or infinite\n");
+}
+
+TEST_F(CommandLine, RemovesTheUnfinishedFileWhenInterrupted) {
+    const std::string listing = folder.listing();
+    const Outcome outcome = runShell("( cat " + line + "; sleep 5 ) | " + PELTA_COMMAND + " pick - " + (folder / "out.sgy") +
+                                     " & sleep 0.5; kill -TERM $(pgrep -f 'pick - " + (folder / "out.sgy") + "'); wait");
+    EXPECT_EQ(folder.listing(), listing) << outcome.err;
+}
+
+}
