@@ -31,7 +31,8 @@ TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "pelta: A subcommand is required (see pelta --help)\n"},
         {"bandpas a b", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
-        {"bandpass a b --cornes 1,2,3,4", "pelta: unknown option --cornes, did you mean '--corners'? (see pelta bandpass --help)\n"},
+        {"bandpass a b --cornes 1,2,3,4",
+         "pelta: unknown option --cornes, did you mean '--corners'? (see pelta bandpass --help)\n"},
         {"gain a b c", "pelta: gain: 'c' is one argument too many (see pelta gain --help)\n"},
         {"gain a b --window soon", "pelta: --window: 'soon' is not a whole number\n"},
         {"gain a b --endian middle", "pelta: --endian: 'middle' is neither big nor little\n"},
@@ -60,7 +61,8 @@ TEST_F(CommandLine, HelpsWithAnExampleForEveryCommand) {
 
 TEST_F(CommandLine, MakesTheSameSyntheticLineFromTheSameSeed) {
     ASSERT_EQ(pelta("synth " + (folder / "same.sgy") + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
-    ASSERT_EQ(pelta("synth " + (folder / "other.sgy") + " --records 3 --channels 10 --samples 300 --noise 0.02 --seed 2").status, 0);
+    ASSERT_EQ(
+        pelta("synth " + (folder / "other.sgy") + " --records 3 --channels 10 --samples 300 --noise 0.02 --seed 2").status, 0);
     EXPECT_EQ(contentsOf(line), contentsOf(folder / "same.sgy"));
     EXPECT_NE(contentsOf(line), contentsOf(folder / "other.sgy"));
     EXPECT_EQ(contentsOf(line + ".first_breaks.csv"), contentsOf(folder / "same.sgy.first_breaks.csv"));
@@ -69,8 +71,9 @@ TEST_F(CommandLine, MakesTheSameSyntheticLineFromTheSameSeed) {
 
 TEST_F(CommandLine, GivesTheSameBytesForAnyNumberOfThreadsAndThroughPipes) {
     const std::string flow = folder / "flow.toml";
-    std::ofstream(flow) << "[[step]]\nname='bandpass'\ncorners_hz=[5,10,60,80]\n[[step]]\nname='moveout'\nvelocity_m_per_s=2000\n"
-                           "[[step]]\nname='gain'\nwindow_ms=200\n[[step]]\nname='pick'\n";
+    std::ofstream(flow)
+        << "[[step]]\nname='bandpass'\ncorners_hz=[5,10,60,80]\n[[step]]\nname='moveout'\nvelocity_m_per_s=2000\n"
+           "[[step]]\nname='gain'\nwindow_ms=200\n[[step]]\nname='pick'\n";
     const std::string big = folder / "big.sgy";
     ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
     for (const char* threads : {"1", "2", "7"})
@@ -165,7 +168,8 @@ TEST_F(CommandLine, AddsALineOfHistoryForEachStep) {
 TEST_F(CommandLine, ShowsTheFlowAndDoesNothingElse) {
     const Outcome shown = pelta("bandpass --show --corners 5,10,60,80");
     EXPECT_EQ(shown.status, 0);
-    EXPECT_TRUE(shown.out.starts_with("[[step]]\nname = \"bandpass\"\nshape = \"ormsby\"\ncorners_hz = [5, 10, 60, 80]\n")) << shown.out;
+    EXPECT_TRUE(shown.out.starts_with("[[step]]\nname = \"bandpass\"\nshape = \"ormsby\"\ncorners_hz = [5, 10, 60, 80]\n"))
+        << shown.out;
 }
 
 TEST_F(CommandLine, CountsTracesInTheLedgerOfTheInstallation) {

@@ -10,15 +10,13 @@ namespace {
 std::string complaint(const std::string& text) {
     try {
         readFlow(text, "f.toml");
-    } catch (const UsageError& error) {
-        return error.what();
-    }
+    } catch (const UsageError& error) { return error.what(); }
     return "";
 }
 
 TEST(FlowFile, ListsStepsInTheirOrder) {
-    const auto steps = readFlow("[[step]]\nname = \"gain\"\nwindow_ms = 250\n[[step]]\nname = 'bandpass'\ncorners_hz=[5,10,60,80]\n",
-                                "f.toml");
+    const auto steps = readFlow(
+        "[[step]]\nname = \"gain\"\nwindow_ms = 250\n[[step]]\nname = 'bandpass'\ncorners_hz=[5,10,60,80]\n", "f.toml");
     ASSERT_EQ(steps.size(), 2u);
     EXPECT_EQ(steps[0].kind->name, "gain");
     EXPECT_EQ(steps[0].parameters.integer("window"), 250);
@@ -37,7 +35,8 @@ TEST(FlowFile, TellsWhereAValueIsWrong) {
     EXPECT_EQ(complaint("[[step]]\nname = \"gain\"\nwindow_ms = \"long\"\n"), "f.toml:3:13: window_ms takes a whole number");
     EXPECT_EQ(complaint("[[step]]\nname = \"gain\"\nwindow_ms = 0\n"),
               "f.toml:3:13: window_ms: 0 lies outside 1 .. 2.14748e+09");
-    EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\ncorners_hz = [5, 10.5]\n"), "f.toml:3:18: corners_hz takes whole numbers");
+    EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\ncorners_hz = [5, 10.5]\n"),
+              "f.toml:3:18: corners_hz takes whole numbers");
     EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\ncorners_hz = 5\n"),
               "f.toml:3:14: corners_hz takes a list such as [5, 10, 60, 80]");
     EXPECT_EQ(complaint("[[step]]\nname = \"moveout\"\nvelocity_table_ms_m_per_s = [[1, 2, 3]]\n"),
@@ -57,7 +56,8 @@ TEST(FlowFile, RefusesWhatIsNoFlow) {
 TEST(FlowFile, ReadsBackWhatItWrites) {
     const auto steps = readFlow(
         "[[step]]\nname='bandpass'\ncorners_hz=[5,10,60,80]\ninverse=true\n[[step]]\nname='moveout'\n"
-        "velocity_table_ms_m_per_s=[[0,1500],[1000,2200.5]]\n[[step]]\nname='pick'\nipmethod='spectral'\npicks_file='a \"b\".csv'\n",
+        "velocity_table_ms_m_per_s=[[0,1500],[1000,2200.5]]\n[[step]]\nname='pick'\nipmethod='spectral'\npicks_file='a "
+        "\"b\".csv'\n",
         "f.toml");
     const std::string text = writeFlow(steps);
     EXPECT_NE(text.find("inverse = true"), std::string::npos);

@@ -14,9 +14,7 @@ const Parameter table = {"velocity_table", "ms_m_per_s", Kind::pairs, "velocitie
 std::string usageError(const std::function<void()>& action) {
     try {
         action();
-    } catch (const UsageError& error) {
-        return error.what();
-    }
+    } catch (const UsageError& error) { return error.what(); }
     return "";
 }
 

@@ -20,9 +20,7 @@ std::string complaint(const std::string& text) {
     const std::string name = written(text);
     try {
         readTimeFunction(name);
-    } catch (const UsageError& error) {
-        return std::string(error.what()).substr(name.size());
-    }
+    } catch (const UsageError& error) { return std::string(error.what()).substr(name.size()); }
     return "";
 }
 

@@ -19,9 +19,7 @@ std::string complaint(const std::string& text) {
     const std::string name = written(text);
     try {
         PickTable table(name);
-    } catch (const Failure& failure) {
-        return std::string(failure.what()).substr(name.size());
-    }
+    } catch (const Failure& failure) { return std::string(failure.what()).substr(name.size()); }
     return "";
 }
 
@@ -39,8 +37,9 @@ TEST(PickTable, FindsHandPicksByRecordAndChannelInSeconds) {
 }
 
 TEST(PickTable, NamesWhatIsWrong) {
-    EXPECT_EQ(complaint("a,b\n1,2\n"), ":1: expected columns trace (or record and channel) and pick_ms, first_break_ms, time_ms or "
-                                       "time_s, found 'a,b'");
+    EXPECT_EQ(complaint("a,b\n1,2\n"),
+              ":1: expected columns trace (or record and channel) and pick_ms, first_break_ms, time_ms or "
+              "time_s, found 'a,b'");
     EXPECT_EQ(complaint("trace,pick_ms\n1,x\n"), ":2: column pick_ms is 'x', expected a number");
     EXPECT_EQ(complaint("trace,x,pick_ms\n1,2\n"), ":2: expected 3 fields, found '1,2'");
     EXPECT_THROW(PickTable("/nowhere/picks.csv"), Failure);

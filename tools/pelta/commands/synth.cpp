@@ -3,6 +3,7 @@
 #include "commands/command.h"
 #include "segy/writer.h"
 #include "support/failure.h"
+#include "support/textoutput.h"
 #include "synthesis/line.h"
 
 namespace pelta {
@@ -75,7 +76,7 @@ int synthesise(const Request& request) {
     const segy::Layout layout = layoutOf(request);
     const synthesis::Survey& survey = request.survey;
     segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
-    OutputFile firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
+    TextOutput firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
                            request.overwrite);
     firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
     synthesis::TraceMaker maker(survey);

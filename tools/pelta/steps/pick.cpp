@@ -6,7 +6,7 @@
 
 #include "flow/step.h"
 #include "support/failure.h"
-#include "support/outputfile.h"
+#include "support/textoutput.h"
 
 namespace pelta {
 namespace {
@@ -113,7 +113,7 @@ class PicksFile : public Collector {
 
   private:
     segy::Layout _layout;
-    OutputFile _file;
+    TextOutput _file;
 };
 
 std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) { return std::make_unique<Pick>(parameters, line); }
