@@ -44,8 +44,10 @@ inline std::string contentsOf(const std::string& fileName) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+/* Makes a new file: file systems write an emptied one to disk as soon as it is closed. */
 inline void writeFile(const std::string& fileName, std::string_view contents) {
-    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
+    std::filesystem::remove(fileName);
+    std::ofstream file(fileName, std::ios::binary);
     file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
     ASSERT_TRUE(file.flush()) << fileName;
 }

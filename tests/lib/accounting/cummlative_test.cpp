@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <optional>
 #include <random>
 #include <string>
@@ -24,7 +25,7 @@ namespace {
 struct SystemCalls {
     time_t now = 0;                  // 0 is the real time
     bool locksMissing = false;       // a file system without locks
-    bool syncs = true;               // whether fsync reaches the disk
+    bool durable = true;             // whether writing waits for the disk
     std::vector<std::string> calls;  // what was asked of the ledger, in order
 } systemCalls;
 }
@@ -50,9 +51,18 @@ INTERPOSED ssize_t write(int descriptor, const void* bytes, size_t length) {
     return syscall(SYS_write, descriptor, bytes, length);
 }
 
+INTERPOSED int open(const char* path, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const int mode = flags & O_CREAT ? va_arg(arguments, int) : 0;
+    va_end(arguments);
+    if (!systemCalls.durable) flags &= ~O_DSYNC;
+    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+}
+
 INTERPOSED int fsync(int descriptor) {
     systemCalls.calls.push_back("fsync");
-    return systemCalls.syncs ? static_cast<int>(syscall(SYS_fsync, descriptor)) : 0;
+    return systemCalls.durable ? static_cast<int>(syscall(SYS_fsync, descriptor)) : 0;
 }
 
 namespace {
@@ -551,7 +561,7 @@ const std::string threeRecords = record("bob north L101 nmo 126 0 4711") + recor
                                  record("alice north L101 nmo 126 0 12345");
 
 TEST_F(Cummlative, TakesFilesCutAtEveryLength) {
-    systemCalls.syncs = false;
+    systemCalls.durable = false;
     for (std::size_t length = 0; length <= threeRecords.size(); ++length) {
         const std::string file = threeRecords.substr(0, length);
         writeFile(ledger, file);
@@ -585,7 +595,7 @@ TEST_F(Cummlative, PrintsDamagedFilesAsScanfReadsThem) {
 }
 
 TEST_F(Cummlative, UpdatesDamagedFilesAsScanfReadsThem) {
-    systemCalls.syncs = false;
+    systemCalls.durable = false;
     std::mt19937 random(2);
     for (int round = 0; round < 1000; ++round) {
         const std::string file = damaged(random);
@@ -668,7 +678,7 @@ bool endedWell(pid_t child) {
 
 TEST_F(Cummlative, LosesNothingWhenProcessesUpdateAtTheSameTime) {
     constexpr int writers = 4, updates = 100;
-    systemCalls.syncs = false;
+    systemCalls.durable = false;
     std::vector<pid_t> children;
     for (int k = 0; k < writers; ++k)
         children.push_back(inAnotherProcess([&] {
