@@ -63,7 +63,7 @@ PELTA_API void vclr_(float* a, int* stride, int* n);
 /* c[k * ic] = |a[k * ia] + i a[k * ia + 1]|, k = 0 .. n-1; strides in floats. */
 PELTA_API void cvabs_(float* a, int* ia, float* c, int* ic, int* n);
 
-/* The host's tables. The stand-in numbers the header entries in their order of declaration and leaves the texts empty. */
+/* The host's tables. The stand-in numbers the header entries from 1 in their order of declaration and leaves the texts empty. */
 extern PELTA_API stdHdrStruct* stdHdr;
 extern PELTA_API globalCharStruct* globalChar;
 

@@ -11,7 +11,7 @@ typedef struct peltaComplex {
 typedef peltaComplex complex;
 #endif
 
-/* Where each value of a trace header stands in the header's array of floats: one index per entry. */
+/* Where each value of a trace header stands in the header's array of floats: entry k is element k - 1. */
 typedef struct stdHdrStruct {
     int iffid;      /* field record number */
     int ichan;      /* channel within the record */

@@ -5,12 +5,12 @@
 
 namespace {
 
-TEST(HeaderTable, NumbersTheEntriesInTheirOrder) {
+TEST(HeaderTable, NumbersTheEntriesFromOneInTheirOrder) {
     constexpr int entryCount = sizeof(stdHdrStruct) / sizeof(int);
     int numbers[entryCount];
     std::memcpy(numbers, stdHdr, sizeof numbers);
-    for (int i = 0; i < entryCount; ++i) EXPECT_EQ(numbers[i], i);
-    EXPECT_EQ(stdHdr->iffid, 0);
+    for (int i = 0; i < entryCount; ++i) EXPECT_EQ(numbers[i], i + 1);
+    EXPECT_EQ(stdHdr->iffid, 1);
     EXPECT_EQ(stdHdr->itlive_e - stdHdr->itlive_s, 3);
 }
 
