@@ -2,6 +2,7 @@
 #include <pelta/normalmoveout.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 
@@ -39,8 +40,11 @@ PELTA_INLINE float arrivalTime(float time, float offset, float velocity, float f
     if constexpr (formula == Formula::hyperbola) return std::sqrt(hyperbolaSquared);
     const float correction = static_cast<float>(2.0 * fourthOrder * slownessTerm);
     const float denominator = hyperbolaSquared + correction;
-    const float quartic = correction * slownessTerm / denominator;
-    return std::sqrt(denominator == 0.0f ? hyperbolaSquared : hyperbolaSquared - quartic);
+    // Without a denominator the plain hyperbola holds. The quotient is masked, since a branch would keep the loop from
+    // being vectorised.
+    const std::uint32_t mask = denominator != 0.0f ? ~0u : 0u;
+    const float quartic = std::bit_cast<float>(std::bit_cast<std::uint32_t>(correction * slownessTerm / denominator) & mask);
+    return std::sqrt(hyperbolaSquared - quartic);
 }
 
 /* Positions, in samples, from which the samples first <= i < last are read. Returns the sample behind the last one that is
