@@ -31,8 +31,8 @@ class PELTA_API PeltaAGC {
      * A gain stands at the sample w/2 of its window of w samples. Before the first the gains repeat it; the last w/2 + 1 samples
      * take the gain of sample numsmp - w/2 - 3, or where there is none that of sample w/2. A trace shorter than the window
      * becomes zero. A window without samples does nothing.
-     * When an incoming amplitude that ranks between the two smallest of the window replaces a larger outgoing one, it takes
-     * the place of the smallest instead, which leaves the window for the second smallest to stand in twice. */
+     * The window is kept with one peculiarity: an incoming amplitude that ranks between its two smallest, when a larger one goes,
+     * replaces the smallest, and the second smallest is held once more in place of the one that goes. */
     void applyAGC(float* trace, int numsmp);
 
     /* The gains of the last trace, one a sample, in place: valid until the next applyAGC. */
@@ -42,7 +42,7 @@ class PELTA_API PeltaAGC {
     int _winsamples;
     float _srate;
     float* _tempTrc1; /* [_nsamples] absolute amplitudes */
-    float* _tempTrc2; /* [_nsamples] the first _winsamples: the window, sorted */
+    float* _tempTrc2; /* [_nsamples] the first _winsamples: the first window, sorted. Tables for the windows to come follow */
     float* _tempTrc3; /* [_nsamples] gains */
 };
 
