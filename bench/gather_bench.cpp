@@ -1,0 +1,335 @@
+#include <benchmark/benchmark.h>
+#include <pelta/host.h>
+#include <pelta/normalmoveout.h>
+#include <pelta/peltaagc.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "../lib/vectorize.h"
+#include "support/signals.h"
+
+namespace {
+
+using Trace = std::vector<float>;
+
+/* Several traces in turn: of one trace alone the branch predictor learns every comparison. */
+constexpr int traceCount = 32;
+constexpr float intervalMs = 2.0f;
+
+const std::vector<Trace>& gather(int sampleCount) {
+    static std::vector<std::vector<Trace>> gathers(1 << 16);
+    if (gathers[sampleCount].empty()) gathers[sampleCount] = shotGather(traceCount, sampleCount, intervalMs);
+    return gathers[sampleCount];
+}
+
+std::string caseName(int sampleCount) { return "n=" + std::to_string(sampleCount); }
+
+void require(bool isRight, const char* what) {
+    if (isRight) return;
+    std::fprintf(stderr, "wrong answer: %s\n", what);
+    std::abort();
+}
+
+/* Velocities (m/ms) that grow with time, and the offset (m) of a trace of the gather. */
+Trace velocitiesFor(int sampleCount) {
+    Trace velocity(sampleCount);
+    for (int i = 0; i < sampleCount; ++i) velocity[i] = 1.8f + 0.0005f * static_cast<float>(i);
+    return velocity;
+}
+
+float offsetOf(int trace) { return 50.0f + 25.0f * static_cast<float>(trace); }
+
+/* Calls work(trace, number) on a fresh copy of each trace in turn. */
+template <class Work>
+void onEveryTrace(benchmark::State& state, int sampleCount, const Work& work) {
+    const std::vector<Trace>& fresh = gather(sampleCount);
+    Trace trace(sampleCount);
+    int number = 0;
+    for (auto _ : state) {
+        std::copy(fresh[number].begin(), fresh[number].end(), trace.begin());
+        work(trace, number);
+        benchmark::DoNotOptimize(trace.data());
+        benchmark::ClobberMemory();
+        number = (number + 1) % traceCount;
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+/* The plain loop: the hyperbola and a table of sinc operators, sample by sample. */
+class PlainMoveout {
+  public:
+    PlainMoveout() : operators_(fractionCount * tapCount) {
+        for (int r = 0; r < fractionCount; ++r)
+            for (int j = 0; j < tapCount; ++j) {
+                const double distance = M_PI * (static_cast<double>(r) / fractionCount - (j - 3));
+                operators_[r * tapCount + j] = distance == 0.0 ? 1.0f : static_cast<float>(std::sin(distance) / distance);
+            }
+    }
+
+    void apply(Trace& trace, const Trace& velocity, float offset, Trace& input) const {
+        const int sampleCount = static_cast<int>(trace.size());
+        input = trace;
+        for (int i = 0; i < sampleCount; ++i) {
+            const float time = static_cast<float>(i) * intervalMs, slowness = offset / velocity[i];
+            const float position = std::sqrt(time * time + slowness * slowness) / intervalMs;
+            const int whole = static_cast<int>(position), first = whole - 3;
+            const float* taps =
+                &operators_[static_cast<int>((position - static_cast<float>(whole)) * fractionCount) * tapCount];
+            float sum = 0.0f;
+            for (int j = std::max(0, -first); j < tapCount && first + j < sampleCount; ++j) sum += taps[j] * input[first + j];
+            trace[i] = sum;
+        }
+    }
+
+  private:
+    static constexpr int tapCount = 8, fractionCount = 1024;
+    Trace operators_;
+};
+
+/* What every position costs that is formed in double: two divisions and a root. */
+PELTA_VECTORIZE void positionsInDouble(const float* velocity, int sampleCount, float offset, float* positions) {
+    const double offsetSquared = static_cast<double>(offset) * offset;
+    for (int i = 0; i < sampleCount; ++i) {
+        const double time = i * static_cast<double>(intervalMs), speed = velocity[i];
+        positions[i] = static_cast<float>(std::sqrt(time * time + offsetSquared / (speed * speed)) / intervalMs);
+    }
+}
+
+enum class Formula { hyperbola, fourthOrder, convertedWave };
+
+void moveoutByPelta(benchmark::State& state, int sampleCount, Formula formula) {
+    NormalMoveout moveout(sampleCount, intervalMs, 1.0f, 0.0f, true, formula == Formula::fourthOrder);
+    moveout.setConvertedWave(formula == Formula::convertedWave);
+    Trace velocity = velocitiesFor(sampleCount), fourth(sampleCount, 0.1f), work(sampleCount);
+    if (formula == Formula::hyperbola) {
+        Trace corrected = gather(sampleCount)[20], plain = corrected;
+        moveout.applyNMO(corrected.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(20), 0, sampleCount);
+        PlainMoveout().apply(plain, velocity, offsetOf(20), work);
+        for (int i = 100; i < sampleCount - 100; ++i) require(std::fabs(corrected[i] - plain[i]) < 0.1f, "applyNMO");
+    }
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
+        moveout.applyNMO(trace.data(), velocity.data(), fourth.data(), sampleCount, 0.0f, offsetOf(number), 0, sampleCount);
+    });
+}
+
+void inverseMoveoutByPelta(benchmark::State& state, int sampleCount) {
+    NormalMoveout moveout(sampleCount, intervalMs, 1.0f, 0.0f, true, false);
+    Trace velocity = velocitiesFor(sampleCount);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
+        moveout.unApplyNMO(trace.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(number), 0, sampleCount);
+    });
+}
+
+void moveoutByPlainLoop(benchmark::State& state, int sampleCount) {
+    const PlainMoveout moveout;
+    const Trace velocity = velocitiesFor(sampleCount);
+    Trace input(sampleCount);
+    onEveryTrace(state, sampleCount,
+                 [&](Trace& trace, int number) { moveout.apply(trace, velocity, offsetOf(number), input); });
+}
+
+void positionsOnly(benchmark::State& state, int sampleCount) {
+    const Trace velocity = velocitiesFor(sampleCount);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
+        positionsInDouble(velocity.data(), sampleCount, offsetOf(number), trace.data());
+    });
+}
+
+void positionsAndReading(benchmark::State& state, int sampleCount) {
+    const Trace velocity = velocitiesFor(sampleCount);
+    Trace positions(sampleCount), input(sampleCount);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
+        positionsInDouble(velocity.data(), sampleCount, offsetOf(number), positions.data());
+        input.swap(trace);
+        ints8r(sampleCount, 1.0f, 0.0f, input.data(), 0.0f, 0.0f, sampleCount, positions.data(), trace.data());
+    });
+}
+
+/* Running median by two heaps that know where each sample of the window stands (an indexed heap below the median, another above
+ * it): a slide replaces one value in place and lets it rise or sink. */
+class TwoHeapMedian {
+  public:
+    explicit TwoHeapMedian(int window) : half_(window / 2), values_(window), place_(window), heap_(2 * (window / 2) + 1) {}
+
+    /* Windows are odd; the first is taken from amplitudes[0 .. window-1]. */
+    void start(const float* amplitudes) {
+        const int window = static_cast<int>(values_.size());
+        std::vector<int> order(window);
+        for (int i = 0; i < window; ++i) order[i] = i;
+        std::copy_n(amplitudes, window, values_.begin());
+        std::sort(order.begin(), order.end(), [&](int a, int b) { return values_[a] < values_[b]; });
+        // Places run from -half to half: the median stands at 0, the next below it at -1, the next above at 1.
+        for (int k = 0; k < window; ++k) put(k - half_, order[k]);
+        oldest_ = 0;
+    }
+
+    float median() const { return values_[at(0)]; }
+
+    void slide(float incoming) {
+        const int slot = oldest_;
+        oldest_ = oldest_ + 1 == static_cast<int>(values_.size()) ? 0 : oldest_ + 1;
+        values_[slot] = incoming;
+        const int before = place_[slot], side = before < 0 ? -1 : 1;
+        const int after = rise(before, side);
+        if (after != 0) return sink(after, side);
+        settle(1);
+        settle(-1);
+    }
+
+  private:
+    int at(int k) const { return heap_[k + half_]; }
+    void put(int k, int slot) {
+        heap_[k + half_] = slot;
+        place_[slot] = k;
+    }
+    float value(int k) const { return values_[at(k)]; }
+    /* True where the value at a belongs nearer to the median than that at b, on the side given. */
+    bool isNearer(int a, int b, int side) const { return side > 0 ? value(a) < value(b) : value(a) > value(b); }
+    void exchange(int a, int b) {
+        const int slot = at(a);
+        put(a, at(b));
+        put(b, slot);
+    }
+    int rise(int k, int side) {
+        while (k != 0 && isNearer(k, k / 2, side)) exchange(k, k / 2), k /= 2;
+        return k;
+    }
+    void sink(int k, int side) {
+        for (int child = 2 * k; std::abs(child) <= half_; child = 2 * k) {
+            if (std::abs(child + side) <= half_ && isNearer(child + side, child, side)) child += side;
+            if (!isNearer(child, k, side)) return;
+            exchange(child, k);
+            k = child;
+        }
+    }
+    /* Lets the median and the head of one heap change places where they have to. */
+    void settle(int side) {
+        if (half_ == 0 || !isNearer(side, 0, side)) return;
+        exchange(side, 0);
+        sink(side, side);
+    }
+
+    int half_, oldest_ = 0;
+    Trace values_;
+    std::vector<int> place_, heap_;
+};
+
+/* The sorted window kept as a list: two binary searches and one move of memory a slide. */
+class SortedWindowMedian {
+  public:
+    explicit SortedWindowMedian(int window) : sorted_(window) {}
+
+    void start(const float* amplitudes) {
+        first_ = amplitudes;
+        std::copy_n(amplitudes, sorted_.size(), sorted_.begin());
+        std::sort(sorted_.begin(), sorted_.end());
+    }
+
+    float median() const { return sorted_[sorted_.size() / 2]; }
+
+    void slide(float incoming) {
+        const auto out = std::lower_bound(sorted_.begin(), sorted_.end(), *first_++);
+        const auto in = std::lower_bound(sorted_.begin(), sorted_.end(), incoming);
+        if (out < in) *std::copy(out + 1, in, out) = incoming;
+        else *(std::copy_backward(in, out, out + 1) - 1) = incoming;
+    }
+
+  private:
+    const float* first_ = nullptr;
+    Trace sorted_;
+};
+
+/* Gain control by a running median: gains at the middles of the windows, the ends repeat their neighbours. */
+template <class RunningMedian>
+void balance(Trace& trace, int window, RunningMedian& running, Trace& amplitudes, Trace& gains) {
+    const int sampleCount = static_cast<int>(trace.size()), half = window / 2;
+    for (int i = 0; i < sampleCount; ++i) amplitudes[i] = std::fabs(trace[i]);
+    running.start(amplitudes.data());
+    gains[half] = 1.0f / running.median();
+    for (int first = 0; first + window < sampleCount; ++first) {
+        running.slide(amplitudes[first + window]);
+        gains[first + 1 + half] = 1.0f / running.median();
+    }
+    std::fill_n(gains.begin(), half, gains[half]);
+    std::fill(gains.end() - half, gains.end(), gains[sampleCount - 1 - half]);
+    for (int i = 0; i < sampleCount; ++i) trace[i] *= gains[i];
+}
+
+template <class RunningMedian>
+void balanceByPeer(benchmark::State& state, int sampleCount, int window) {
+    RunningMedian running(window);
+    Trace amplitudes(sampleCount), gains(sampleCount);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) { balance(trace, window, running, amplitudes, gains); });
+}
+
+/* The rule for the lowest gap lets a window drift from the true one by an entry or two, so that a median may differ. */
+template <class RunningMedian>
+void checkBalance(const Trace& fresh, int window, const Trace& balanced) {
+    const int sampleCount = static_cast<int>(fresh.size());
+    Trace trace = fresh, amplitudes(sampleCount), gains(sampleCount);
+    RunningMedian running(window);
+    balance(trace, window, running, amplitudes, gains);
+    for (int i = window; i < sampleCount - window; ++i)
+        require(std::fabs(trace[i] - balanced[i]) <= 0.3f * std::fabs(trace[i]), "applyAGC");
+}
+
+void balanceByPelta(benchmark::State& state, int sampleCount, int window) {
+    PeltaAGC control(sampleCount, window, 1.0f);
+    Trace balanced = gather(sampleCount)[0];
+    control.applyAGC(balanced.data(), sampleCount);
+    checkBalance<TwoHeapMedian>(gather(sampleCount)[0], window, balanced);
+    checkBalance<SortedWindowMedian>(gather(sampleCount)[0], window, balanced);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) { control.applyAGC(trace.data(), sampleCount); });
+}
+
+/* A slide of a sorted list that holds its window in vector registers touches every entry once. */
+PELTA_VECTORIZE void insertOverLanes(float* __restrict to, const float* __restrict from, int window, float incoming) {
+    for (int k = 0; k < window; ++k) to[k] = std::max(from[k], std::min(from[k + 1], incoming));
+}
+
+void windowSlides(benchmark::State& state, int sampleCount, int window) {
+    Trace sorted(window + 1), next(window + 1);
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) {
+        std::copy_n(trace.begin(), window, sorted.begin());
+        for (int first = 0; first + window < sampleCount; ++first) {
+            insertOverLanes(next.data(), sorted.data(), window, trace[first + window]);
+            sorted.swap(next);
+        }
+        benchmark::DoNotOptimize(sorted.data());
+    });
+}
+
+void registerMoveout(int n) {
+    const auto add = [](const std::string& name, auto work) { benchmark::RegisterBenchmark(name.c_str(), work); };
+    add("applyNMO|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::hyperbola); });
+    add("applyNMO|plain loop, table of sinc operators|" + caseName(n), [n](auto& state) { moveoutByPlainLoop(state, n); });
+    add("applyNMO|limit: positions in double|" + caseName(n), [n](auto& state) { positionsOnly(state, n); });
+    add("applyNMO|limit: positions in double, ints8r|" + caseName(n), [n](auto& state) { positionsAndReading(state, n); });
+    add("applyNMO fourth order|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::fourthOrder); });
+    add("applyNMO converted wave|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::convertedWave); });
+    add("unApplyNMO|pelta|" + caseName(n), [n](auto& state) { inverseMoveoutByPelta(state, n); });
+}
+
+void registerGainControl(int n, int window) {
+    const auto add = [&](const char* who, auto work) {
+        const std::string name = std::string("PeltaAGC|") + who + "|" + caseName(n) + " window " + std::to_string(window);
+        benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { work(state, n, window); });
+    };
+    add("pelta", balanceByPelta);
+    add("two heaps", balanceByPeer<TwoHeapMedian>);
+    add("sorted list", balanceByPeer<SortedWindowMedian>);
+    add("limit: window slides over lanes", windowSlides);
+}
+
+const bool isRegistered = [] {
+    for (int n : {1500, 4000}) registerMoveout(n);
+    for (auto [n, window] : {std::pair{1500, 125}, {1500, 251}, {4000, 251}, {4000, 1001}}) registerGainControl(n, window);
+    return true;
+}();
+
+}
