@@ -26,3 +26,7 @@ list(REMOVE_ITEM unknown ${declared})
 if(NOT wanted OR unknown)
   message(FATAL_ERROR "left undefined: ${wanted}\ndeclared in host.h: ${declared}")
 endif()
+
+# Without optimisation the compiler leaves more of the standard library's templates to be exported.
+run(output ${CMAKE_COMMAND} -DNM=${NM} -DLIBRARY=${WORK}/installed/${LIBRARY_FOLDER}/libpelta.so
+  -DLIST=${SOURCE}/tests/exports.txt -P ${SOURCE}/tests/exports_test.cmake)
