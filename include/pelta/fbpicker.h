@@ -67,9 +67,10 @@ class PELTA_API fbPicker {
     /* The methods by themselves: data [nsamp] the trace, isamp the search start in samples. They return the raw pick, 0 for none.
      *
      * Energy ratio: the largest ratio of mean absolute amplitude after and before a sample, as the median of three trials over
-     * the search window and of nine around it. The pick counts from the start of the segment, which lies
-     * winlen / 2 + 2 (envelope + 1) before isamp or at the start of the trace: it is a sample of the trace only in the latter
-     * case. A trace whose signed samples add up to exactly 0 gives 0. */
+     * the search window and of nine around it. The pick counts from the start of the segment that is looked at. That is the
+     * start of the trace unless isamp lies more than winlen / 2 + 2 windows (of envelope + 1 samples, at least 10) behind it;
+     * then the search also runs on beyond the segment, where it sees zeros. A segment whose samples but the first add up to
+     * exactly 0 gives 0. */
     int computeEnPick(float* data, int isamp);
 
     /* Standard-deviation ratio: the smallest ratio of the standard deviations in two windows that slide along the first

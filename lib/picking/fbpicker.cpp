@@ -160,6 +160,11 @@ double accumulate(const float* segment, Count length, float* cumulative) {
     return signedSum;
 }
 
+/* A percentage of the mean amplitude, in double but for the result. */
+float shareOfMean(float percent, double amplitude, Count sampleCount) {
+    return static_cast<float>(static_cast<double>(percent) * 0.01 * amplitude / static_cast<double>(sampleCount));
+}
+
 /* Median pick of three trials whose windows differ in scale. */
 float coarsePick(const Cumulative& cumulative, Count start, Count end, const Trial& trial) {
     const Trial trials[3] = {trial,
@@ -409,17 +414,14 @@ int fbPicker::computeEnPick(float* data, int isamp) {
     std::fill(_tempTrc1 + segmentLength, _tempTrc1 + _nsamp, 0.0f);
     const Cumulative cumulative = {_tempTrc1, segmentLength, _nsamp};
 
-    const double stabilizer = static_cast<double>(_fbpp->stablizer) * 0.01;
-    float coarse = static_cast<float>(stabilizer * _tempTrc1[segmentLength - 1] / static_cast<double>(segmentLength));
-    if (coarse < smallestStabilizer) coarse = smallestStabilizer;
-    const float middle = coarsePick(cumulative, start, end, {lead, lag, coarse});
+    const float coarseStabilizer = shareOfMean(_fbpp->stablizer, _tempTrc1[segmentLength - 1], segmentLength);
+    const float middle = coarsePick(cumulative, start, end, {lead, lag, std::max(coarseStabilizer, smallestStabilizer)});
 
     const float halfWidth = static_cast<float>(rounded(envelope));
     start = std::max<Count>(start, truncated(middle - halfWidth));
     end = std::min<Count>(end, truncated(halfWidth + middle));
     const double amplitude = static_cast<double>(entryAt(_tempTrc1, _nsamp, end)) - entryAt(_tempTrc1, _nsamp, start);
-    return finePick(cumulative, start, end, envelope,
-                    static_cast<float>(stabilizer * amplitude / static_cast<double>(end - start)));
+    return finePick(cumulative, start, end, envelope, shareOfMean(_fbpp->stablizer, amplitude, end - start));
 }
 
 int fbPicker::computeSDPick(float* data, int) {
@@ -456,15 +458,19 @@ int fbPicker::computeARPick(float* data, int isamp) {
     const Count windows = Count(_nsamp) - window + 1;
     const int references = static_cast<int>(std::max<Count>(0, std::min<Count>(samplesIn(_fbpp->wina, _srate), windows)));
     _isPreProcess = true;
-    _tempTrc1[0] = 0.0f;  // the median of no reference at all
-    for (int i = 0; i < references; ++i) _tempTrc1[i] = firstCoefficient(*this, data + i, window, highestOrder);
+    float* const known = _tempTrc1 + _nsamp;  // in order of position, for the search
+    for (int i = 0; i < references; ++i) known[i] = firstCoefficient(*this, data + i, window, highestOrder);
+    std::copy_n(known, references, _tempTrc1);
+    if (references == 0) _tempTrc1[0] = 0.0f;
     qksort(references, _tempTrc1);
     const float threshold = _tempTrc1[references / 2] * _fbpp->threshold;
 
     // Kept on purpose: the second bound takes the start of the search from its range.
     const Count end = std::min(std::min(Count(range) - window, Count(range) - isamp), windows);
-    for (Count i = std::max(isamp, 0); i < end; ++i)
-        if (firstCoefficient(*this, data + i, window, highestOrder) >= threshold) return static_cast<int>(i);
+    for (Count i = std::max(isamp, 0); i < end; ++i) {
+        const float coefficient = i < references ? known[i] : firstCoefficient(*this, data + i, window, highestOrder);
+        if (coefficient >= threshold) return static_cast<int>(i);
+    }
     return 0;
 }
 

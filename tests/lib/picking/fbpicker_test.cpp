@@ -79,7 +79,7 @@ int energyPick(const fbPickParm& parm, const std::vector<float>& data, float sra
     const int r = round(env);
     nstart = std::max(nstart, static_cast<int>(m - r));
     nend = std::min(nend, static_cast<int>(r + m));
-    const double amplitude = static_cast<double>(cum[nend]) - static_cast<double>(cum[nstart]);
+    const double amplitude = static_cast<double>(at(cum, nend)) - static_cast<double>(at(cum, nstart));
     const float stab1 = static_cast<float>(static_cast<double>(parm.stablizer) * 0.01 * amplitude / (nend - nstart));
     std::vector<float> picks;
     for (int k = 1; k <= 9; ++k) {
@@ -698,7 +698,7 @@ TEST(EnergyRatio, MatchesThePlainStepsOnRandomTraces) {
         fbPickParm parm = usualParameters(1);
         parm.envelope = static_cast<int>(engine() % 200);
         parm.winlen = static_cast<int>(engine() % 3000);
-        parm.stablizer = static_cast<float>(engine() % 40) * 0.7f;
+        parm.stablizer = round % 31 == 0 ? notANumber : static_cast<float>(engine() % 40) * 0.7f;
         const int start = static_cast<int>(engine() % (n + 20)) - 10;
         EXPECT_EQ(fbPicker(&parm, n, interval).computeEnPick(trace.data(), start),
                   plain::energyPick(parm, trace, interval, start))
