@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-#ifdef PELTA_BENCH_EIGEN
-#include <Eigen/Dense>
+#if __has_include(<eigen3/Eigen/Dense>)
+#include <eigen3/Eigen/Dense>
+#define PELTA_BENCH_EIGEN
 #endif
 
 #include "../lib/vectorize.h"
@@ -74,6 +75,11 @@ void fitWindows(benchmark::State& state, Windows windows) {
         benchmark::DoNotOptimize(arrays.a.data());
     }
     state.counters["order"] = orders / static_cast<double>(state.iterations());
+    fit(windows[0], mlast, arrays);
+    int n = static_cast<int>(windows[0].size()), icode = 0;
+    float ssq;
+    accssq_(&arrays.m, &n, windows[0].data(), arrays.a.data(), &icode, &ssq);
+    if (ssq != arrays.ssq) state.SkipWithError("the residuals of the model are not those reported");
 }
 
 /* Burg's recursion in double, all orders up to mlast, and the order of least final prediction error. */

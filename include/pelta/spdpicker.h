@@ -51,7 +51,8 @@ PELTA_API void spdtables_(peltaComplex* ctable, int* iwind, int* nomega, int* op
  *   nomega        not used
  *   iwind, ihalf  window length and samples before its centre
  *   ctable, t     [iwind + 1], [iwind] as spdtables_ built them, kept
- *   sum           receives one value a centre at sum(c); the other entries are left alone, and so are centres before sum(1)
+ *   sum           receives one value a centre at sum(c), must not overlap tri; the other entries are left alone, and centres
+ *                 before sum(1) are not written
  *   radeg         degrees in a radian
  *   phase         true: sum(c) is the phase in degrees, atan2(xi, xr) radeg, and 0 where xr is 0; false: the amplitude
  *                 |xr + i xi| / iwind, the magnitude by the host's cvabs_

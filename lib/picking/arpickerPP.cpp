@@ -180,6 +180,7 @@ class SquareFeed {
     Index done = 0;
 };
 
+/* Adds the first count squares of every feed. */
 template <std::size_t runCount>
 void addSideBySide(const std::array<SquareFeed, runCount>& feeds, Index count, std::array<float, runCount>& sums) {
     std::array<const float*, runCount> squares;
@@ -232,7 +233,7 @@ std::array<float, 2> residualSquaresOfPair(const float* x, Index n, const float*
 
 float reciprocalRoot(float pivot) { return static_cast<float>(1.0 / std::sqrt(static_cast<double>(pivot))); }
 
-/* False when a pivot is 0 or less. */
+/* Cholesky's factor in place; false when a pivot is 0 or less. */
 bool factorise(float* a, Index n) {
     for (Index i = 0; i < n; ++i) {
         float* row = a + rowStart(i);
@@ -251,7 +252,7 @@ bool factorise(float* a, Index n) {
     return true;
 }
 
-/* The sum of squares of the intermediate solution. */
+/* Solves in place and returns the sum of squares of the intermediate solution. */
 float solve(const float* l, float* b, Index n) {
     float explained = 0.0f;
     for (Index i = 0; i < n; ++i) {
@@ -297,35 +298,50 @@ class NormalEquations {
     float targetSquares() const { return yty; }
     bool solvable() const { return m < n; }
 
-    /* Needs order() + 1 < n, past that there is no equation left and only the order is counted. */
+    /* Where no equation would be left, only the order is counted. */
     void raise() {
         if (m + 1 < n) {
             appendRow();
-            for (Index i = 0; i < m; ++i) {
-                float* row = v + rowStart(i);
-                for (Index j = 0; j <= i; ++j) row[j] -= leaving(m - 1 - i, m - 1 - j, n - m + i, n - m + j);
-            }
-            for (Index i = 0; i < m; ++i) s[i] -= leaving(m, m - 1 - i, n - m - 1, n - m + i);
-            yty -= leaving(m, m, n - m - 1, n - m - 1);
+            for (Index i = 0; i < m; ++i)
+                reduce(v + rowStart(i), v + rowStart(i), i + 1, {m - 1 - i, m - 1}, {n - m + i, n - m});
+            reduce(s, s, m, {m, m - 1}, {n - m - 1, n - m});
+            yty -= leaving(x[m] * x[m], x[n - m - 1] * x[n - m - 1]);
             s[m] = newLag(m + 1);
         }
         ++m;
     }
 
   private:
-    /* The products that leave a sum: of the samples given first in forward sums, of the others in backward sums. */
-    float leaving(Index forwardA, Index forwardB, Index backwardA, Index backwardB) const {
-        if (direction > 0) return x[forwardA] * x[forwardB];
-        if (direction < 0) return x[backwardA] * x[backwardB];
-        return x[forwardA] * x[forwardB] + x[backwardA] * x[backwardB];
+    /* What leaves a sum: a product of forward sums, of backward sums, or both. */
+    template <class Real>
+    Real leaving(Real forward, Real backward) const {
+        return direction > 0 ? forward : direction < 0 ? backward : forward + backward;
     }
 
     /* The row of the new order is the last right-hand side and the row above, their products moved on by one sample. */
     void appendRow() {
-        const float* above = v + rowStart(m - 1);
         float* row = v + rowStart(m);
-        row[0] = s[m - 1] - leaving(n - 1, n - 1 - m, 0, m);
-        for (Index j = 0; j < m; ++j) row[j + 1] = above[j] - leaving(n - 1 - m, n - 2 - j, m, j + 1);
+        row[0] = s[m - 1] - leaving(x[n - 1] * x[n - 1 - m], x[0] * x[m]);
+        reduce(v + rowStart(m - 1), row + 1, m, {n - 1 - m, n - 2}, {m, 1});
+    }
+
+    /* Two samples whose product leaves the first sum of a row. */
+    struct LeavingPair {
+        Index fixed, moving;
+    };
+
+    /* to(j) = from(j) less what leaves it: along the row the moving sample goes back in forward sums, on in backward sums. */
+    void reduce(const float* from, float* to, Index count, LeavingPair forward, LeavingPair backward) const {
+        const float *fore = x + forward.moving, *back = x + backward.moving;
+        const float foreFactor = x[forward.fixed], backFactor = x[backward.fixed];
+        Index j = 0;
+        for (; j + laneCount <= count; j += laneCount) {
+            const Lanes ascending = lanesAt(fore - j - (laneCount - 1));
+            const Lanes descending = _mm_shuffle_ps(ascending, ascending, _MM_SHUFFLE(0, 1, 2, 3));
+            const Lanes reduced = lanesAt(from + j) - leaving(foreFactor * descending, backFactor * lanesAt(back + j));
+            std::memcpy(to + j, &reduced, sizeof reduced);
+        }
+        for (; j < count; ++j) to[j] = from[j] - leaving(foreFactor * fore[-j], backFactor * back[j]);
     }
 
     float newLag(Index lag) {
@@ -349,7 +365,7 @@ class OrderGroup {
   public:
     static constexpr Index largestOrder = 64;
 
-    /* Lanes that are not needed have order 0. */
+    /* Makes room for orders from lowest on; lanes that are not needed have order 0. */
     void start(Index lowest, int size) {
         top = lowest + size - 1;
         failedRow = Flags{} + noRow;
@@ -373,15 +389,13 @@ class OrderGroup {
         explainedSquares = Lanes{};
         for (Index i = 0; i < top; ++i) {
             factoriseRow(i);
-            const Lanes* row = factor + rowStart(i);
-            Lanes rest = right[i];
-            for (Index k = 0; k < i; ++k) rest -= row[k] * solution[k];
-            solution[i] = rest * row[i];
             explainedSquares = holds(i) ? explainedSquares + solution[i] * solution[i] : explainedSquares;
         }
         for (Index i = top - 1; i >= 0; --i) {
+            const Index common = std::max(i + 1, Index{orders[0]});
             Lanes rest = solution[i];
-            for (Index k = i + 1; k < top; ++k) rest = holds(k) ? rest - factor[rowStart(k) + i] * solution[k] : rest;
+            for (Index k = i + 1; k < std::min(common, top); ++k) rest -= factor[rowStart(k) + i] * solution[k];
+            for (Index k = common; k < top; ++k) rest = holds(k) ? rest - factor[rowStart(k) + i] * solution[k] : rest;
             solution[i] = rest * factor[rowStart(i) + i];
         }
     }
@@ -406,20 +420,45 @@ class OrderGroup {
 
   private:
     using Flags = int __attribute__((vector_size(16)));
-    static constexpr int noRow = -1;
+    static constexpr int noRow = -1, columns = 4;
 
     /* The lanes whose order has row i. */
     Flags holds(Index i) const { return orders > static_cast<int>(i); }
 
+    /* The row of the factor, and the unknown of the intermediate solution that it gives. */
     void factoriseRow(Index i) {
         const Lanes* given = matrix + rowStart(i);
         Lanes* row = factor + rowStart(i);
-        for (Index j = 0; j <= i; ++j) {
+        Index j = 0;
+        for (; j + columns <= i; j += columns) factoriseColumns(given, row, j);
+        for (; j < i; ++j) {
             const Lanes* other = factor + rowStart(j);
             Lanes rest = given[j];
             for (Index k = 0; k < j; ++k) rest -= row[k] * other[k];
-            if (j < i) row[j] = rest * other[j];
-            else row[j] = reciprocalRoots(rest, i);
+            row[j] = rest * other[j];
+        }
+        Lanes pivot = given[i], rest = right[i];
+        for (Index k = 0; k < i; ++k) {
+            pivot -= row[k] * row[k];
+            rest -= row[k] * solution[k];
+        }
+        row[i] = reciprocalRoots(pivot, i);
+        solution[i] = rest * row[i];
+    }
+
+    /* Four elements of a row from j on: their sums advance together as far as they need none of one another. */
+    void factoriseColumns(const Lanes* given, Lanes* row, Index j) const {
+        const Lanes* others[columns];
+        Lanes rests[columns];
+        for (int c = 0; c < columns; ++c) {
+            others[c] = factor + rowStart(j + c);
+            rests[c] = given[j + c];
+        }
+        for (Index k = 0; k < j; ++k)
+            for (int c = 0; c < columns; ++c) rests[c] -= row[k] * others[c][k];
+        for (int c = 0; c < columns; ++c) {
+            row[j + c] = rests[c] * others[c][j + c];
+            for (int later = c + 1; later < columns; ++later) rests[later] -= row[j + c] * others[later][j + c];
         }
     }
 
@@ -460,6 +499,7 @@ struct SearchArrays {
     float *v, *vc, *s, *sc, *a;
 };
 
+/* Tries the orders of one window, side by side as long as they are low enough for the group's room. */
 class ModelSearch {
   public:
     ModelSearch(const float* samples, Index count, const SearchSettings& how, const SearchArrays& arrays)
@@ -585,7 +625,7 @@ void chsol_(int* n, int* /*nt*/, float* l, float* b, float* ss) { *ss = solve(l,
 void accsum_(float* x, int* /*n*/, int* nmm, int* move, float* sum) { *sum = lagSum(x, *nmm, *move); }
 
 void accssq_(int* m, int* n, float* x, float* a, int* icode, float* ssq) {
-    *ssq = residualSquares(x, *n, a, std::max(*m, 0), *icode);
+    *ssq = residualSquares(x, std::max(*n, 0), a, std::max(*m, 0), *icode);
 }
 
 void akstop_(float* p, float* pl, int* m, int* n, int* akcode, int* itend) { *itend = errorRises(*p, *pl, *m, *n, *akcode); }

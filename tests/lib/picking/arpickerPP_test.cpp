@@ -352,6 +352,10 @@ TEST(AccSsq, IsZeroWithoutTargets) {
         EXPECT_EQ(bitsOf(accssq(3, {3, 4, 5}, {1, 2, 3}, icode)), 0u);
         EXPECT_EQ(bitsOf(accssq(4, {3, 4, 5}, {1, 2, 3, 4}, icode)), 0u);
         EXPECT_EQ(bitsOf(accssq(1, {}, {1}, icode)), 0u);
+        int m = 1, n = -9;
+        float x = 2, a = 3, ssq = -1;
+        accssq_(&m, &n, &x, &a, &icode, &ssq);
+        EXPECT_EQ(bitsOf(ssq), 0u);
     }
 }
 
