@@ -1,10 +1,16 @@
+#include <immintrin.h>
 #include <pelta/formats.h>
+
+#include <array>
+#include <cstdint>
 
 namespace {
 
+using Table = std::array<unsigned char, 256>;
+
 // clang-format off
 /* The traditional Unix translation, a permutation. As below, a row holds the sixteen bytes of one high nibble. */
-constexpr unsigned char ebcdic[256] = {
+alignas(64) constexpr Table ebcdic = {
     0x00, 0x01, 0x02, 0x03, 0x37, 0x2D, 0x2E, 0x2F, 0x16, 0x05, 0x25, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F,
     0x10, 0x11, 0x12, 0x13, 0x3C, 0x3D, 0x32, 0x26, 0x18, 0x19, 0x3F, 0x27, 0x1C, 0x1D, 0x1E, 0x1F,
     0x40, 0x5A, 0x7F, 0x7B, 0x5B, 0x6C, 0x50, 0x7D, 0x4D, 0x5D, 0x5C, 0x4E, 0x6B, 0x60, 0x4B, 0x61,
@@ -25,7 +31,7 @@ constexpr unsigned char ebcdic[256] = {
 
 /* Kept on purpose: not the inverse of the table above. Text comes from many mainframes, and code page 037 with the PC's accented
  * letters reads most of it; the brackets and the bar that the Unix table writes do not come back. */
-constexpr unsigned char ascii[256] = {
+alignas(64) constexpr Table ascii = {
     0x00, 0x01, 0x02, 0x03, 0x1A, 0x09, 0x0A, 0x7F, 0x1A, 0x1A, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F,
     0x10, 0x11, 0x12, 0x13, 0x1A, 0x0A, 0x08, 0x1A, 0x18, 0x19, 0x1A, 0x1A, 0x1A, 0x1A, 0x1A, 0x1A,
     0x1A, 0x1A, 0x1A, 0x1A, 0x1A, 0x0A, 0x17, 0x1B, 0x1A, 0x1A, 0x1A, 0x1A, 0x1A, 0x05, 0x06, 0x07,
@@ -45,12 +51,79 @@ constexpr unsigned char ascii[256] = {
 };
 // clang-format on
 
-void translate(unsigned char* text, int length, const unsigned char* table) {
+void translatePlainly(unsigned char* text, int length, const Table& table) {
     for (int i = 0; i < length; ++i) text[i] = table[text[i]];
 }
 
+/* Each row of a half table (rows 0 to 7, 8 to 15) as its difference from the row before. */
+constexpr Table rowDifferences(const Table& table) {
+    Table differences = table;
+    for (int i = 0; i < 256; ++i)
+        if (i % 128 >= 16) differences[i] = table[i] ^ table[i - 16];
+    return differences;
 }
 
-void ebcdicToAscii(unsigned char* out, int nbyte) { translate(out, nbyte, ascii); }
+alignas(64) constexpr Table ebcdicDifferences = rowDifferences(ebcdic);
+alignas(64) constexpr Table asciiDifferences = rowDifferences(ascii);
 
-void asciiToEbcdic(unsigned char* out, int nbyte) { translate(out, nbyte, ebcdic); }
+/* The in-register look-up takes 16 entries, and gives 0 for an index below 0. Going down a half table row by row, the index
+ * falls by 16 and every row down to a character's own adds its difference: together they are that row's entry. */
+__attribute__((target("avx2"))) void translateByRows(unsigned char* text, int length, const Table& table,
+                                                     const Table& differences) {
+    int i = 0;
+    for (; length - i >= 32; i += 32) {
+        auto* place = reinterpret_cast<__m256i*>(text + i);
+        const __m256i characters = _mm256_loadu_si256(place);
+        __m256i translated = _mm256_setzero_si256();
+        for (int half : {0, 128}) {
+            __m256i index = _mm256_xor_si256(characters, _mm256_set1_epi8(static_cast<char>(half)));
+            for (int row = half; row < half + 128; row += 16) {
+                const __m128i entries = _mm_load_si128(reinterpret_cast<const __m128i*>(&differences[row]));
+                const __m256i found = _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(entries), index);
+                translated = _mm256_xor_si256(translated, found);
+                index = _mm256_subs_epi8(index, _mm256_set1_epi8(16));
+            }
+        }
+        _mm256_storeu_si256(place, translated);
+    }
+    translatePlainly(text + i, length - i, table);
+}
+
+/* With look-ups of 128 entries the whole table stands in four registers. */
+__attribute__((target("avx512f,avx512bw,avx512vbmi"))) void translateByHalves(unsigned char* text, int length,
+                                                                              const Table& table) {
+    const __m512i quarter[4] = {_mm512_load_si512(&table[0]), _mm512_load_si512(&table[64]), _mm512_load_si512(&table[128]),
+                                _mm512_load_si512(&table[192])};
+    for (std::int64_t i = 0; i < length; i += 64) {
+        const std::int64_t left = length - i;
+        const __mmask64 live = left >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << left) - 1;
+        const __m512i characters = _mm512_maskz_loadu_epi8(live, text + i);
+        const __m512i lower = _mm512_permutex2var_epi8(quarter[0], characters, quarter[1]);
+        const __m512i upper = _mm512_permutex2var_epi8(quarter[2], characters, quarter[3]);
+        _mm512_mask_storeu_epi8(text + i, live, _mm512_mask_blend_epi8(_mm512_movepi8_mask(characters), lower, upper));
+    }
+}
+
+/* A build for one x86-64 level takes what that level promises, so that levels can be compared. */
+#if defined(PELTA_DISPATCH)
+bool hasLongLookUps() { return __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw"); }
+bool hasShortLookUps() { return __builtin_cpu_supports("avx2"); }
+#elif defined(__AVX2__)
+bool hasLongLookUps() { return false; }
+bool hasShortLookUps() { return true; }
+#else
+bool hasLongLookUps() { return false; }
+bool hasShortLookUps() { return false; }
+#endif
+
+void translate(unsigned char* text, int length, const Table& table, const Table& differences) {
+    if (hasLongLookUps()) translateByHalves(text, length, table);
+    else if (hasShortLookUps()) translateByRows(text, length, table, differences);
+    else translatePlainly(text, length, table);
+}
+
+}
+
+void ebcdicToAscii(unsigned char* out, int nbyte) { translate(out, nbyte, ascii, asciiDifferences); }
+
+void asciiToEbcdic(unsigned char* out, int nbyte) { translate(out, nbyte, ebcdic, ebcdicDifferences); }

@@ -8,35 +8,42 @@
 
 namespace {
 
-constexpr std::uint32_t signMask = 0x80000000;
+constexpr std::uint32_t signBit = 0x80000000;
 constexpr std::uint32_t ieeeFraction = 0x007FFFFF;
 constexpr std::uint32_t hiddenOne = 0x00800000;
+constexpr std::uint32_t ibmExponent = 0x7F000000;
 constexpr std::uint32_t ibmFraction = 0x00FFFFFF;
+
+/* The bits of one word where the mask is set, those of the other elsewhere: one instruction at the highest level. */
+PELTA_INLINE std::uint32_t pickBits(std::uint32_t mask, std::uint32_t set, std::uint32_t clear) {
+    return clear ^ ((clear ^ set) & mask);
+}
 
 /* Shifting an unnormalised fraction up to its hidden bit is what the conversion of an integer to float does, and it does so
  * exactly, since 24 bits fit. The integer's exponent counts from the lowest bit of the fraction, 2^-24, hence the 24.
  * Kept on purpose: only six of the seven exponent bits are taken, and an exponent beyond the IEEE range wraps modulo 256. That
  * is right for every value in range; tapes with wilder words read as they always did.
- * Kept on purpose: a word with fraction 0 passes through, even where that makes 0x41000000 read as 8. */
+ * Kept on purpose: a word with fraction 0 passes through, even where that makes 0x41000000 read as 8. It is picked by a mask,
+ * because the compiler moves a conversion to float behind a branch, and then runs nothing over lanes. */
 PELTA_INLINE std::uint32_t ieeeFromIbm(std::uint32_t word) {
     const std::uint32_t fraction = word & ibmFraction;
     const auto normalised = std::bit_cast<std::uint32_t>(static_cast<float>(static_cast<std::int32_t>(fraction)));
-    const std::uint32_t exponent = ((word & 0x3F000000) << 1) - (24u << 23);
-    const std::uint32_t converted = (word & signMask) | ((normalised + exponent) & ~signMask);
-    return fraction == 0 ? word : converted;
+    const std::uint32_t exponent = ((word << 1) & 0x7E000000) - (24u << 23);
+    return pickBits(fraction == 0 ? 0xFFFFFFFF : signBit, word, normalised + exponent);
 }
 
-/* With b the stored binary exponent, b - 127 = 4 (h - 64) - 1 - shift gives the hexadecimal exponent h = (b + 1) / 4 + 33 and a
- * shift of 0 to 3. The shift goes in two steps of 2 and 1, so that levels without a shift per lane run it over lanes too.
+/* With b the stored binary exponent, b - 127 = 4 (h - 64) - 1 - shift gives the stored hexadecimal exponent
+ * h = (b + 1) / 4 + 33 and a shift of 3 less the two low bits of b + 1. Added where it stands, b + 1 + 4 * 33 gives both: bits
+ * 25 up are h, bits 24 and 23 the two low bits. The shift goes in steps of 2 and 1, because not every level shifts each lane
+ * by its own count.
  * Kept on purpose: every word but 0 is taken as a normal number with its hidden 1; -0 becomes 0xA1200000. */
 PELTA_INLINE std::uint32_t ibmFromIeee(std::uint32_t word) {
-    const std::uint32_t exponent = (word & ~signMask) >> 23;
-    const std::uint32_t shift = 2 - exponent;
+    const std::uint32_t exponent = (word & ~signBit) + ((1u + 4 * 33) << 23);
     std::uint32_t fraction = (word & ieeeFraction) | hiddenOne;
-    fraction = (shift & 2) != 0 ? fraction >> 2 : fraction;
-    fraction = (shift & 1) != 0 ? fraction >> 1 : fraction;
-    const std::uint32_t converted = (word & signMask) | (((exponent + 1) / 4 + 33) << 24) | fraction;
-    return word == 0 ? word : converted;
+    fraction = (exponent & (2u << 23)) != 0 ? fraction : fraction >> 2;
+    fraction = (exponent & (1u << 23)) != 0 ? fraction : fraction >> 1;
+    const std::uint32_t converted = (word & signBit) | ((exponent >> 1) & ibmExponent) | fraction;
+    return word != 0 ? converted : 0;
 }
 
 /* Words are moved as bytes: a load as float could quieten a NaN in a build that uses the x87 unit. */
