@@ -2,81 +2,159 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
-#include "vectorize.h"
+#include "anyorder.h"
 
 namespace {
 
-/* Windows are summed side by side, one to a lane, so that each sum takes its samples in their order. */
-constexpr int lanes = 32;
-constexpr int pieceLength = 224;
+/* The means of a trace are made a group at a time, those of floats a stretch of groups at a time. */
+constexpr int groupLength = 32;
+constexpr int stretchLength = 256;
 
-using Samples = std::array<double, lanes + pieceLength>;
-using Sums = std::array<double, lanes>;
-
-/* The samples from first on, in double, with zeros where the trace has none: a sum that starts from 0 does not see them. */
+/* The samples from first on, in double, with zeros where the trace has none. */
 template <class Real>
-PELTA_INLINE void copyPadded(const Real* trace, int sampleCount, std::int64_t first, int count, Samples& samples) {
+PELTA_INLINE void copyPadded(const Real* trace, int sampleCount, std::int64_t first, int count, double* samples) {
     const int leading = static_cast<int>(std::clamp<std::int64_t>(-first, 0, count));
     const int end = static_cast<int>(std::clamp<std::int64_t>(sampleCount - first, leading, count));
-    std::fill_n(samples.begin(), leading, 0.0);
+    std::fill_n(samples, leading, 0.0);
     for (int k = leading; k < end; ++k) samples[k] = trace[first + k];
-    std::fill(samples.begin() + end, samples.begin() + count, 0.0);
+    std::fill(samples + end, samples + count, 0.0);
 }
 
-/* Adds samples[lane], samples[lane + 1] ... to the sum in each lane. The sums are vectors by type, since the compiler leaves an
- * array of so many in memory. */
-PELTA_INLINE void addTerms(const Samples& samples, int terms, Sums& sums) {
+/* Kept on purpose: an empty window has the count 0, and one that ends before it starts a count below 0. */
+PELTA_INLINE float countInWindow(int sampleCount, int half, int i) {
+    return static_cast<float>(std::min(half, i) + std::min(half, sampleCount - i));
+}
+
+template <class Real>
+PELTA_INLINE void divideSums(const double* sums, Real* means, int sampleCount, int half, std::int64_t first) {
+    const int outputs = static_cast<int>(std::min<std::int64_t>(groupLength, sampleCount - first));
+    for (int k = 0; k < outputs; ++k) {
+        const int i = static_cast<int>(first) + k;
+        means[i] = static_cast<Real>(sums[k] / countInWindow(sampleCount, half, i));
+    }
+}
+
+using GroupSums = std::array<double, groupLength>;
+
+/* Adds samples[k], samples[k + 1] ... to the sum of window k. The sums are vectors by type, since the compiler leaves an array
+ * of so many in memory. */
+PELTA_INLINE void addTerms(const double* samples, int terms, GroupSums& sums) {
     typedef double Vector __attribute__((vector_size(32)));
-    Vector sum[lanes / 4], next;
+    Vector sum[groupLength / 4], next;
     std::memcpy(sum, sums.data(), sizeof sum);
     for (int term = 0; term < terms; ++term)
 #pragma GCC unroll 8
-        for (int k = 0; k < lanes / 4; ++k) {
-            std::memcpy(&next, &samples[term + 4 * k], sizeof next);
+        for (int k = 0; k < groupLength / 4; ++k) {
+            std::memcpy(&next, samples + term + 4 * k, sizeof next);
             sum[k] += next;
         }
     std::memcpy(sums.data(), sum, sizeof sum);
 }
 
-/* Sums of the windows of one sample to a lane, from sample first on: offsets -half up to, not including, half. */
+/* Means of a group whose windows are summed side by side, one to a lane, so that each sum takes its samples in their order. The
+ * zeros beside the trace stand for the cut ends of windows: a sum that starts from 0 does not see them. */
 template <class Real>
-PELTA_INLINE Sums windowSums(const Real* trace, int sampleCount, int half, std::int64_t first) {
-    Sums sums{};
-    Samples samples;
+PELTA_INLINE void meansInOrder(const Real* trace, Real* means, int sampleCount, int half, std::int64_t first) {
+    constexpr int pieceLength = 224;
+    double samples[pieceLength + groupLength];
+    GroupSums sums{};
     const auto end = std::min<std::int64_t>(half, sampleCount - first);
-    for (auto offset = std::max<std::int64_t>(-std::int64_t{half}, 1 - first - lanes); offset < end; offset += pieceLength) {
+    auto offset = std::max<std::int64_t>(-std::int64_t{half}, 1 - first - groupLength);
+    for (; offset < end; offset += pieceLength) {
         const int terms = static_cast<int>(std::min<std::int64_t>(pieceLength, end - offset));
-        copyPadded(trace, sampleCount, first + offset, terms + lanes - 1, samples);
+        copyPadded(trace, sampleCount, first + offset, terms + groupLength - 1, samples);
         addTerms(samples, terms, sums);
     }
-    return sums;
+    divideSums(sums.data(), means, sampleCount, half, first);
 }
 
-/* Kept on purpose: the window is off centre, an odd length counts as the even one below it, and an empty window gives 0/0. The
- * count of its samples goes through single precision. */
-template <class Real>
-PELTA_INLINE void meansOfWindows(const Real* trace, Real* means, int sampleCount, int windowLength) {
-    const int half = windowLength / 2;
-    for (std::int64_t first = 0; first < sampleCount; first += lanes) {
-        const auto sums = windowSums(trace, sampleCount, half, first);
-        const int outputs = static_cast<int>(std::min<std::int64_t>(lanes, sampleCount - first));
-        for (int lane = 0; lane < outputs; ++lane) {
-            const int i = static_cast<int>(first) + lane;
-            const auto count = static_cast<float>(std::min(half, i) + std::min(half, sampleCount - i));
-            means[i] = static_cast<Real>(sums[lane] / count);
-        }
+/* Window sums of neighbouring samples, and how far they can be from the sums in order. */
+struct Stretch {
+    std::int64_t begin, end; /* the samples that its windows see */
+    double sums[stretchLength];
+    double size; /* of all samples seen */
+    double reach;
+};
+
+template <int shift>
+PELTA_INLINE void addShifted(double* values) {
+    for (int k = 0; k < stretchLength - shift; ++k) values[k] += values[k + shift];
+}
+
+/* Each window sum follows from the one a row before it by what enters and leaves the window over a row; only within the first
+ * row each follows from its neighbour.
+ * With S the sizes of all samples seen and u = 2^-53, the first window strays by its length times u S, as does the sum in
+ * order; the changes by 2 u S and over a row by 8 u S more; the steps along and down the rows by 32 times 3 u S, and the factor
+ * that stands for a division by 3 u S. All that is below (2 length + 256) u S, and is doubled for the bound's own rounding. */
+PELTA_INLINE void slideWindows(const float* trace, int sampleCount, int half, std::int64_t first, Stretch& stretch) {
+    constexpr int row = 16;
+    double change[stretchLength], leaving[stretchLength];
+    copyPadded(trace, sampleCount, first + half, stretchLength, change);
+    copyPadded(trace, sampleCount, first - half, stretchLength, leaving);
+    for (int k = 0; k < stretchLength; ++k) change[k] -= leaving[k];
+
+    stretch.begin = std::max<std::int64_t>(first - half, 0);
+    stretch.end = std::min<std::int64_t>(first + stretchLength + half, sampleCount);
+    const auto length = static_cast<int>(std::min<std::int64_t>(first + half, sampleCount) - stretch.begin);
+    double* sums = stretch.sums;
+    sums[0] = sumOverLanes(trace + stretch.begin, length, [](float sample) -> double { return sample; });
+    for (int k = 1; k < row; ++k) sums[k] = sums[k - 1] + change[k - 1];
+    addShifted<1>(change);
+    addShifted<2>(change);
+    addShifted<4>(change);
+    addShifted<8>(change);
+    for (int k = row; k < stretchLength; ++k) sums[k] = sums[k - row] + change[k - row];
+
+    stretch.size = sumOverLanes(trace + stretch.begin, static_cast<int>(stretch.end - stretch.begin),
+                                [](float sample) -> double { return std::fabs(sample); });
+    stretch.reach = (length + 128.0) * reachPerTerm * stretch.size;
+}
+
+/* Means of a group from sums of which the ones in order lie within reach; false if any of them stays open. */
+PELTA_INLINE bool settleMeans(const double* sums, double reach, float* means, int sampleCount, int half, int first) {
+    const int outputs = std::min(groupLength, sampleCount - first);
+    GroupSums inverse;
+    inverse.fill(1.0 / countInWindow(sampleCount, half, first));
+    if (first < half || sampleCount - first - groupLength < half)
+        for (int k = 0; k < groupLength; ++k) inverse[k] = 1.0 / countInWindow(sampleCount, half, first + k);
+    float low[groupLength];
+    int open = 0;
+    for (int k = 0; k < groupLength; ++k) {
+        low[k] = static_cast<float>((sums[k] - reach) * inverse[k]);
+        const auto high = static_cast<float>((sums[k] + reach) * inverse[k]);
+        const bool same = (low[k] == high) & (std::bit_cast<std::uint32_t>(low[k]) == std::bit_cast<std::uint32_t>(high));
+        open += !same & (k < outputs);
     }
+    std::memcpy(means + first, low, outputs * sizeof *low);
+    return open == 0;
 }
 
 PELTA_VECTORIZE void runningMean(const float* trace, float* means, int sampleCount, int windowLength) {
-    meansOfWindows(trace, means, sampleCount, windowLength);
+    const int half = windowLength / 2;
+    Stretch stretch;
+    for (std::int64_t first = 0; first < sampleCount; first += groupLength) {
+        if (half > 0) {
+            const auto inStretch = first % stretchLength;
+            if (inStretch == 0) slideWindows(trace, sampleCount, half, first, stretch);
+            const double* sums = stretch.sums + inStretch;
+            if (settleMeans(sums, stretch.reach, means, sampleCount, half, static_cast<int>(first))) continue;
+            const auto seen = static_cast<int>(stretch.end - stretch.begin);
+            if (isExactInAnyOrder(trace + stretch.begin, seen, stretch.size)) {
+                divideSums(sums, means, sampleCount, half, first);
+                continue;
+            }
+        }
+        meansInOrder(trace, means, sampleCount, half, first);
+    }
 }
 
 PELTA_VECTORIZE void runningMean(const double* trace, double* means, int sampleCount, int windowLength) {
-    meansOfWindows(trace, means, sampleCount, windowLength);
+    for (std::int64_t first = 0; first < sampleCount; first += groupLength)
+        meansInOrder(trace, means, sampleCount, windowLength / 2, first);
 }
 
 template <class Real>
