@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <pelta/statistics.h>
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -99,6 +101,47 @@ TEST(ComputeMean, MatchesThePlainFormWhereTheOrderOfTheSumMatters) {
             if (engine() % 2) trace[i + 1] = -trace[i];
         expectPlainBits(trace, "wild exponents");
     }
+}
+
+/* Samples that cancel but for the roundings of their sum, which are then all that is left of the mean. */
+TEST(ComputeMean, MatchesThePlainFormWhereOnlyRoundingsRemain) {
+    std::mt19937 engine(8);
+    for (int turn = 0; turn < 300; ++turn) {
+        std::vector<float> trace = randomTrace(40 + turn, static_cast<unsigned>(engine()));
+        for (float& sample : trace) sample = std::ldexp(sample, static_cast<int>(engine() % 60));
+        std::vector<float> opposite = trace;
+        for (float& sample : opposite) sample = -sample;
+        std::shuffle(opposite.begin(), opposite.end(), engine);
+        trace.insert(trace.end(), opposite.begin(), opposite.end());
+        expectPlainBits(trace, "cancelling samples");
+    }
+}
+
+/* In order, the sum of squares stays just below the middle between two roots: each small sample is lost beside it. Summed by
+ * themselves first, the small ones would take it across. */
+TEST(ComputeMean, LosesSmallSquaresBehindLargeOnes) {
+    constexpr double middle = 1.0 + 0x1p-24, spacing = 0x1p-44; /* of doubles at 256 */
+    double rest = (256.0 * middle * middle - 4 * spacing) / 2;
+    std::vector<float> trace{0.0f};
+    const auto addPair = [&](float size) { trace.insert(trace.end(), {size, -size}); };
+    while (rest > spacing) {
+        float size = static_cast<float>(std::sqrt(rest));
+        if (static_cast<double>(size) * size > rest) size = std::nextafter(size, 0.0f);
+        addPair(size);
+        rest -= static_cast<double>(size) * size;
+    }
+    while (trace.size() < 257) addPair(static_cast<float>(std::sqrt(0.4 * spacing)));
+    const Mean result = meanOf(trace);
+    EXPECT_EQ(result.mean, 0.0f);
+    EXPECT_EQ(result.deviation, 1.0f);
+    std::reverse(trace.begin(), trace.end());
+    EXPECT_EQ(meanOf(trace).deviation, 1.0f + FLT_EPSILON);
+}
+
+TEST(ComputeMean, GivesPositiveZeroForSubnormalsThatCancel) {
+    std::vector<float> trace;
+    for (int i = 0; i < 500; ++i) trace.insert(trace.end(), {1.0e-45f, -1.0e-45f});
+    EXPECT_EQ(bitsOf(meanOf(trace).mean), 0u);
 }
 
 TEST(ComputeMean, MatchesThePlainFormOnShotRecords) {

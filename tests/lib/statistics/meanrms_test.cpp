@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <pelta/statistics.h>
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -76,6 +78,24 @@ TEST(ComputeMeanRms, MatchesThePlainFormWhereTheOrderOfTheSumMatters) {
         for (float& sample : trace) sample = std::ldexp(sample, static_cast<int>(engine() % 60) - 30);
         expectPlainBits(trace, "wild exponents");
     }
+}
+
+/* In order, the sum of squares stays just below the middle between two roots: each small sample is lost beside it. Summed by
+ * themselves first, the small ones would take it across. */
+TEST(ComputeMeanRms, LosesSmallSquaresBehindLargeOnes) {
+    constexpr double middle = 1.0 + 0x1p-24, spacing = 0x1p-44; /* of doubles at 256 */
+    double rest = 256.0 * middle * middle - 4 * spacing;
+    std::vector<float> trace;
+    while (rest > spacing) {
+        float sample = static_cast<float>(std::sqrt(rest));
+        while (static_cast<double>(sample * sample) > rest) sample = std::nextafter(sample, 0.0f);
+        trace.push_back(sample);
+        rest -= sample * sample;
+    }
+    trace.resize(256, static_cast<float>(std::sqrt(0.4 * spacing)));
+    EXPECT_EQ(rmsOf(trace), 1.0f);
+    std::reverse(trace.begin(), trace.end());
+    EXPECT_EQ(rmsOf(trace), 1.0f + FLT_EPSILON);
 }
 
 TEST(ComputeMeanRms, MatchesThePlainFormOnOddValues) {

@@ -178,6 +178,13 @@ TEST(Smooth, MatchesThePlainFormOnMutedAndOddTraces) {
     }
 }
 
+TEST(Smooth, GivesPositiveZeroForSubnormalsThatCancel) {
+    std::vector<float> trace;
+    for (int i = 0; i < 250; ++i) trace.insert(trace.end(), {1.0e-45f, -1.0e-45f});
+    for (int window : {2, 4, 50}) expectPlainBits(trace, window, "alternating subnormals");
+    EXPECT_EQ(bitsOf(smoothed(trace, 4)[100]), 0u);
+}
+
 TEST(Smooth2Double, MatchesThePlainFormOnRandomTraces) {
     std::mt19937 engine(7);
     for (int turn = 0; turn < 600; ++turn) {

@@ -1,0 +1,142 @@
+#include <benchmark/benchmark.h>
+#include <gsl/gsl_statistics_float.h>
+#include <pelta/statistics.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "support/signals.h"
+
+/* Statistics of the traces of a shot record, 1500 and 4000 samples long, one after the other. */
+
+namespace {
+
+using Gather = std::vector<std::vector<float>>;
+
+constexpr int traceCount = 8;
+constexpr int windowLength = 50;
+
+/* Runs through the traces of a gather, so that no figure rests on one trace; times are per trace. */
+template <class Trace>
+void perTrace(benchmark::State& state, int sampleCount, Trace run) {
+    Gather gather = shotGather(traceCount, sampleCount);
+    int k = 0;
+    for (auto _ : state) {
+        run(gather[k]);
+        k = (k + 1) % traceCount;
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+template <class Trace>
+void add(const std::string& routine, const std::string& who, Trace run) {
+    for (int sampleCount : {1500, 4000})
+        benchmark::RegisterBenchmark((routine + "|" + who + "|" + std::to_string(sampleCount) + " samples").c_str(),
+                                     [=](benchmark::State& state) { perTrace(state, sampleCount, run); });
+}
+
+/* One dependent addition a sample. */
+double chainOfAdds(const std::vector<float>& trace) {
+    double sum = 0.0;
+    for (float sample : trace) sum += sample;
+    return sum;
+}
+
+void peltaMean(std::vector<float>& trace) {
+    float mean, deviation;
+    computeMean(trace.data(), static_cast<int>(trace.size()), &mean, &deviation);
+    benchmark::DoNotOptimize(mean);
+    benchmark::DoNotOptimize(deviation);
+}
+
+void gslMean(std::vector<float>& trace) {
+    const double mean = gsl_stats_float_mean(trace.data(), 1, trace.size());
+    benchmark::DoNotOptimize(gsl_stats_float_sd_m(trace.data(), 1, trace.size(), mean));
+}
+
+void twoChains(std::vector<float>& trace) {
+    const double mean = chainOfAdds(trace);
+    benchmark::DoNotOptimize(mean);
+    double squares = 0.0;
+    for (float sample : trace) squares += (sample - mean) * (sample - mean);
+    benchmark::DoNotOptimize(squares);
+}
+
+void peltaRms(std::vector<float>& trace) {
+    float rms;
+    computeMeanRms(trace.data(), static_cast<int>(trace.size()), &rms);
+    benchmark::DoNotOptimize(rms);
+}
+
+void oneChain(std::vector<float>& trace) { benchmark::DoNotOptimize(chainOfAdds(trace)); }
+
+std::vector<float> means(4000);
+std::vector<double> doubles(4000), scratch(4000);
+
+void peltaSmooth(std::vector<float>& trace) {
+    smooth(trace.data(), means.data(), static_cast<int>(trace.size()), windowLength);
+    benchmark::ClobberMemory();
+}
+
+void peltaSmoothWide(std::vector<float>& trace) {
+    smooth(trace.data(), means.data(), static_cast<int>(trace.size()), 10 * windowLength);
+    benchmark::ClobberMemory();
+}
+
+void peltaSmoothDouble(std::vector<float>& trace) {
+    doubles.assign(trace.begin(), trace.end());
+    smooth2Double(doubles.data(), static_cast<int>(trace.size()), windowLength, scratch.data());
+    benchmark::ClobberMemory();
+}
+
+/* The running sum, which rounds differently: one sum for the whole trace. */
+void runningSum(std::vector<float>& trace) {
+    const int sampleCount = static_cast<int>(trace.size()), half = windowLength / 2;
+    double sum = 0.0;
+    for (int j = 0; j < half; ++j) sum += trace[j];
+    for (int i = 0; i < sampleCount; ++i) {
+        const int first = std::max(i - half, 0), end = std::min(i + half, sampleCount);
+        means[i] = static_cast<float>(sum / (end - first));
+        if (end < sampleCount) sum += trace[end];
+        if (i >= half) sum -= trace[first];
+    }
+    benchmark::ClobberMemory();
+}
+
+/* A figure counts only when the answers agree. */
+void checkAnswers() {
+    std::vector<float> trace = shotGather(1, 1500)[0];
+    float mean, deviation, rms;
+    computeMean(trace.data(), 1500, &mean, &deviation);
+    computeMeanRms(trace.data(), 1500, &rms);
+    const double peer = gsl_stats_float_mean(trace.data(), 1, 1500), peerDeviation = gsl_stats_float_sd(trace.data(), 1, 1500);
+    const double peerRms = std::sqrt(gsl_stats_float_tss_m(trace.data(), 1, 1500, 0.0) / 1500);
+    runningSum(trace);
+    const std::vector<float> running = means;
+    peltaSmooth(trace);
+    bool same = std::fabs(mean - peer) < 1e-7 && std::fabs(deviation - peerDeviation) < 1e-7 && std::fabs(rms - peerRms) < 1e-7;
+    for (int i = 0; i < 1500; ++i) same = same && std::fabs(means[i] - running[i]) < 1e-6f;
+    if (same) return;
+    std::fprintf(stderr, "statistics_bench: pelta and its peers disagree\n");
+    std::exit(1);
+}
+
+const bool registered = [] {
+    checkAnswers();
+    add("computeMean", "pelta", peltaMean);
+    add("computeMean", "GSL mean and sd", gslMean);
+    add("computeMean", "limit: two chains of adds", twoChains);
+    add("computeMeanRms", "pelta", peltaRms);
+    add("computeMeanRms", "limit: chain of adds", oneChain);
+    add("smooth window 50", "pelta", peltaSmooth);
+    add("smooth window 50", "running sum", runningSum);
+    add("smooth window 500", "pelta", peltaSmoothWide);
+    add("smooth2Double window 50", "pelta", peltaSmoothDouble);
+    return true;
+}();
+
+}
