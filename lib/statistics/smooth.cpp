@@ -12,7 +12,7 @@ namespace {
 
 /* The means of a trace are made a group at a time, those of floats a stretch of groups at a time. */
 constexpr int groupLength = 32;
-constexpr int stretchLength = 256;
+constexpr int stretchLength = 512;
 
 /* The samples from first on, in double, with zeros where the trace has none. */
 template <class Real>
@@ -74,10 +74,9 @@ PELTA_INLINE void meansInOrder(const Real* trace, Real* means, int sampleCount, 
 
 /* Window sums of neighbouring samples, and how far they can be from the sums in order. */
 struct Stretch {
-    std::int64_t begin, end; /* the samples that its windows see */
     double sums[stretchLength];
-    double size; /* of all samples seen */
     double reach;
+    bool isExact; /* every partial sum is */
 };
 
 template <int shift>
@@ -87,9 +86,9 @@ PELTA_INLINE void addShifted(double* values) {
 
 /* Each window sum follows from the one a row before it by what enters and leaves the window over a row; only within the first
  * row each follows from its neighbour.
- * With S the sizes of all samples seen and u = 2^-53, the first window strays by its length times u S, as does the sum in
- * order; the changes by 2 u S and over a row by 8 u S more; the steps along and down the rows by 32 times 3 u S, and the factor
- * that stands for a division by 3 u S. All that is below (2 length + 256) u S, and is doubled for the bound's own rounding. */
+ * With S the sizes of all samples seen and u = 2^-53, the first window strays by at most (length - 1) u S, and so does any sum
+ * in order; the changes by 2 u S, and over a row by 8 u S more; 46 steps along and down the rows by u S each, and the factor
+ * that stands for a division by 4 u S. All that is below (2 length + 64) u S; an eighth more covers the products of errors. */
 PELTA_INLINE void slideWindows(const float* trace, int sampleCount, int half, std::int64_t first, Stretch& stretch) {
     constexpr int row = 16;
     double change[stretchLength], leaving[stretchLength];
@@ -97,11 +96,11 @@ PELTA_INLINE void slideWindows(const float* trace, int sampleCount, int half, st
     copyPadded(trace, sampleCount, first - half, stretchLength, leaving);
     for (int k = 0; k < stretchLength; ++k) change[k] -= leaving[k];
 
-    stretch.begin = std::max<std::int64_t>(first - half, 0);
-    stretch.end = std::min<std::int64_t>(first + stretchLength + half, sampleCount);
-    const auto length = static_cast<int>(std::min<std::int64_t>(first + half, sampleCount) - stretch.begin);
+    const auto begin = std::max<std::int64_t>(first - half, 0);
+    const auto end = std::min<std::int64_t>(first + stretchLength + half, sampleCount);
+    const auto length = static_cast<int>(std::min<std::int64_t>(first + half, sampleCount) - begin);
     double* sums = stretch.sums;
-    sums[0] = sumOverLanes(trace + stretch.begin, length, [](float sample) -> double { return sample; });
+    sums[0] = sumOverLanes(trace + begin, length, [](float sample) -> double { return sample; });
     for (int k = 1; k < row; ++k) sums[k] = sums[k - 1] + change[k - 1];
     addShifted<1>(change);
     addShifted<2>(change);
@@ -109,46 +108,51 @@ PELTA_INLINE void slideWindows(const float* trace, int sampleCount, int half, st
     addShifted<8>(change);
     for (int k = row; k < stretchLength; ++k) sums[k] = sums[k - row] + change[k - row];
 
-    stretch.size = sumOverLanes(trace + stretch.begin, static_cast<int>(stretch.end - stretch.begin),
-                                [](float sample) -> double { return std::fabs(sample); });
-    stretch.reach = (length + 128.0) * reachPerTerm * stretch.size;
+    const auto seen = static_cast<int>(end - begin);
+    const double size = sumOverLanes(trace + begin, seen, [](float sample) -> double { return std::fabs(sample); });
+    const auto longest = static_cast<double>(std::min<std::int64_t>(2 * std::int64_t{half}, sampleCount));
+    stretch.reach = (longest + 32.0) * 0x1.2p-52 * size;
+    stretch.isExact = isExactInAnyOrder(trace + begin, seen, size);
 }
 
-/* Means of a group from sums of which the ones in order lie within reach; false if any of them stays open. */
+/* Lower ends of the means of a group whose sums in order lie within reach; true if no upper end is another float. */
+template <class InverseCount>
+PELTA_INLINE bool settleGroup(const double* sums, double reach, int outputs, InverseCount inverseCount, float* means) {
+    std::uint32_t differing = 0;
+    for (int k = 0; k < groupLength; ++k) {
+        const auto high = static_cast<float>((sums[k] + reach) * inverseCount(k));
+        means[k] = static_cast<float>((sums[k] - reach) * inverseCount(k));
+        const std::uint32_t wanted = k < outputs ? 0xFFFFFFFF : 0;
+        differing |= (std::bit_cast<std::uint32_t>(means[k]) ^ std::bit_cast<std::uint32_t>(high)) & wanted;
+    }
+    return differing == 0;
+}
+
+/* Means of a group if every sum within reach leads to them, else false. */
 PELTA_INLINE bool settleMeans(const double* sums, double reach, float* means, int sampleCount, int half, int first) {
     const int outputs = std::min(groupLength, sampleCount - first);
-    GroupSums inverse;
-    inverse.fill(1.0 / countInWindow(sampleCount, half, first));
-    if (first < half || sampleCount - first - groupLength < half)
-        for (int k = 0; k < groupLength; ++k) inverse[k] = 1.0 / countInWindow(sampleCount, half, first + k);
-    float low[groupLength];
-    int open = 0;
-    for (int k = 0; k < groupLength; ++k) {
-        low[k] = static_cast<float>((sums[k] - reach) * inverse[k]);
-        const auto high = static_cast<float>((sums[k] + reach) * inverse[k]);
-        const bool same = (low[k] == high) & (std::bit_cast<std::uint32_t>(low[k]) == std::bit_cast<std::uint32_t>(high));
-        open += !same & (k < outputs);
-    }
-    std::memcpy(means + first, low, outputs * sizeof *low);
-    return open == 0;
+    const auto inverseCount = [=](int k) { return 1.0 / countInWindow(sampleCount, half, first + std::min(k, outputs - 1)); };
+    const auto sameInverse = [inverse = inverseCount(0)](int) { return inverse; };
+    const bool isCut = first < half || sampleCount - first - groupLength < half;
+    float settled[groupLength];
+    const bool isSettled = isCut ? settleGroup(sums, reach, outputs, inverseCount, settled)
+                                 : settleGroup(sums, reach, outputs, sameInverse, settled);
+    if (!isSettled) return false;
+    std::copy_n(settled, outputs, means + first);
+    return true;
 }
 
 PELTA_VECTORIZE void runningMean(const float* trace, float* means, int sampleCount, int windowLength) {
     const int half = windowLength / 2;
     Stretch stretch;
     for (std::int64_t first = 0; first < sampleCount; first += groupLength) {
-        if (half > 0) {
-            const auto inStretch = first % stretchLength;
-            if (inStretch == 0) slideWindows(trace, sampleCount, half, first, stretch);
-            const double* sums = stretch.sums + inStretch;
-            if (settleMeans(sums, stretch.reach, means, sampleCount, half, static_cast<int>(first))) continue;
-            const auto seen = static_cast<int>(stretch.end - stretch.begin);
-            if (isExactInAnyOrder(trace + stretch.begin, seen, stretch.size)) {
-                divideSums(sums, means, sampleCount, half, first);
-                continue;
-            }
-        }
-        meansInOrder(trace, means, sampleCount, half, first);
+        const auto inStretch = first % stretchLength;
+        if (inStretch == 0 && half > 0) slideWindows(trace, sampleCount, half, first, stretch);
+        const double* sums = stretch.sums + inStretch;
+        const bool isBounded = half > 0 && std::isfinite(stretch.reach);
+        if (isBounded && settleMeans(sums, stretch.reach, means, sampleCount, half, static_cast<int>(first))) continue;
+        if (isBounded && stretch.isExact) divideSums(sums, means, sampleCount, half, first);
+        else meansInOrder(trace, means, sampleCount, half, first);
     }
 }
 
