@@ -30,7 +30,7 @@ class InputFile {
         struct stat status;
         if (fstat(_file.iFile, &status) == 0 && S_ISREG(status.st_mode) && lseek(_file.iFile, 0, SEEK_CUR) == 0)
             _size = status.st_size;
-        protectInput(_file.iFile);
+        _protected.emplace(_file.iFile);
         if (_size) posix_fadvise(_file.iFile, 0, 0, POSIX_FADV_SEQUENTIAL);
     }
     ~InputFile() { fileClose(&_file); }
@@ -75,6 +75,7 @@ class InputFile {
 
     std::string _name;
     fileIOStruct _file = {};
+    std::optional<ProtectedInput> _protected;
     std::optional<std::int64_t> _size;
     std::int64_t _position = 0;
 };

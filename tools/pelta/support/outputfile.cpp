@@ -220,11 +220,19 @@ void OutputFile::giveFinalName() {
     _slot = -1;
 }
 
-void protectInput(int descriptor) {
+ProtectedInput::ProtectedInput(int descriptor) {
     struct stat status;
-    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return;
+    _isRegular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    if (!_isRegular) return;
+    _file = {status.st_dev, status.st_ino};
     const std::lock_guard lock(inputsMutex);
-    inputs.emplace_back(status.st_dev, status.st_ino);
+    inputs.push_back(_file);
+}
+
+ProtectedInput::~ProtectedInput() {
+    if (!_isRegular) return;
+    const std::lock_guard lock(inputsMutex);
+    inputs.erase(std::find(inputs.begin(), inputs.end(), _file));
 }
 
 void removeUnfinishedFilesOnSignals() {

@@ -2,11 +2,13 @@
 #define PELTA_TOOL_OUTPUTFILE_H
 
 #include <pelta/fileio.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace pelta {
 
@@ -47,8 +49,18 @@ class OutputFile {
     std::uint64_t _written = 0;
 };
 
-/* Makes every output refuse to replace the file that this open descriptor reads. */
-void protectInput(int descriptor);
+/* While an object of this kind lives, outputs refuse to replace the file that its open descriptor reads. */
+class ProtectedInput {
+  public:
+    explicit ProtectedInput(int descriptor);
+    ~ProtectedInput();
+    ProtectedInput(const ProtectedInput&) = delete;
+    ProtectedInput& operator=(const ProtectedInput&) = delete;
+
+  private:
+    std::pair<dev_t, ino_t> _file = {};
+    bool _isRegular = false;
+};
 
 /* Called once at start: SIGINT, SIGTERM, SIGHUP and SIGPIPE remove the unfinished files and end the process as the signal
  * would; one that is ignored stays ignored. A file that grows beyond the size limit becomes a failed write. */
