@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "vectorize.h"
+
 namespace {
 
 constexpr double pi = 3.141592653589793;
@@ -20,19 +22,37 @@ struct FreeMemory {
 };
 using WorkArray = std::unique_ptr<float[], FreeMemory>;
 
-/* Null when there is no room, also where the size in bytes is beyond 32 bits. */
+/* Zeros; null when there is no room, also where the size in bytes is beyond 32 bits. */
 WorkArray workArray(std::int64_t count) {
     const auto most = static_cast<std::int64_t>(PTRDIFF_MAX / sizeof(float));
-    return WorkArray(count > most ? nullptr : static_cast<float*>(std::malloc(count * sizeof(float))));
+    return WorkArray(count > most ? nullptr : static_cast<float*>(std::calloc(count, sizeof(float))));
 }
 
-/* Finds the series whose convolution with the given one is a spike, sample by sample. */
-void invertSeries(const float* series, float* inverse, int count) {
-    inverse[0] = 1.0f / series[0];
-    for (int i = 1; i < count; ++i) {
-        float sum = 0.0f;
-        for (int j = 0; j < i; ++j) sum += series[i - j] * inverse[j];
-        inverse[i] = -inverse[0] * sum;
+constexpr int columnCount = 8;
+
+/* Adds the products of the finished samples from first on, columnCount of them, to the sums of all samples behind these. */
+PELTA_INLINE void addColumns(const float* __restrict series, float* __restrict sums, int first, int count) {
+    float finished[columnCount];
+    std::copy_n(sums + first, columnCount, finished);
+    for (int i = first + columnCount; i < count; ++i) {
+        float sum = sums[i];
+        for (int k = 0; k < columnCount; ++k) sum += series[i - first - k] * finished[k];
+        sums[i] = sum;
+    }
+}
+
+/* Finds the series whose convolution with the given one is a spike. The recursive division gives one sample after another, a
+ * sum of products with all samples before. All sums advance together here, by a few samples at a time, and each takes its
+ * products in the order of the division; inverse holds the sums until they are complete. */
+PELTA_VECTORIZE void invertSeries(const float* series, float* inverse, int count) {
+    std::fill_n(inverse, count, 0.0f);
+    for (int first = 0; first < count; first += columnCount) {
+        const int end = std::min(count, first + columnCount);
+        for (int j = first; j < end; ++j) {
+            inverse[j] = j == 0 ? 1.0f / series[0] : -inverse[0] * inverse[j];
+            for (int i = j + 1; i < end; ++i) inverse[i] += series[i - j] * inverse[j];
+        }
+        if (end < count) addColumns(series, inverse, first, count);
     }
 }
 
