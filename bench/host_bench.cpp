@@ -66,13 +66,24 @@ void readBySinc(benchmark::State& state, int n) {
 }
 
 typedef float EightFloats __attribute__((vector_size(32), aligned(4), may_alias));
+typedef float FourFloats __attribute__((vector_size(16), aligned(4), may_alias));
 
-/* The eight products and their sum, with the rows and the first samples known. */
+/* Eight products a value and their sum, four values folded together, with the rows and the first samples known. */
 EVERY_LEVEL void sumEightTaps(const float* rows, const int* row, const float* samples, const int* first, int n, float* out) {
-    for (int k = 0; k < n; ++k) {
-        const EightFloats p = *reinterpret_cast<const EightFloats*>(rows + 8 * row[k]) *
-                              *reinterpret_cast<const EightFloats*>(samples + first[k]);
-        out[k] = ((p[0] + p[4]) + (p[2] + p[6])) + ((p[1] + p[5]) + (p[3] + p[7]));
+    for (int k = 0; k + 4 <= n; k += 4) {
+        FourFloats folded[4];
+        for (int j = 0; j < 4; ++j) {
+            const EightFloats products = *reinterpret_cast<const EightFloats*>(rows + 8 * row[k + j]) *
+                                         *reinterpret_cast<const EightFloats*>(samples + first[k + j]);
+            folded[j] = __builtin_shufflevector(products, products, 0, 1, 2, 3) +
+                        __builtin_shufflevector(products, products, 4, 5, 6, 7);
+        }
+        const FourFloats ab = __builtin_shufflevector(folded[0], folded[1], 0, 4, 1, 5) +
+                              __builtin_shufflevector(folded[0], folded[1], 2, 6, 3, 7);
+        const FourFloats cd = __builtin_shufflevector(folded[2], folded[3], 0, 4, 1, 5) +
+                              __builtin_shufflevector(folded[2], folded[3], 2, 6, 3, 7);
+        *reinterpret_cast<FourFloats*>(out + k) =
+            __builtin_shufflevector(ab, cd, 0, 1, 4, 5) + __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
     }
 }
 

@@ -416,9 +416,9 @@ TEST(BandPassBuild, LeavesTheDataAloneWhereNoTransformCanBeHad) {
         filter->buildFilter(10, 20, 40, 60);
         EXPECT_TRUE(sameSamples(operatorOf(*filter), PlainBuild({}, true).taps)) << "and can be built afterwards";
     }
-    Parameters p;
-    p.nsample = INT_MAX;
-    auto filter = builtInFrequency(p);
+    auto filter = builtInFrequency({});
+    filter->_nsample = INT_MAX;
+    filter->buildFilter(10, 20, 40, 60);
     const std::vector<float> trace = randomTrace(500, 2);
     EXPECT_TRUE(sameSamples(filtered(*filter, trace), trace));
 }
