@@ -88,10 +88,10 @@ int plainCharacters(const unsigned char* bytes, std::size_t count, TextEncoding 
     return static_cast<int>(std::count_if(bytes, bytes + count, isPlain));
 }
 
-bool looksLikeText(const unsigned char* block) {
-    constexpr int enough = textHeaderBytes * 3 / 4;
-    return plainCharacters(block, textHeaderBytes, TextEncoding::ascii) >= enough ||
-           plainCharacters(block, textHeaderBytes, TextEncoding::ebcdic) >= enough;
+bool looksLikeText(const unsigned char* bytes, std::size_t count) {
+    const int enough = static_cast<int>(count * 3 / 4);
+    return plainCharacters(bytes, count, TextEncoding::ascii) >= enough ||
+           plainCharacters(bytes, count, TextEncoding::ebcdic) >= enough;
 }
 
 /* "((SEG: EndText))" with any blanks, in capitals or not, in either alphabet. */
@@ -254,12 +254,19 @@ class LayoutFinder {
                  _layout.firstTraceByte + 1);
     }
 
+    /* A file that ends inside a text header is known by what there is of it. */
+    bool textFollows() const {
+        std::int64_t count = textHeaderBytes;
+        if (_fileSize) count = std::min(count, *_fileSize - fixedBytes);
+        const unsigned char* bytes = count > 0 ? _look(fixedBytes, static_cast<std::size_t>(count)) : nullptr;
+        return bytes && looksLikeText(bytes, static_cast<std::size_t>(count));
+    }
+
     /* Before revision 1 the word had no meaning: there it counts only where text follows indeed. */
     void findExtendedHeaders() {
         const std::int64_t count = value(extendedHeadersWord);
         if (count == 0) return;
-        const unsigned char* block = _look(fixedBytes, textHeaderBytes);
-        const bool isText = block && looksLikeText(block);
+        const bool isText = textFollows();
         if (count == -1) {
             if (isText) countOpenHeaders();
             else if (isRevision(1))
@@ -392,7 +399,8 @@ class LayoutFinder {
             if (other.count == taken.count) continue;
             /* A count beyond 16 bits has no room in the two old words. */
             if (isExtended && taken.count > UINT16_MAX) continue;
-            const bool decides = _fileSize && weight(taken) > weight(other);
+            const bool decides =
+                _fileSize && fits(taken.count, _layout.firstTraceByte) && !fits(other.count, _layout.firstTraceByte);
             warn("sample count at byte {} is {}; {} at byte {} is taken{}, --samples overrides it", other.byte, other.count,
                  taken.count, taken.byte, decides ? ", which fits the file" : "");
         }
@@ -415,7 +423,7 @@ class LayoutFinder {
         for (std::int64_t k = 1; k <= mostTextHeaders; ++k) {
             const std::int64_t position = *_fileSize - k * textHeaderBytes;
             const unsigned char* block = position > _layout.firstTraceByte ? _look(position, textHeaderBytes) : nullptr;
-            if (!block || !looksLikeText(block)) return;
+            if (!block || !looksLikeText(block, textHeaderBytes)) return;
             _layout.trailerBytes = k * textHeaderBytes;
         }
     }
