@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <numeric>
@@ -98,6 +97,7 @@ PELTA_VECTORIZE void slideWindow(const Tables& tables, int rankCount, int sample
                                  float* medians) {
     RankedWindow window(rankCount, tables.counts, tables.bits, tables.ranks, length);
     const float* const values = tables.values;
+    const int zeroRanks = values[0] == 0.0f;
     for (int first = 0;; ++first) {
         const int count = length - zeroCount, middle = zeroCount + count / 2;
         if (count > 0) {
@@ -107,7 +107,7 @@ PELTA_VECTORIZE void slideWindow(const Tables& tables, int rankCount, int sample
         if (first + length == sampleCount) return;
         const int outgoing = tables.ranks[first], incoming = tables.ranks[first + length];
         window.slide(outgoing, incoming);
-        zeroCount += (values[incoming] == 0.0f) - (values[outgoing] == 0.0f);
+        zeroCount += (incoming < zeroRanks) - (outgoing < zeroRanks);
     }
 }
 

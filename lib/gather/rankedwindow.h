@@ -29,11 +29,11 @@ class RankedWindow {
      * since whether there is one, and where to, cannot be predicted. */
     PELTA_INLINE int follow(int place) {
         do {
-            const std::uint64_t above = bitsAbove(followed_), below = bitsBelow(followed_);
+            const std::uint64_t above = bitsAbove(bits_, followed_), below = bitsBelow(bits_, followed_);
             const int held = counts_[followed_];
             const int rises = -(before_ + held <= place), falls = -(before_ > place);
             if (((rises & (above == 0)) | (falls & (below == 0))) != 0) [[unlikely]] {
-                followed_ = rises ? next(followed_) : previous(followed_);
+                followed_ = rises ? next(bits_, rankCount_, followed_) : previous(bits_, followed_);
             } else {
                 const int up = 1 + __builtin_ctzll(above | topBit), down = 1 + __builtin_clzll(below | 1);
                 followed_ += (up & rises) - (down & falls);
@@ -44,7 +44,11 @@ class RankedWindow {
     }
 
     /* Rank of the entry one place before the followed one, at a place from 1. */
-    PELTA_INLINE int oneBefore(int place) const { return before_ < place ? followed_ : previous(followed_); }
+    PELTA_INLINE int oneBefore(int place) const {
+        if (before_ < place) return followed_;
+        const std::uint64_t below = bitsBelow(bits_, followed_);
+        return below != 0 ? followed_ - 1 - __builtin_clzll(below) : previous(bits_, followed_);
+    }
 
     /* One value goes and one comes. Where the outgoing rank is not held (see below), the entry below it goes, or without such
      * the smallest. */
@@ -52,14 +56,14 @@ class RankedWindow {
         const int leaving = counts_[outgoing] > 0 ? outgoing : heldBelow(outgoing);
         // Kept on purpose: what comes in between the two smallest replaces the first, and the second is held once more in place
         // of the entry that goes.
-        const bool isInLowestGap = incoming >= smallest_ && incoming < second_ && outgoing >= second_;
+        const bool isInLowestGap = (incoming >= smallest_) & (incoming < second_) & (outgoing >= second_);
         if (isInLowestGap) [[unlikely]] {
             exchange(smallest_, incoming);
             exchange(leaving, second_);
         } else {
             exchange(leaving, incoming);
         }
-        if (leaving <= second_ || incoming < second_) [[unlikely]]
+        if ((leaving <= second_) | (incoming < second_)) [[unlikely]]
             findSmallest(std::min(smallest_, incoming));
     }
 
@@ -67,40 +71,45 @@ class RankedWindow {
     static constexpr int margin = 8;
     static constexpr std::uint64_t topBit = std::uint64_t{1} << 63;
 
-    PELTA_INLINE std::uint64_t bitsFrom(int byte) const {
-        std::uint64_t bits;
-        std::memcpy(&bits, bits_ + byte, sizeof bits);
-        return bits;
+    static PELTA_INLINE std::uint64_t bitsFrom(const unsigned char* bits, int byte) {
+        std::uint64_t word;
+        std::memcpy(&word, bits + byte, sizeof word);
+        return word;
     }
 
     /* At least 57 ranks above, the nearest in the lowest bit; and as many below, the nearest in the highest bit. */
-    PELTA_INLINE std::uint64_t bitsAbove(int rank) const { return bitsFrom((rank + 1) >> 3) >> ((rank + 1) & 7); }
-    PELTA_INLINE std::uint64_t bitsBelow(int rank) const { return bitsFrom((rank >> 3) - 7) << (8 - (rank & 7)); }
+    static PELTA_INLINE std::uint64_t bitsAbove(const unsigned char* bits, int rank) {
+        return bitsFrom(bits, (rank + 1) >> 3) >> ((rank + 1) & 7);
+    }
+    static PELTA_INLINE std::uint64_t bitsBelow(const unsigned char* bits, int rank) {
+        return bitsFrom(bits, (rank >> 3) - 7) << (8 - (rank & 7));
+    }
 
-    /* The next rank held, rankCount when there is none. */
-    PELTA_INLINE int next(int rank) const {
-        if (const std::uint64_t above = bitsAbove(rank)) return rank + 1 + __builtin_ctzll(above);
-        for (int byte = ((rank + 1) >> 3) + 8; 8 * byte < rankCount_; byte += 8)
-            if (const std::uint64_t bits = bitsFrom(byte)) return 8 * byte + __builtin_ctzll(bits);
-        return rankCount_;
+    /* The next rank held, rankCount when there is none. Static, as is the one below, and not inlined, so that the loop over the
+     * slides keeps the window's state in registers. */
+    static __attribute__((noinline)) int next(const unsigned char* bits, int rankCount, int rank) {
+        if (const std::uint64_t above = bitsAbove(bits, rank)) return rank + 1 + __builtin_ctzll(above);
+        for (int byte = ((rank + 1) >> 3) + 8; 8 * byte < rankCount; byte += 8)
+            if (const std::uint64_t word = bitsFrom(bits, byte)) return 8 * byte + __builtin_ctzll(word);
+        return rankCount;
     }
 
     /* The rank held before, -1 when there is none. */
-    PELTA_INLINE int previous(int rank) const {
-        if (const std::uint64_t below = bitsBelow(rank)) return rank - 1 - __builtin_clzll(below);
+    static __attribute__((noinline)) int previous(const unsigned char* bits, int rank) {
+        if (const std::uint64_t below = bitsBelow(bits, rank)) return rank - 1 - __builtin_clzll(below);
         for (int byte = (rank >> 3) - 15; byte > -8; byte -= 8)
-            if (const std::uint64_t bits = bitsFrom(byte)) return 8 * byte + 63 - __builtin_clzll(bits);
+            if (const std::uint64_t word = bitsFrom(bits, byte)) return 8 * byte + 63 - __builtin_clzll(word);
         return -1;
     }
 
     PELTA_INLINE int heldBelow(int rank) const {
-        const int below = previous(rank);
+        const int below = previous(bits_, rank);
         return below < 0 ? smallest_ : below;
     }
 
     PELTA_INLINE void findSmallest(int atLeast) {
-        smallest_ = next(atLeast - 1);
-        second_ = counts_[smallest_] > 1 ? smallest_ : next(smallest_);
+        smallest_ = next(bits_, rankCount_, atLeast - 1);
+        second_ = counts_[smallest_] > 1 ? smallest_ : next(bits_, rankCount_, smallest_);
     }
 
     PELTA_INLINE void insert(int rank) {
