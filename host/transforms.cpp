@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <tuple>
@@ -115,12 +116,16 @@ struct Bins;
 /* Complex values side by side. */
 template <int bytes, int... i>
 struct Bins<bytes, std::integer_sequence<int, i...>> {
-    typedef float Floats __attribute__((vector_size(bytes), aligned(4), may_alias));
+    typedef float Floats __attribute__((vector_size(bytes)));
     typedef int Ints __attribute__((vector_size(bytes)));
     static constexpr int count = bytes / 8;
 
-    static HOST_INLINE Floats& at(float* p) { return *reinterpret_cast<Floats*>(p); }
-    static HOST_INLINE const Floats& at(const float* p) { return *reinterpret_cast<const Floats*>(p); }
+    static HOST_INLINE Floats load(const float* p) {
+        Floats x;
+        std::memcpy(&x, p, sizeof x);
+        return x;
+    }
+    static HOST_INLINE void store(float* p, Floats x) { std::memcpy(p, &x, sizeof x); }
     static HOST_INLINE Floats swapParts(Floats x) { return __builtin_shufflevector(x, x, (i ^ 1)...); }
     static HOST_INLINE Floats reverse(Floats x) { return __builtin_shufflevector(x, x, (2 * (count - 1 - i / 2) + i % 2)...); }
     static HOST_INLINE Floats conjugate(Floats x) { return (Floats)((Ints)x ^ Ints{(i % 2 ? INT_MIN : 0)...}); }
@@ -145,12 +150,12 @@ HOST_INLINE int foldPairs(const Folding& folding, const float* in, float* out, i
     int k = first;
     for (; k + Lanes::count - 1 < folding.n - k - (Lanes::count - 1); k += Lanes::count) {
         const int mirrored = folding.n - k - (Lanes::count - 1);
-        const Floats low = Lanes::at(in + 2 * k), high = Lanes::conjugate(Lanes::reverse(Lanes::at(in + 2 * mirrored)));
+        const Floats low = Lanes::load(in + 2 * k), high = Lanes::conjugate(Lanes::reverse(Lanes::load(in + 2 * mirrored)));
         const Floats sum = folding.sumScale * (low + high), difference = folding.differenceScale * (low - high);
         const Floats product =
-            Lanes::at(factorReal + 2 * k) * difference + Lanes::at(factorImaginary + 2 * k) * Lanes::swapParts(difference);
-        Lanes::at(out + 2 * k) = sum + product;
-        Lanes::at(out + 2 * mirrored) = Lanes::reverse(Lanes::conjugate(sum - product));
+            Lanes::load(factorReal + 2 * k) * difference + Lanes::load(factorImaginary + 2 * k) * Lanes::swapParts(difference);
+        Lanes::store(out + 2 * k, sum + product);
+        Lanes::store(out + 2 * mirrored, Lanes::reverse(Lanes::conjugate(sum - product)));
     }
     return k;
 }
