@@ -11,6 +11,7 @@
 namespace pelta {
 namespace {
 
+enum Method { energy = 1, deviation = 2, autoregressive = 3, spectral = 4 };
 enum SearchStart { fromWindow = 0, fromOffset = 1 };
 enum WordUnit { milliseconds = 0, microseconds = 1, samples = 2 };
 
@@ -54,6 +55,15 @@ double pickTimeMs(int pick, const segy::TraceFacts& facts, const segy::Layout& l
     return facts.delayMs + pick * layout.intervalMs;
 }
 
+/* Where the energy method's search segment begins when the search starts at a sample of the trace. The method counts its pick
+ * from there, and means its search window only where that is sample 0. */
+int energySegmentStart(const fbPickParm& record, int searchStart, float intervalMs) {
+    constexpr double shortestLag = 10.0;
+    const double lag = std::max(std::floor(record.envelope / intervalMs + 0.5f) + 1.0, shortestLag);
+    const double reach = std::floor(std::floor(record.winlen / intervalMs) / 2.0);
+    return static_cast<int>(std::clamp(searchStart - reach - 2.0 * lag, 0.0, 1e9));
+}
+
 class Pick : public Step {
   public:
     Pick(const Parameters& parameters, const Line& line)
@@ -69,19 +79,33 @@ class Pick : public Step {
         const double lead = std::round(work.facts.delayMs / _layout.intervalMs);
         _record.delay = static_cast<int>(std::clamp(_delay - lead, -1e9, 1e9));
         const auto offset = static_cast<float>(std::abs(work.facts.offset) * _layout.metresPerUnit());
-        const int pick = _picker.getPick(work.trace.samples.data(), offset, 0);
+        const int pick = _record.ipmethod == energy && _record.method == fromOffset
+                             ? pickFromSegment(work.trace.samples, offset)
+                             : _picker.getPick(work.trace.samples.data(), offset, 0);
         findings.push_back(static_cast<float>(pick));
         if (_word) writePick(work, pick);
     }
 
   private:
+    /* Hands the energy method a trace that begins with its search segment. */
+    int pickFromSegment(std::vector<float>& samples, float offset) {
+        const double searchStart = static_cast<double>(offset / _record.velocity) * 1000.0 / _picker._srate + _record.delay;
+        if (!(searchStart >= 0.0 && searchStart < static_cast<double>(samples.size()))) return 0;
+        const int start = energySegmentStart(_record, static_cast<int>(searchStart), _picker._srate);
+        if (start == 0) return _picker.getPick(samples.data(), offset, 0);
+        _segment.assign(samples.size(), 0.0f);
+        std::copy(samples.begin() + start, samples.end(), _segment.begin());
+        _record.delay -= start;
+        const int pick = _picker.getPick(_segment.data(), offset, 0);
+        return pick == 0 ? 0 : pick + start;
+    }
+
     void writePick(WorkTrace& work, int pick) {
         const double timeMs = pick == 0 ? 0.0 : pickTimeMs(pick, work.facts, _layout);
         const double value = _wordUnit == milliseconds ? timeMs : _wordUnit == microseconds ? timeMs * 1000.0 : pick;
         if (!segy::writeWord(work.trace.header.data(), *_word, _layout.byteOrder, std::llround(value)))
             fail(
-                "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map "
-                "pick=BYTE:SIZE "
+                "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map pick=BYTE:SIZE "
                 "or another word_unit",
                 work.trace.number + 1, value, _word->size, _word->position);
     }
@@ -92,6 +116,7 @@ class Pick : public Step {
     fbPicker _picker;
     std::optional<segy::HeaderWord> _word;
     int _wordUnit;
+    std::vector<float> _segment;
 };
 
 class PicksFile : public Collector {
@@ -133,10 +158,10 @@ const StepKind kind = {
              "",
              Kind::choice,
              "picking method",
-             std::int64_t{1},
+             std::int64_t{energy},
              0,
              0,
-             {{"energy", 1}, {"deviation", 2}, {"autoregressive", 3}, {"spectral", 4}}},
+             {{"energy", energy}, {"deviation", deviation}, {"autoregressive", autoregressive}, {"spectral", spectral}}},
             {"method",
              "",
              Kind::choice,
