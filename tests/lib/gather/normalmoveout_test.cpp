@@ -749,6 +749,21 @@ TEST(NormalMoveoutInverse, FillsAtMostNinetyNineSamplesOfAnInterval) {
     for (int i = 100; i < 151; ++i) EXPECT_EQ(moveout->_tempSamp[i], static_cast<float>(i)) << i;
 }
 
+TEST(NormalMoveoutInverse, PassesOverAPositionThatIsNoNumber) {
+    Case c;
+    c.offset = 480.0f;
+    Moveout whole(c);
+    whole.unapply(Trace(200, 1.0f));
+    Trace expected(whole->_tempSamp, whole->_tempSamp + 200);
+    c.velocity[100] = nan;  // recorded at position 117: the samples about it are left where they stand
+    Moveout moveout(c);
+    moveout.unapply(Trace(200, 1.0f));
+    EXPECT_EQ(moveout->sampleAtStretch(), 60);
+    for (int i : {116, 117}) EXPECT_EQ(moveout->_tempSamp[i], static_cast<float>(i)) << i;
+    std::copy_n(&moveout->_tempSamp[116], 2, &expected[116]);
+    EXPECT_TRUE(sameSamples({moveout->_tempSamp, 200}, expected));
+}
+
 TEST(NormalMoveoutInverse, ClipsAStartBeforeTheArrays) {
     Case c;
     c.startTime = -40.0f;  // 10 samples
