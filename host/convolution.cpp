@@ -44,9 +44,12 @@ HOST_INLINE void convolveBlocks(const Convolution& c, std::int64_t outputCount, 
 }
 
 constexpr int longestBlock = 128;
+constexpr int baseVectors = sizeof(void*) == 8 ? 12 : 5;  // of 16 and of 8 registers
 
 #if HOST_LEVELS
-void convolveBase(const Convolution& c, std::int64_t outputCount, float* z) { convolveBlocks<16, 12>(c, outputCount, z); }
+void convolveBase(const Convolution& c, std::int64_t outputCount, float* z) {
+    convolveBlocks<16, baseVectors>(c, outputCount, z);
+}
 HOST_LEVEL_V3 void convolveV3(const Convolution& c, std::int64_t outputCount, float* z) {
     convolveBlocks<32, 12>(c, outputCount, z);
 }
@@ -66,7 +69,7 @@ void convolve(const Convolution& c, std::int64_t outputCount, float* z) {
 #elif defined(__AVX__)
     convolveBlocks<32, 12>(c, outputCount, z);
 #else
-    convolveBlocks<16, 12>(c, outputCount, z);
+    convolveBlocks<16, baseVectors>(c, outputCount, z);
 #endif
 }
 
