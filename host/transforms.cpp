@@ -238,7 +238,7 @@ void transformOddBack(int sign, int n, const float* spectrum, float* series) {
 
 int npfar(int nmin) {
     static const std::vector<int> halves = validHalves();
-    const int half = nmin / 2 + (nmin > 0 ? nmin % 2 : 0);
+    const int half = nmin / 2 + nmin % 2;
     const auto found = std::lower_bound(halves.begin(), halves.end(), half);
     return found != halves.end() ? 2 * *found : INT_MAX - 1;
 }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "support/bits.h"
@@ -102,9 +103,13 @@ TEST(Conv, WritesNothingForNoOutputs) {
 }
 
 TEST(Conv, GivesZerosWhereFirstIndicesAreFarApart) {
-    for (int ifz : {INT_MAX, INT_MIN})
-        for (int ifx : {INT_MAX, INT_MIN})
-            EXPECT_TRUE(sameSamples(convolved({1.0f, 2.0f}, ifx, {3.0f}, ifx, 3, ifz), std::vector{0.0f, 0.0f, 0.0f}));
+    /* The last two are 2^32 apart, which an int takes for 0. */
+    for (auto [ifx, ify, ifz] : {std::tuple{INT_MIN, INT_MIN, INT_MAX},
+                                 {INT_MAX, INT_MAX, INT_MIN},
+                                 {INT_MAX, INT_MAX, INT_MAX},
+                                 {INT_MIN, -1, INT_MAX},
+                                 {INT_MAX, 1, INT_MIN}})
+        EXPECT_TRUE(sameSamples(convolved({1.0f, 2.0f}, ifx, {3.0f}, ify, 3, ifz), std::vector{0.0f, 0.0f, 0.0f}));
 }
 
 TEST(Conv, GivesEveryThreadTheSameBits) {

@@ -116,6 +116,16 @@ TEST(SincInterpolation, MatchesThePlainFormOnRandomSeries) {
         }
 }
 
+/* Positions are taken in groups, and a group within the series is read without regard to its ends. */
+TEST(SincInterpolation, GivesAPositionTheSameValueAloneAndAmongOthers) {
+    const std::vector<float> series = randomTrace(50, 19);
+    std::vector<float> positions;
+    for (float position = -9.0f; position < 59.0f; position += 0.25f) positions.push_back(position);
+    const std::vector<float> together = resampled(series, positions, 2.5f, -3.5f);
+    for (std::size_t k = 0; k < positions.size(); ++k)
+        EXPECT_TRUE(sameBits(resampled(series, {positions[k]}, 2.5f, -3.5f)[0], together[k])) << positions[k];
+}
+
 TEST(SincInterpolation, IsExactAtSamplePositionsEvenBesideInfinities) {
     std::vector<float> series = randomTrace(100, 13), positions(100);
     series[20] = infinity;
