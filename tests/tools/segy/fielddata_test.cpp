@@ -184,7 +184,7 @@ TEST_P(FieldData, IsReadTheSameBySegyio) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Recordings, FieldData, testing::ValuesIn(fieldFiles),
-                         [](const auto& info) { return std::filesystem::path(info.param.name).stem().string(); });
+                         [](const auto& recording) { return std::filesystem::path(recording.param.name).stem().string(); });
 
 TEST(Segyio, ReadsWhatTheModuleWrites) {
     const std::string python = pythonWithSegyio();

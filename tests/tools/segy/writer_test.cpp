@@ -86,7 +86,8 @@ TEST(MadePreamble, GoesBeyondSixteenBitsByRevision2) {
 
 TEST(Writer, ShowsTheFileOnlyWhenItIsWhole) {
     const ScratchFolder folder;
-    const Layout layout = {.sampleCount = 10};
+    Layout layout;
+    layout.sampleCount = 10;
     {
         Writer writer(folder.file("out.sgy"), false, makePreamble(layout, {}));
         writer.write(emptyTrace(layout));

@@ -47,8 +47,9 @@ bool writeUnsignedWord(unsigned char* header, HeaderWord word, ByteOrder order, 
 }
 
 bool isScalar(std::int64_t scalar) {
-    static constexpr std::int64_t scalars[] = {0, 1, 10, 100, 1000, 10000};
-    return std::find(std::begin(scalars), std::end(scalars), scalar < 0 ? -(scalar + 1) + 1 : scalar) != std::end(scalars);
+    static constexpr std::int64_t sizes[] = {0, 1, 10, 100, 1000, 10000};
+    return std::any_of(std::begin(sizes), std::end(sizes),
+                       [scalar](std::int64_t size) { return scalar == size || scalar == -size; });
 }
 
 double scaled(std::int64_t value, std::int64_t scalar) {
