@@ -1,0 +1,45 @@
+#include "commands/inspect.h"
+
+#include "support/failure.h"
+
+namespace pelta {
+
+using namespace inspection;
+
+void InspectRequest::add(CLI::App& app) {
+    app.add_option("FILE", input, "SEG-Y file to look at; - is standard input")->required();
+    inputOptions.add(app);
+    app.remove_option(app.get_option("--salvage")); /* always */
+    app.add_flag("--json", asJson, "print JSON instead of text");
+}
+
+namespace {
+
+int failOfErrors(const std::string& name, const std::vector<Finding>& findings) {
+    const int errors = countErrors(findings);
+    if (errors == 0) return 0;
+    const std::string others = errors == 1 ? "" : fmt::format(" (and {} more)", errors - 1);
+    fail("{}: {}{}", name, findings.front().text, others);
+}
+
+}
+
+int inspect(const InspectRequest& request, const std::function<void(Inspection&)>& read) {
+    segy::ReadOptions options = request.inputOptions.read();
+    options.salvage = true;
+    std::optional<segy::Reader> reader;
+    try {
+        reader.emplace(request.input, options);
+    } catch (const Failure& failure) {
+        if (request.asJson)
+            fmt::print("{}", dump(jsonOfUnreadable(request.input == "-" ? "standard input" : request.input, failure.what())));
+        throw;
+    }
+    Inspection inspection(*reader);
+    read(inspection);
+    fmt::print("{}", request.asJson ? dump(jsonReport(inspection)) : textReport(inspection, request.report));
+    std::fflush(stdout);
+    return failOfErrors(reader->name(), inspection.findings());
+}
+
+}

@@ -1,0 +1,86 @@
+#ifndef PELTA_TOOL_HEADERSCAN_H
+#define PELTA_TOOL_HEADERSCAN_H
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "inspection/finding.h"
+#include "inspection/wordranges.h"
+
+namespace pelta::inspection {
+
+struct Interval {
+    double min = std::numeric_limits<double>::infinity(), max = -std::numeric_limits<double>::infinity();
+    void take(double value) {
+        min = std::min(min, value);
+        max = std::max(max, value);
+    }
+    bool isEmpty() const { return min > max; }
+    double width() const { return isEmpty() ? 0.0 : max - min; }
+};
+
+/* Where a kind of point lies, scalars applied, over the traces on which it is not (0, 0). */
+struct Places {
+    Interval x, y;
+    std::int64_t atOrigin = 0, firstAtOrigin = 0; /* traces on which it is (0, 0) */
+    bool isFilled() const { return !x.isEmpty(); }
+};
+
+/* Trace-header words that contradict one another or the file. */
+class HeaderScan {
+  public:
+    explicit HeaderScan(const segy::Layout& layout) : _layout(layout) {}
+
+    void take(const segy::Trace& trace, const Words& words);
+    /* One for each contradiction, in the order of the words.
+     *   fitsFile  the file's size holds whole traces of the layout's sample count, so that another count is a slip only */
+    std::vector<Finding> findings(const WordRanges& ranges, bool fitsFile) const;
+
+    const Places& sources() const { return _sources; }
+    const Places& receivers() const { return _receivers; }
+    const Places& cdps() const { return _cdps; }
+    const Interval& sourceElevations() const { return _sourceElevations; }
+    const Interval& receiverElevations() const { return _receiverElevations; }
+    const Interval& delays() const { return _delays; }
+
+  private:
+    /* How often, and what it was like the first time. */
+    struct Tally {
+        std::int64_t count = 0, trace = 0;
+        double found = 0.0, expected = 0.0;
+        void take(std::int64_t number, double foundThen, double expectedThen = 0.0);
+    };
+
+    void checkCounts(const Words& words, std::int64_t number);
+    void checkScalars(const Words& words, std::int64_t number);
+    void takePlaces(const Words& words, std::int64_t number);
+    void checkOffset(const Words& words, std::int64_t number);
+    void checkOrder(const Words& words, std::int64_t number);
+
+    Finding wordFinding(segy::Word word, const Tally& tally, const std::string& what, Value found, Value expected,
+                        const std::string& expectation, const std::string& help) const;
+    void addCounts(std::vector<Finding>& list, const WordRanges& ranges, bool fitsFile) const;
+    void addScalars(std::vector<Finding>& list) const;
+    void addPlaces(std::vector<Finding>& list) const;
+    void addOffsets(std::vector<Finding>& list, const WordRanges& ranges) const;
+    void addOrder(std::vector<Finding>& list, const WordRanges& ranges) const;
+
+    const segy::Layout& _layout;
+    std::int64_t _traces = 0;
+    Tally _samples, _swappedSamples, _interval, _timeScalar;
+    Tally _coordinateScalarZero, _coordinateScalarBad, _elevationScalarZero, _elevationScalarBad;
+    Tally _coordinateUnits, _offset, _distance, _traceOrder, _traceInFileOrder, _duplicates;
+    Places _sources, _receivers, _cdps;
+    Interval _sourceElevations, _receiverElevations, _delays;
+    Words _before = {};
+    ValueSet _stations{std::size_t{1} << 21}; /* record and channel of so many traces at most, which bounds the memory */
+};
+
+/* "all 480 traces", "12 of 480 traces, the first is 5". */
+std::string spanText(std::int64_t count, std::int64_t total, std::int64_t first);
+
+}
+
+#endif

@@ -1,0 +1,332 @@
+#include "inspection/report.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace pelta::inspection {
+
+using nlohmann::ordered_json;
+using segy::Word;
+
+namespace {
+
+const char* lengthUnit(const segy::Layout& layout) { return layout.isFeet ? "ft" : "m"; }
+
+const char* coordinateUnit(const Inspection& inspection) {
+    const WordRange units = inspection.words()[Word::coordinateUnits];
+    if (units.min != units.max) return "mixed units";
+    switch (units.min) {
+        case 2: return "seconds of arc";
+        case 3: return "degrees";
+        case 4: return "degrees, minutes, seconds";
+        default: return lengthUnit(inspection.reader().layout());
+    }
+}
+
+class TextReport {
+  public:
+    TextReport(const Inspection& inspection, const ReportOptions& options)
+        : _inspection(inspection), _layout(inspection.reader().layout()), _options(options) {}
+
+    std::string write() {
+        addFile();
+        addText();
+        addSurvey();
+        addSamples();
+        if (_options.hasWordTable) addWords();
+        addFindings();
+        return std::move(_text);
+    }
+
+  private:
+    template <class... Arguments>
+    void row(const char* label, fmt::format_string<Arguments...> text, Arguments&&... arguments) {
+        _text += fmt::format("{:<12}  {}\n", label, fmt::format(text, std::forward<Arguments>(arguments)...));
+    }
+
+    void addFile() {
+        const auto size = _inspection.reader().fileSize();
+        constexpr double mebibyte = 1 << 20;
+        if (size)
+            row("file", "{}, {} bytes ({:.1f} MiB)", _inspection.reader().name(), *size, static_cast<double>(*size) / mebibyte);
+        else row("file", "{}", _inspection.reader().name());
+        row("layout", "SEG-Y revision {}.{}, {} endian, {} text, first trace at byte {}", _layout.revisionMajor,
+            _layout.revisionMinor, _layout.byteOrder == segy::ByteOrder::big ? "big" : "little",
+            _layout.textEncoding == segy::TextEncoding::ebcdic ? "EBCDIC" : "ASCII", _layout.firstTraceByte + 1);
+        row("samples", "{} at {:g} ms ({:g} ms), format {} ({})", _layout.sampleCount, _layout.intervalMs,
+            _layout.intervalMs * static_cast<double>(_layout.sampleCount), segy::nameOf(_layout.format),
+            static_cast<int>(_layout.format));
+        const auto count = _inspection.traceCount();
+        const std::int64_t seen = _inspection.tracesSeen();
+        if (!count) row("traces", "unknown, the first {} were read", seen);
+        else if (*count == seen) row("traces", "{}, all read", *count);
+        else row("traces", "{}, {} of them read", *count, seen);
+    }
+
+    void addText() {
+        for (int header = 0;; ++header) {
+            const std::vector<std::string> lines = segy::textLines(_inspection.reader().preamble(), _layout, header);
+            if (lines.empty()) return;
+            _text += header == 0 ? "\n" : fmt::format("\nextended text header {}\n", header);
+            bool isBlank = true;
+            for (std::string line : lines) {
+                line.erase(line.find_last_not_of(' ') + 1);
+                /* "C12" alone is as blank. */
+                const bool isLineBlank = line.find_first_not_of("C0123456789 ") == std::string::npos;
+                if (isLineBlank && !_options.hasWholeText) continue;
+                _text += line.empty() ? "\n" : fmt::format("  {}\n", line);
+                isBlank = false;
+            }
+            if (isBlank) _text += "  (the text header is blank)\n";
+        }
+    }
+
+    void addSpan(const char* label, const Interval& span, std::string_view unit) {
+        if (span.isEmpty() || (span.min == 0.0 && span.max == 0.0)) return;
+        if (span.min == span.max) row(label, "{:.10g} {}", span.min, unit);
+        else row(label, "{:.10g} .. {:.10g} {}", span.min, span.max, unit);
+    }
+
+    void addNumbers(const char* label, Word word) {
+        const WordRange range = _inspection.words()[word];
+        if (range.filled == 0) return;
+        const std::string distinct =
+            range.distinct ? std::to_string(*range.distinct) : fmt::format("more than {}", WordRanges::mostDistinct);
+        if (range.min == range.max) row(label, "{}", range.min);
+        else row(label, "{} .. {} ({} different)", range.min, range.max, distinct);
+    }
+
+    void addPlaces(const char* label, const Places& places) {
+        if (!places.isFilled()) return;
+        const auto text = [](const Interval& span) {
+            return span.min == span.max ? fmt::format("{:.10g}", span.min)
+                                        : fmt::format("{:.10g} .. {:.10g}", span.min, span.max);
+        };
+        row(label, "x {}, y {} {}", text(places.x), text(places.y), coordinateUnit(_inspection));
+    }
+
+    void addSurvey() {
+        _text += "\n";
+        addNumbers("records", Word::record);
+        addNumbers("channels", Word::channel);
+        addNumbers("cdps", Word::cdp);
+        addNumbers("inlines", Word::inlineNumber);
+        addNumbers("crosslines", Word::crossline);
+        const WordRange offset = _inspection.words()[Word::offset];
+        if (offset.filled > 0)
+            addSpan("offsets", {static_cast<double>(offset.min), static_cast<double>(offset.max)}, lengthUnit(_layout));
+        addPlaces("sources", _inspection.headers().sources());
+        addPlaces("receivers", _inspection.headers().receivers());
+        addPlaces("cdp places", _inspection.headers().cdps());
+        addSpan("source elev.", _inspection.headers().sourceElevations(), lengthUnit(_layout));
+        addSpan("receiv. elev.", _inspection.headers().receiverElevations(), lengthUnit(_layout));
+        addSpan("delay", _inspection.headers().delays(), "ms");
+    }
+
+    static std::string listed(const SampleScan::Kind& kind) {
+        if (kind.count == 0) return "0";
+        const bool isMore = kind.count > static_cast<std::int64_t>(kind.first.size());
+        return fmt::format("{} (trace {}{})", kind.count, fmt::join(kind.first, ", "), isMore ? ", ..." : "");
+    }
+
+    void addSamples() {
+        const SampleScan& samples = _inspection.samples();
+        _text += "\n";
+        row("live", "{}", samples.live.count);
+        row("dead", "{}", listed(samples.dead));
+        row("spiky", "{}", listed(samples.spiky));
+        row("clipped", "{}", listed(samples.clipped));
+        if (samples.bad.count > 0)
+            row("not finite", "{}, {} NaN and {} infinite samples", listed(samples.bad), samples.nanCount,
+                samples.infiniteCount);
+        if (samples.amplitude.count > 0)
+            row("amplitude", "{:.6g} (trace {}) .. {:.6g} (trace {})", samples.amplitude.min, samples.amplitude.minTrace,
+                samples.amplitude.max, samples.amplitude.maxTrace);
+        if (samples.live.count == 0) return;
+        row("RMS", "{:.4g} (trace {}) .. {:.4g} (trace {}), median {:.3g}", samples.rms.min, samples.rms.minTrace,
+            samples.rms.max, samples.rms.maxTrace, samples.rmsMedian.median());
+        row("mean", "{:.4g} (trace {}) .. {:.4g} (trace {}), average {:.3g}", samples.mean.min, samples.mean.minTrace,
+            samples.mean.max, samples.mean.maxTrace, samples.mean.mean());
+    }
+
+    void addWords() {
+        _text += fmt::format("\n{:<19}{:>6}{:>13}{:>13}{:>10}{:>10}\n", "word", "byte", "min", "max", "distinct", "filled");
+        const std::vector<std::string> names = segy::HeaderMap::names();
+        for (std::size_t k = 0; k < segy::wordCount; ++k) {
+            const auto word = static_cast<Word>(k);
+            const WordRange range = _inspection.words()[word];
+            if (range.filled == 0) continue;
+            const std::string distinct =
+                range.distinct ? std::to_string(*range.distinct) : fmt::format(">{}", WordRanges::mostDistinct);
+            _text += fmt::format("{:<19}{:>6}{:>13}{:>13}{:>10}{:>10}\n", names[k], _layout.words[word].position, range.min,
+                                 range.max, distinct, range.filled);
+        }
+        const std::string others = _inspection.words().otherFilledBytes(_layout.words);
+        if (!others.empty()) _text += fmt::format("also filled: bytes {}\n", others);
+    }
+
+    void addFindings() {
+        const std::vector<Finding> findings = _inspection.findings();
+        _text += "\n";
+        for (const Finding& finding : findings) _text += fmt::format("{}: {}\n", nameOf(finding.severity), finding.text);
+        const int errors = countErrors(findings), warnings = static_cast<int>(findings.size()) - errors;
+        _text += fmt::format("{} error{}, {} warning{}\n", errors, errors == 1 ? "" : "s", warnings, warnings == 1 ? "" : "s");
+    }
+
+    const Inspection& _inspection;
+    const segy::Layout& _layout;
+    const ReportOptions& _options;
+    std::string _text;
+};
+
+}
+
+std::string textReport(const Inspection& inspection, const ReportOptions& options) {
+    return TextReport(inspection, options).write();
+}
+
+namespace {
+
+ordered_json jsonOf(const std::optional<std::int64_t>& value) { return value ? ordered_json(*value) : ordered_json(); }
+ordered_json jsonOf(const Interval& span) {
+    if (span.isEmpty()) return {};
+    return {{"min", span.min}, {"max", span.max}};
+}
+ordered_json jsonOf(const Places& places) {
+    return places.isFilled() ? ordered_json{{"x", jsonOf(places.x)}, {"y", jsonOf(places.y)}} : ordered_json();
+}
+ordered_json jsonOf(const SampleScan::Kind& kind) { return {{"count", kind.count}, {"first", kind.first}}; }
+ordered_json jsonOf(const SampleScan::Span& span) {
+    if (span.count == 0) return {};
+    return {{"min", span.min}, {"min_trace", span.minTrace}, {"max", span.max}, {"max_trace", span.maxTrace}};
+}
+ordered_json jsonOf(const Value& value) {
+    return std::visit(
+        [](const auto& held) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>) return ordered_json();
+            else return ordered_json(held);
+        },
+        value);
+}
+ordered_json jsonOf(const std::string& text) { return text.empty() ? ordered_json() : ordered_json(text); }
+
+ordered_json jsonOf(const std::vector<Finding>& findings) {
+    ordered_json list = ordered_json::array();
+    for (const Finding& finding : findings)
+        list.push_back({{"severity", nameOf(finding.severity)},
+                        {"byte", jsonOf(finding.byte)},
+                        {"word", jsonOf(finding.word)},
+                        {"found", jsonOf(finding.found)},
+                        {"expected", jsonOf(finding.expected)},
+                        {"option", jsonOf(finding.option)},
+                        {"text", finding.text},
+                        {"trace", jsonOf(finding.trace)},
+                        {"count", finding.count}});
+    return list;
+}
+
+ordered_json jsonOf(const segy::Layout& layout) {
+    return {{"revision", fmt::format("{}.{}", layout.revisionMajor, layout.revisionMinor)},
+            {"byte_order", layout.byteOrder == segy::ByteOrder::big ? "big" : "little"},
+            {"text_encoding", layout.textEncoding == segy::TextEncoding::ebcdic ? "ebcdic" : "ascii"},
+            {"format", segy::nameOf(layout.format)},
+            {"format_code", static_cast<int>(layout.format)},
+            {"samples", layout.sampleCount},
+            {"interval_ms", layout.intervalMs},
+            {"length_ms", layout.intervalMs * static_cast<double>(layout.sampleCount)},
+            {"length_unit", lengthUnit(layout)},
+            {"extended_text_headers", layout.extendedTextHeaders},
+            {"first_trace_byte", layout.firstTraceByte + 1},
+            {"trace_bytes", layout.traceBytes()},
+            {"promised_traces", layout.promisedTraces > 0 ? ordered_json(layout.promisedTraces) : ordered_json()}};
+}
+
+ordered_json jsonOfText(const segy::Reader& reader) {
+    ordered_json headers = ordered_json::array();
+    for (int header = 0;; ++header) {
+        const std::vector<std::string> lines = segy::textLines(reader.preamble(), reader.layout(), header);
+        if (lines.empty()) return headers;
+        headers.push_back(lines);
+    }
+}
+
+ordered_json jsonOf(const WordRanges& words, const segy::HeaderMap& map) {
+    ordered_json list = ordered_json::array();
+    const std::vector<std::string> names = segy::HeaderMap::names();
+    for (std::size_t k = 0; k < segy::wordCount; ++k) {
+        const auto word = static_cast<Word>(k);
+        const WordRange range = words[word];
+        if (range.filled == 0) continue;
+        list.push_back({{"name", names[k]},
+                        {"byte", map[word].position},
+                        {"size", map[word].size},
+                        {"min", range.min},
+                        {"max", range.max},
+                        {"distinct", jsonOf(range.distinct)},
+                        {"filled", range.filled}});
+    }
+    return list;
+}
+
+ordered_json jsonOf(const SampleScan& samples) {
+    ordered_json rms = jsonOf(samples.rms), mean = jsonOf(samples.mean);
+    if (samples.rms.count > 0) {
+        rms["median"] = samples.rmsMedian.median();
+        mean["average"] = samples.mean.mean();
+    }
+    return {{"live", jsonOf(samples.live)},
+            {"dead", jsonOf(samples.dead)},
+            {"spiky", jsonOf(samples.spiky)},
+            {"clipped", jsonOf(samples.clipped)},
+            {"not_finite", jsonOf(samples.bad)},
+            {"nan_samples", samples.nanCount},
+            {"infinite_samples", samples.infiniteCount},
+            {"clipped_samples", samples.clippedCount},
+            {"amplitude", jsonOf(samples.amplitude)},
+            {"rms", rms},
+            {"mean", mean}};
+}
+
+}
+
+ordered_json jsonReport(const Inspection& inspection) {
+    const segy::Reader& reader = inspection.reader();
+    const HeaderScan& headers = inspection.headers();
+    const std::vector<Finding> findings = inspection.findings();
+    const int errors = countErrors(findings);
+    return {{"file", reader.name()},
+            {"bytes", jsonOf(reader.fileSize())},
+            {"readable", true},
+            {"layout", jsonOf(reader.layout())},
+            {"traces", jsonOf(inspection.traceCount())},
+            {"traces_read", inspection.tracesSeen()},
+            {"text", jsonOfText(reader)},
+            {"words", jsonOf(inspection.words(), reader.layout().words)},
+            {"other_filled_bytes", inspection.words().otherFilledBytes(reader.layout().words)},
+            {"geometry",
+             {{"sources", jsonOf(headers.sources())},
+              {"receivers", jsonOf(headers.receivers())},
+              {"cdps", jsonOf(headers.cdps())},
+              {"source_elevation", jsonOf(headers.sourceElevations())},
+              {"receiver_elevation", jsonOf(headers.receiverElevations())},
+              {"delay_ms", jsonOf(headers.delays())}}},
+            {"samples", jsonOf(inspection.samples())},
+            {"errors", errors},
+            {"warnings", static_cast<int>(findings.size()) - errors},
+            {"findings", jsonOf(findings)}};
+}
+
+ordered_json jsonOfUnreadable(const std::string& fileName, const std::string& failure) {
+    return {{"file", fileName},
+            {"readable", false},
+            {"errors", 1},
+            {"warnings", 0},
+            {"findings", jsonOf(std::vector<Finding>{findingFromLine(Severity::error, failure, fileName)})}};
+}
+
+std::string dump(const ordered_json& report) {
+    return report.dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+}
