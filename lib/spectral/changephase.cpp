@@ -87,6 +87,18 @@ void loadCentred(const float* wavelet, int sampleCount, float* input, int length
     for (int k = 0; k < std::min(half, length); ++k) input[length - 1 - k] = wavelet[half - 1 - k];
 }
 
+/* Loads the transform with the wavelet, or with its minimum-phase form; false where there is none. */
+bool loadWavelet(float* wavelet, int sampleCount, bool isAutocorrelation, float phaseCharacteristic, float noisePercent,
+                 float* input, int length) {
+    if (phaseCharacteristic == 0.0f) {
+        loadCentred(wavelet, sampleCount, input, length);
+        return true;
+    }
+    if (!makeMinimumPhase(wavelet, sampleCount, isAutocorrelation, noisePercent)) return false;
+    loadCausal(wavelet, sampleCount, input, length);
+    return true;
+}
+
 /* Kept on purpose: the last bin is never corrected. */
 void unwrap(float* phase, int binCount) {
     float correction = 0.0f;
@@ -96,6 +108,30 @@ void unwrap(float* phase, int binCount) {
         if (jump > pi) correction = static_cast<float>(correction - twoPi);
         if (jump < -pi) correction = static_cast<float>(correction + twoPi);
     }
+}
+
+/* The largest magnitude, or 1 if all are 0. */
+float peakOf(const float* values, int count) {
+    float peak = 0.0f;
+    for (int i = 0; i < count; ++i)
+        if (std::fabs(values[i]) > peak) peak = std::fabs(values[i]);
+    return peak == 0.0f ? 1.0f : peak;
+}
+
+void scaleAmplitudes(float* amplitudes, int binCount) {
+    const float scale = 1.0f / peakOf(amplitudes, binCount);
+    for (int i = 0; i < binCount; ++i) amplitudes[i] *= scale;
+}
+
+/* Transforms the wavelet; spectrum stays as the transform gave it, amplitudes have a peak of 1, phases are unwrapped. */
+void findSpectra(float* wavelet, int length, peltaComplex* spectrum, float* amplitudes, float* phases) {
+    const int nyquist = length / 2, binCount = nyquist + 1;
+    pfarc(1, length, wavelet, spectrum);
+    // The host delivers the Nyquist term in a bin of its own: nothing has to be moved there, or back before the inverse.
+    spectrum[0].i = spectrum[nyquist].i = 0.0f;
+    rectToPolar(reinterpret_cast<float*>(spectrum), 2, amplitudes, 1, phases, 1, binCount);
+    unwrap(phases, binCount);
+    scaleAmplitudes(amplitudes, binCount);
 }
 
 /* While a large phase stays within one power of two, every turn takes the same rounded amount off it. Skips all such turns
@@ -121,19 +157,6 @@ float wrappedDown(float phase) {
 
 /* Rounding is the same on both sides of 0. */
 float wrapped(float phase) { return phase < 0.0f ? -wrappedDown(-phase) : wrappedDown(phase); }
-
-/* The largest magnitude, or 1 if all are 0. */
-float peakOf(const float* values, int count) {
-    float peak = 0.0f;
-    for (int i = 0; i < count; ++i)
-        if (std::fabs(values[i]) > peak) peak = std::fabs(values[i]);
-    return peak == 0.0f ? 1.0f : peak;
-}
-
-void scaleAmplitudes(float* amplitudes, int binCount) {
-    const float scale = 1.0f / peakOf(amplitudes, binCount);
-    for (int i = 0; i < binCount; ++i) amplitudes[i] *= scale;
-}
 
 void changePhases(float* phase, int binCount, float factor, float rotationDegrees) {
     const float rotation = rotationDegrees * radiansPerDegree;
@@ -168,34 +191,23 @@ int changePhase(float* filter, int nsamp, int nfft, int iopt, float phase_char, 
                 float* phase, float* quad) {
     if (nsamp <= 0 || nfft <= 0) return 0;
     const std::int64_t length = nfft;
-    const WorkArray series = workArray(length), spectrum = workArray(2 * length + 2);
-    if (!series || !spectrum) return 1;
-    if (phase_char != 0.0f) {
-        if (!makeMinimumPhase(filter, nsamp, iopt != 0, noise)) return 1;
-        loadCausal(filter, nsamp, series.get(), nfft);
-    } else {
-        loadCentred(filter, nsamp, series.get(), nfft);
-    }
-
-    // The host delivers the Nyquist term in a bin of its own: nothing has to be moved there, or back before the inverse.
-    const int nyquist = nfft / 2, binCount = nyquist + 1;
-    auto* const bins = reinterpret_cast<peltaComplex*>(spectrum.get());
-    pfarc(1, nfft, series.get(), bins);
-    bins[0].i = bins[nyquist].i = 0.0f;
-    rectToPolar(spectrum.get(), 2, mag, 1, phase, 1, binCount);
-    unwrap(phase, binCount);
-    scaleAmplitudes(mag, binCount);
+    const WorkArray series = workArray(length), floats = workArray(2 * length + 2);
+    if (!series || !floats) return 1;
+    if (!loadWavelet(filter, nsamp, iopt != 0, phase_char, noise, series.get(), nfft)) return 1;
+    auto* const spectrum = reinterpret_cast<peltaComplex*>(floats.get());
+    const int binCount = nfft / 2 + 1;
+    findSpectra(series.get(), nfft, spectrum, mag, phase);
     changePhases(phase, binCount, -phase_char, phase_shift);
 
     const std::int64_t origin = timeOrigin(nsamp, phase_char);
     if (phase_char != 0.0f || phase_shift != 0.0f) {
-        polarToRect(mag, 1, phase, 1, spectrum.get(), 2, binCount);
-        pfacr(-1, nfft, bins, series.get());
+        polarToRect(mag, 1, phase, 1, floats.get(), 2, binCount);
+        pfacr(-1, nfft, spectrum, series.get());
         layOut(series.get(), 1, nfft, origin, filter, nsamp);
     }
     // Without its negative frequencies the spectrum is that of the analytic trace.
-    std::fill(bins + binCount, bins + length, peltaComplex{});
-    pfacc(-1, nfft, bins);
-    layOut(spectrum.get() + 1, 2, nfft, origin, quad, nsamp);
+    std::fill(spectrum + binCount, spectrum + length, peltaComplex{});
+    pfacc(-1, nfft, spectrum);
+    layOut(floats.get() + 1, 2, nfft, origin, quad, nsamp);
     return 0;
 }

@@ -471,6 +471,23 @@ TEST(ChangePhase, GivesZerosWhereTheResultReachesPastTheTransform) {
     for (int i = 22; i < 41; ++i) EXPECT_EQ(wavelet[i], 0.0f) << i;
 }
 
+TEST(ChangePhase, PlacesTimeZeroInProportionToTheCharacteristic) {
+    for (auto [characteristic, sample] : {std::pair{-1.0f, 0}, {-0.5f, 5}, {-0.31f, 6}, {0.25f, 12}, {0.5f, 15}, {1.0f, 20}}) {
+        std::vector<float> spike(21);
+        spike[sample] = 1.0f;
+        EXPECT_TRUE(nearlyEqual(changed(paddedTo({1}, 21), {npfar(42), characteristic}).wavelet, spike, transformError))
+            << characteristic;
+    }
+}
+
+TEST(ChangePhase, FindsTheTimeOriginInSinglePrecision) {
+    // 20 times (1 - 0.4f) / 2 is exactly 6 in single precision and just below it in double.
+    std::vector<float> spike(21);
+    spike[6] = 1.0f;
+    EXPECT_TRUE(nearlyEqual(changed(paddedTo({1}, 21), {npfar(42), -0.4f}).wavelet, spike, transformError));
+    EXPECT_EQ(static_cast<int>(20 * ((-0.4f + 1.0) * 0.5)), 5);
+}
+
 TEST(ChangePhase, PlacesTimeZeroOutsideTheTraceForCharacteristicsBeyondOne) {
     const std::vector<float> wavelet = randomTrace(21, 6);
     const int length = npfar(42);
