@@ -1,0 +1,500 @@
+#!/usr/bin/python3
+"""Measures what a user of NumPy, SciPy, bottleneck or numba would write in place of pelta's routines.
+
+  bench/peers.py FAMILY ...
+
+Prints JSON, {"routine|who|case": seconds a call}, for the families of the benchmarks (formats, statistics, ...). Routine and case
+are spelt as in the family's _bench.cpp, the traces are the same to the bit, and scripts/bench sets the figures beside one
+another. A figure is the median over many turns through all traces of the peer, on one thread. Before a peer is measured its
+answer is held against a plain formula: a peer that computes something else ends the run.
+"""
+import os
+
+for variable in ("OMP_NUM_THREADS", "OPENBLAS_NUM_THREADS", "MKL_NUM_THREADS", "NUMBA_NUM_THREADS"):
+    os.environ[variable] = "1"
+
+import gc
+import json
+import math
+import statistics
+import sys
+import time
+from dataclasses import dataclass
+from typing import Any, Callable, Sequence
+
+import bottleneck
+import numba
+import numpy as np
+import scipy.fft
+import scipy.linalg
+import scipy.ndimage
+import scipy.signal
+from numpy.lib.stride_tricks import sliding_window_view
+
+interval = 2.0  # ms
+seconds_per_figure = 0.3
+lengths = (1500, 4000)
+
+
+@dataclass
+class Peer:
+    name: str  # routine|who|case
+    inputs: Sequence[Any]  # run in turn: of one trace alone the branch predictor learns every comparison
+    run: Callable  # input -> answer
+    expected: Callable  # input -> what the routine computes, by a plain formula
+    tolerance: float  # largest absolute difference
+    part: Any = ...  # of the answer that is compared: where the peer treats the ends of a trace as the routine does
+
+
+# Traces as in tests/support/signals.h, from the same generator.
+
+
+def random_trace(count, seed, size=1.0):
+    words = np.random.RandomState(seed).randint(0, 1 << 32, count, dtype=np.uint32)
+    return np.float32(size) * ((words >> 8).astype(np.float32) / np.float32(8388608) - np.float32(1))
+
+
+def add_ricker(trace, centre, frequency, amplitude):
+    phase = np.pi * frequency * (np.arange(len(trace)) - np.float64(np.float32(centre))) * interval / 1000
+    trace += (amplitude * (1 - 2 * phase**2) * np.exp(-(phase**2))).astype(np.float32)
+
+
+def shot_gather(trace_count, sample_count):
+    gather = []
+    for k in range(trace_count):
+        trace = random_trace(sample_count, 1 + 7919 * k, 0.02)
+        offset = 50.0 + 25.0 * k
+        add_ricker(trace, offset / 1.5 / interval, 40, 1.0)
+        for zero_offset_time in (400, 900, 1600):
+            add_ricker(trace, math.hypot(zero_offset_time, offset / 2.2) / interval, 30, 0.5)
+        gather.append(trace)
+    return gather
+
+
+def traces_with_onset(sample_count):
+    """Noise, and from a fifth of the trace on a sine of 40 Hz; pairs of trace and onset, as in fbpicker_bench.cpp."""
+    pairs = []
+    for k in range(16):
+        onset = sample_count // 5 + 7 * k
+        trace = random_trace(sample_count, 100 + k, 0.02)
+        trace[onset:] += np.sin(2 * np.pi * 40 * 0.001 * interval * np.arange(sample_count - onset)).astype(np.float32)
+        pairs.append((trace, onset))
+    return pairs
+
+
+# Formats.
+
+
+def swap_bytes(words):
+    return words.byteswap(inplace=True)
+
+
+def reversed_words(words):
+    return np.frombuffer(words.tobytes(), np.uint8).reshape(-1, 4)[:, ::-1].copy().view(np.uint32).ravel()
+
+
+every_byte = bytes(range(256))
+to_ebcdic = every_byte.decode("latin-1").encode("cp037")
+to_ascii = every_byte.decode("cp037").encode("latin-1")
+
+
+def translation(table):
+    """Each turn makes new bytes: Python's text has no translation in place. Which code page it is costs nothing."""
+    return lambda text: text.translate(table)
+
+
+def header_text(size):
+    return ((0x20 + np.arange(size) * 7 % 95).astype(np.uint8)).tobytes()
+
+
+def formats_peers():
+    for case, size in (("16 KiB", 16 << 10), ("1 MiB", 1 << 20), ("64 MiB", 64 << 20)):
+        words = (random_trace(size // 4, 1) * np.float32(524288)).view(np.uint32)
+        text = header_text(size)
+        yield Peer(f"endianSwap|NumPy byteswap|{case}", [words], swap_bytes, reversed_words, 0)
+        yield Peer(f"asciiToEbcdic|Python bytes.translate|{case}", [text], translation(to_ebcdic),
+                   lambda text: text.decode("latin-1").encode("cp037"), 0)
+        yield Peer(f"ebcdicToAscii|Python bytes.translate|{case}", [text], translation(to_ascii),
+                   lambda text: text.decode("cp037").encode("latin-1"), 0)
+
+
+# Statistics.
+
+
+def mean_and_deviation(trace):
+    return trace.mean(dtype=np.float64), trace.std(dtype=np.float64, ddof=1)
+
+
+def mean_and_deviation_plainly(trace):
+    mean = math.fsum(trace) / len(trace)
+    return mean, math.sqrt(math.fsum((float(x) - mean) ** 2 for x in trace) / (len(trace) - 1))
+
+
+def live_rms(trace):
+    return np.sqrt(np.dot(trace, trace) / np.count_nonzero(trace))
+
+
+def live_rms_plainly(trace):
+    live = [float(x) for x in trace if x != 0]
+    return math.sqrt(math.fsum(x * x for x in live) / len(live))
+
+
+def moving_mean(window):
+    """The window's last sample is the output's place here, the one before its centre there: half a window apart."""
+    return lambda trace: bottleneck.move_mean(trace, window, min_count=1)[window // 2 - 1:]
+
+
+def uniform_filter(window):
+    return lambda trace: scipy.ndimage.uniform_filter1d(trace, window)
+
+
+def moving_mean_plainly(window):
+    def means(trace):
+        half = window // 2
+        return [trace[max(i - half, 0):i + half].mean(dtype=np.float64) for i in range(len(trace))]
+    return means
+
+
+def statistics_peers():
+    for n in lengths:
+        gather = shot_gather(8, n)
+        yield Peer(f"computeMean|NumPy mean and std|{n} samples", gather, mean_and_deviation, mean_and_deviation_plainly, 1e-7)
+        yield Peer(f"computeMeanRms|NumPy sqrt(dot / count)|{n} samples", gather, live_rms, live_rms_plainly, 1e-6)
+        for window in (50, 500):
+            inside = slice(window // 2, n - window // 2 + 1)
+            routine, expected = f"smooth window {window}", moving_mean_plainly(window)
+            yield Peer(f"{routine}|bottleneck move_mean|{n} samples", gather, moving_mean(window), expected, 1e-6, inside)
+            yield Peer(f"{routine}|SciPy uniform_filter1d|{n} samples", gather, uniform_filter(window), expected, 1e-6, inside)
+
+
+# Convolution and band-pass.
+
+
+def fft_convolution(taps):
+    return lambda trace: scipy.signal.fftconvolve(trace, taps, "same")
+
+
+def direct_convolution(taps):
+    return lambda trace: np.convolve(trace, taps, "same")
+
+
+def convolution_plainly(taps):
+    def convolved(trace):
+        half = len(taps) // 2
+        return sliding_window_view(np.pad(trace, half).astype(np.float64), len(taps)) @ taps[::-1].astype(np.float64)
+    return convolved
+
+
+def convolution_peers(routine, tap_count, n):
+    taps, trace, case = random_trace(tap_count, 1), random_trace(n, 2), f"{tap_count} taps, {n} samples"
+    yield Peer(f"{routine}|SciPy fftconvolve|{case}", [trace], fft_convolution(taps), convolution_plainly(taps), 1e-3)
+    yield Peer(f"{routine}|NumPy convolve|{case}", [trace], direct_convolution(taps), convolution_plainly(taps), 1e-3)
+
+
+def host_peers():
+    for tap_count, n in ((505, 1500), (127, 4000), (19, 1500)):
+        yield from convolution_peers("conv", tap_count, n)
+
+
+def ormsby_response(length):
+    """5-10-60-80 Hz, 60 dB down outside."""
+    frequency = np.arange(length // 2 + 1) * 1000 / interval / length
+    ramp = np.interp(frequency, [5, 10, 60, 80], [0, 1, 1, 0])
+    return np.maximum(np.sin(np.pi / 2 * ramp) ** 2, 0.001).astype(np.float32)
+
+
+def product_of_spectra(response, length):
+    return lambda trace: scipy.fft.irfft(scipy.fft.rfft(trace, length) * response, length)[:len(trace)]
+
+
+def circular_convolution_plainly(response, length):
+    """With the response's impulse, a sum of cosines."""
+    def convolved(trace):
+        bins = np.arange(1, length // 2)
+        weights = 2 * response[1:-1].astype(np.float64)
+        impulse = np.array([response[0] + response[-1] * (-1) ** t + np.cos(2 * np.pi / length * (bins * t % length)) @ weights
+                            for t in range(length)]) / length
+        return [trace.astype(np.float64) @ impulse[(i - np.arange(len(trace))) % length] for i in range(len(trace))]
+    return convolved
+
+
+def bandpassfilter_peers():
+    for n in lengths:
+        yield from convolution_peers("bandpass in time", 505, n)
+    for n, length in zip(lengths, (1980, 5280)):
+        response = ormsby_response(length)
+        yield Peer(f"bandpass in frequency|SciPy rfft, product, irfft|{n} samples, transform {length}", [random_trace(n, 1)],
+                   product_of_spectra(response, length), circular_convolution_plainly(response, length), 1e-5)
+
+
+# Spectra.
+
+
+def solve_normal_equations(lags_and_wanted):
+    return scipy.linalg.solve_toeplitz(*lags_and_wanted)
+
+
+def normal_equations_plainly(lags_and_wanted):
+    lags, wanted = lags_and_wanted
+    return np.linalg.solve(scipy.linalg.toeplitz(lags), wanted)
+
+
+def normal_equations(order):
+    """Autocorrelation of a random trace with a little white noise, and a wanted cross-correlation."""
+    lags = autocorrelation_plainly(random_trace(2 * order, 2))[:order]
+    lags[0] *= 1.001
+    return lags, random_trace(order, 3)
+
+
+def autocorrelation_by_transform(trace):
+    return scipy.signal.correlate(trace, trace, "full", "fft")[len(trace) - 1:]
+
+
+def autocorrelation_in_time(trace):
+    return np.correlate(trace, trace, "full")[len(trace) - 1:]
+
+
+def autocorrelation_plainly(trace):
+    series = trace.astype(np.float64)
+    return np.array([series[lag:] @ series[:len(series) - lag] for lag in range(len(series))])
+
+
+def polar(spectrum):
+    return np.abs(spectrum), np.angle(spectrum)
+
+
+def polar_plainly(spectrum):
+    return [abs(complex(z)) for z in spectrum], [math.atan2(z.imag, z.real) for z in spectrum]
+
+
+def spectrum_peers():
+    for n in (505, *lengths):
+        traces, case = [random_trace(n, seed) for seed in range(1, 9)], f"{n} samples, all lags"
+        yield Peer(f"AutoCorr|SciPy correlate, fft|{case}", traces, autocorrelation_by_transform, autocorrelation_plainly, 1e-2)
+        yield Peer(f"AutoCorr|NumPy correlate, direct|{case}", traces, autocorrelation_in_time, autocorrelation_plainly, 1e-2)
+    for order in (127, 505, 1500):
+        yield Peer(f"Wiener|SciPy solve_toeplitz|shaping filter, order {order}", [normal_equations(order)],
+                   solve_normal_equations, normal_equations_plainly, 1e-6)
+    for n in (1001, 300001):
+        spectra = [random_trace(2 * n, seed).view(np.complex64) for seed in (5, 6)]
+        yield Peer(f"rectToPolar|NumPy abs and angle|{n} bins", spectra, polar, polar_plainly, 1e-5)
+
+
+# Moveout and gain.
+
+fraction_count = 1024
+sinc_rows = np.sinc(np.arange(fraction_count)[:, None] / fraction_count - np.arange(-3, 5)[None, :]).astype(np.float32)
+
+
+def moveout_positions(sample_count, velocity, offset):
+    times = np.arange(sample_count, dtype=np.float32) * np.float32(interval)
+    return np.sqrt(times * times + (offset / velocity) ** 2) / np.float32(interval)
+
+
+@numba.njit
+def read_eight_taps(trace, positions, rows):
+    values = np.zeros_like(trace)
+    for i in range(len(trace)):
+        whole = int(positions[i])
+        row = rows[int((positions[i] - whole) * len(rows))]
+        first = whole - 3
+        total = np.float32(0)
+        if first >= 0 and first + 8 <= len(trace):
+            for j in range(8):
+                total += row[j] * trace[first + j]
+        else:
+            for j in range(max(0, -first), min(8, len(trace) - first)):
+                total += row[j] * trace[first + j]
+        values[i] = total
+    return values
+
+
+def moveout_by_eight_taps(velocity):
+    return lambda pair: read_eight_taps(pair[0], moveout_positions(len(velocity), velocity, pair[1]), sinc_rows)
+
+
+def moveout_by_lines(velocity):
+    places = np.arange(len(velocity))
+    return lambda pair: np.interp(moveout_positions(len(velocity), velocity, pair[1]), places, pair[0], 0, 0)
+
+
+def moveout_plainly(velocity):
+    """At these traces, smooth at the scale of a sample but for their noise, sinc and line differ by little more than it."""
+    def corrected(pair):
+        trace, offset = pair
+        values = []
+        for i in range(len(trace)):
+            position = math.hypot(i * interval, offset / float(velocity[i])) / interval
+            whole = int(position)
+            taps = np.sinc(position - whole - np.arange(-3, 5))
+            values.append(sum(taps[j] * trace[whole - 3 + j] for j in range(8) if 0 <= whole - 3 + j < len(trace)))
+        return values
+    return corrected
+
+
+def gain_control(window):
+    def balanced(trace):
+        half = window // 2
+        medians = bottleneck.move_median(np.abs(trace), window)[window - 1:]
+        gains = np.empty_like(trace)
+        gains[half:half + len(medians)] = 1 / medians
+        gains[:half] = gains[half]
+        gains[half + len(medians):] = gains[half + len(medians) - 1]
+        return trace * gains
+    return balanced
+
+
+def gain_control_plainly(window):
+    def balanced(trace):
+        medians = np.median(sliding_window_view(np.abs(trace), window), axis=1)
+        return trace / medians[np.clip(np.arange(len(trace)) - window // 2, 0, len(medians) - 1)]
+    return balanced
+
+
+def gather_peers():
+    for n in lengths:
+        velocity = (1.8 + 0.0005 * np.arange(n)).astype(np.float32)
+        pairs = [(trace, np.float32(50 + 25 * k)) for k, trace in enumerate(shot_gather(32, n))]
+        inside = slice(100, n - 100)
+        yield Peer(f"applyNMO|NumPy positions, numba 8-tap loop|n={n}", pairs, moveout_by_eight_taps(velocity),
+                   moveout_plainly(velocity), 1e-2, inside)
+        yield Peer(f"applyNMO|NumPy positions, interp (linear)|n={n}", pairs, moveout_by_lines(velocity),
+                   moveout_plainly(velocity), 0.1, inside)
+    for n, window in ((1500, 125), (1500, 251), (4000, 251), (4000, 1001)):
+        yield Peer(f"PeltaAGC|bottleneck move_median|n={n} window {window}", shot_gather(32, n), gain_control(window),
+                   gain_control_plainly(window), 1e-3)
+
+
+# First breaks.
+
+
+def energy_ratio(sample_count, lead=17, lag=26):
+    """One scan of the twelve that the routine makes. Windows are cut off at the ends of the trace; where they begin and end, and
+    how long that makes them, is formed once for all traces."""
+    places = np.arange(1, sample_count - 1)
+    starts, ends = np.maximum(places - lag, 0), np.minimum(places + lead, sample_count - 1)
+    lag_lengths, lead_lengths = (places - starts).astype(np.float32), (ends - places).astype(np.float32)
+
+    def pick(pair):
+        amplitudes = np.abs(pair[0])
+        amplitudes[0] = 0
+        total = np.cumsum(amplitudes)
+        stabilizer = np.float32(0.05) * total[-1] / np.float32(sample_count)
+        here = total[1:-1]
+        before = (here - total[starts]) / lag_lengths + stabilizer
+        return 1 + np.argmax((total[ends] - here) / lead_lengths / before)
+    return pick
+
+
+def smallest_ratio(deviations, noise=50, signal=25):
+    """deviations(trace, window): one for each place of the window along the trace. A sample lies between the two windows."""
+    def pick(pair):
+        before, after = deviations(pair[0], noise), deviations(pair[0], signal)
+        count = len(after) - noise - 2
+        return noise + 1 + np.argmin(before[:count] / after[noise + 1:noise + 1 + count])
+    return pick
+
+
+def moving_deviations(trace, window):
+    return bottleneck.move_std(trace, window)[window - 1:]
+
+
+def window_deviations(trace, window):
+    return sliding_window_view(trace, window).std(axis=1)
+
+
+def onset(pair):
+    return pair[1]
+
+
+def fbpicker_peers():
+    reach = 5  # samples
+    for n in lengths:
+        pairs = traces_with_onset(n)
+        case = f"windows 50/25, n {n}"
+        yield Peer(f"computeEnPick|NumPy, one scan|whole trace, n {n}", pairs, energy_ratio(n), onset, reach)
+        yield Peer(f"computeSDPick|bottleneck move_std|{case}", pairs, smallest_ratio(moving_deviations), onset, reach)
+        yield Peer(f"computeSDPick|NumPy sliding windows|{case}", pairs, smallest_ratio(window_deviations), onset, reach)
+
+
+def tapered_frequency(window, frequency=40.0):
+    distance = (np.arange(window) - window // 2) / (window / 6)
+    angle = 2 * np.pi * frequency * interval / 1000 * np.arange(window)
+    return np.exp(-0.5 * distance**2) * np.exp(-1j * angle)
+
+
+def amplitudes_at_frequency(window):
+    kernel = np.conj(tapered_frequency(window)).astype(np.complex64)  # which correlate conjugates
+    return lambda trace: np.abs(np.correlate(trace.astype(np.complex64), kernel, "valid")) / np.float32(window)
+
+
+def amplitudes_plainly(window):
+    table = tapered_frequency(window)
+    return lambda trace: [abs(sum(float(x) * w for x, w in zip(trace[i:i + window], table))) / window
+                          for i in range(len(trace) - window + 1)]
+
+
+def picking_kernels_peers():
+    for n in lengths:
+        for window in (32, 64):
+            # As many centres as the benchmark has: all but the first half window.
+            gather = [trace[:n - window // 2 + window - 1] for trace in shot_gather(8, n + window)]
+            yield Peer(f"spddecompose_|NumPy correlate, complex64|{n} samples, window {window}", gather,
+                       amplitudes_at_frequency(window), amplitudes_plainly(window), 1e-6)
+
+
+families = {
+    "formats": formats_peers,
+    "statistics": statistics_peers,
+    "spectrum": spectrum_peers,
+    "host": host_peers,
+    "bandpassfilter": bandpassfilter_peers,
+    "gather": gather_peers,
+    "fbpicker": fbpicker_peers,
+    "picking_kernels": picking_kernels_peers,
+}
+
+
+def as_array(answer):
+    return np.frombuffer(answer, np.uint8) if isinstance(answer, bytes) else np.asarray(answer)
+
+
+def check(peer):
+    one = peer.inputs[0]
+    expected = as_array(peer.expected(one))[peer.part]  # first, since the peer may work in place
+    answer = as_array(peer.run(one))[peer.part]
+    if answer.shape != expected.shape:
+        sys.exit(f"peers.py: {peer.name}: the answer has the shape {answer.shape} instead of {expected.shape}")
+    difference = np.abs(answer.astype(np.float64) - expected.astype(np.float64)).max()  # integers would wrap
+    if not difference <= peer.tolerance:
+        sys.exit(f"peers.py: {peer.name}: the answer is off by {difference:g}")
+
+
+def seconds_per_call(peer):
+    def turn(rounds):
+        start = time.perf_counter()
+        for _ in range(rounds):
+            for one in peer.inputs:
+                peer.run(one)
+        return (time.perf_counter() - start) / (rounds * len(peer.inputs))
+
+    turn(1)  # warms caches up
+    seconds = turn(1) * len(peer.inputs)
+    rounds = max(1, round(0.01 / seconds))
+    turns = min(max(int(seconds_per_figure / (rounds * seconds)), 5), 30)
+    return statistics.median(turn(rounds) for _ in range(turns))
+
+
+def main():
+    figures = {}
+    gc.disable()
+    for family in sys.argv[1:]:
+        for peer in families.get(family, list)():
+            check(peer)
+            figures[peer.name] = seconds_per_call(peer)
+    json.dump(figures, sys.stdout, indent=1)
+    print()
+
+
+if __name__ == "__main__":
+    main()
