@@ -3,10 +3,10 @@
 
   bench/peers.py FAMILY ...
 
-Prints JSON, {"routine|who|case": seconds a call}, for the families of the benchmarks (formats, statistics, ...). Routine and case
-are spelt as in the family's _bench.cpp, the traces are the same to the bit, and scripts/bench sets the figures beside one
-another. A figure is the median over many turns through all traces of the peer, on one thread. Before a peer is measured its
-answer is held against a plain formula: a peer that computes something else ends the run.
+Prints JSON, {"routine|who|case": seconds a call}, for the families of the benchmarks (formats, statistics, ...). Routine and
+case are spelt as in the family's _bench.cpp, the traces come from the same makers, and scripts/bench sets the figures beside
+one another. A figure is the median processor time over many turns through all traces of the peer, on one thread. Before a peer
+is measured its answer is held against a plain formula: a peer that computes something else ends the run.
 """
 import os
 
@@ -369,8 +369,8 @@ def gather_peers():
 
 
 def energy_ratio(sample_count, lead=17, lag=26):
-    """One scan of the twelve that the routine makes. Windows are cut off at the ends of the trace; where they begin and end, and
-    how long that makes them, is formed once for all traces."""
+    """One scan of the twelve that the routine makes. Windows are cut off at the ends of the trace; where they begin and end,
+    and how long that makes them, is formed once for all traces."""
     places = np.arange(1, sample_count - 1)
     starts, ends = np.maximum(places - lag, 0), np.minimum(places + lead, sample_count - 1)
     lag_lengths, lead_lengths = (places - starts).astype(np.float32), (ends - places).astype(np.float32)
@@ -472,11 +472,11 @@ def check(peer):
 
 def seconds_per_call(peer):
     def turn(rounds):
-        start = time.perf_counter()
+        start = time.process_time()
         for _ in range(rounds):
             for one in peer.inputs:
                 peer.run(one)
-        return (time.perf_counter() - start) / (rounds * len(peer.inputs))
+        return (time.process_time() - start) / (rounds * len(peer.inputs))
 
     turn(1)  # warms caches up
     seconds = turn(1) * len(peer.inputs)
