@@ -31,7 +31,7 @@ struct Overrides {
     std::optional<double> intervalMs;
     std::optional<SampleFormat> format;
     std::optional<ByteOrder> byteOrder;
-    HeaderMap words;
+    HeaderMap words = {};
 };
 
 /* How a file is built, after overrides. */
@@ -48,7 +48,7 @@ struct Layout {
     std::int64_t promisedTraces = 0;      /* 0 where the file does not say, as before revision 2 */
     std::int64_t trailerBytes = 0;        /* text behind the last trace, revision 2 */
     bool isFeet = false;
-    HeaderMap words;
+    HeaderMap words = {};
 
     double metresPerUnit() const { return isFeet ? 0.3048 : 1.0; }
     std::int64_t headerBytesPerTrace() const { return std::int64_t{traceHeaderBytes} * (1 + extraTraceHeaders); }
