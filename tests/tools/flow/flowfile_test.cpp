@@ -67,7 +67,7 @@ TEST(FlowFile, ReadsBackWhatItWrites) {
 
 TEST(FlowFile, DescribesAStepByWhatIsNotDefault) {
     const auto steps = readFlow("[[step]]\nname='bandpass'\ncorners_hz=[5,10,60,80]\nphase='minimum'\n", "f.toml");
-    EXPECT_EQ(describe(steps[0]), "bandpass corners_hz=[5, 10, 60, 80] phase=\"minimum\"");
+    EXPECT_EQ(describe(steps[0]), "bandpass corners_hz=5,10,60,80 phase=\"minimum\"");
 }
 
 }

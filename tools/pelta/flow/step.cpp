@@ -1,5 +1,7 @@
 #include "flow/step.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace pelta {
@@ -8,6 +10,17 @@ namespace {
 std::vector<const StepKind*>& registered() {
     static std::vector<const StepKind*> kinds;
     return kinds;
+}
+
+/* As on the command line, without the brackets of a flow file: EBCDIC headers have no sure place for them. */
+std::string plainText(const Parameter& parameter, const Value& value) {
+    if (const auto* numbers = std::get_if<std::vector<double>>(&value)) return fmt::format("{}", fmt::join(*numbers, ","));
+    if (const auto* pairs = std::get_if<Pairs>(&value)) {
+        std::vector<std::string> pieces;
+        for (const auto& [first, second] : *pairs) pieces.push_back(fmt::format("{}:{}", first, second));
+        return fmt::format("{}", fmt::join(pieces, ","));
+    }
+    return flowText(parameter, value);
 }
 
 }
@@ -32,7 +45,7 @@ std::string describe(const FlowStep& step) {
     for (const Parameter& parameter : step.kind->parameters) {
         if (!step.parameters.has(parameter.name)) continue;
         const Value& value = step.parameters.value(parameter.name);
-        if (parameter.byDefault != value) line += " " + parameter.key() + "=" + flowText(parameter, value);
+        if (parameter.byDefault != value) line += " " + parameter.key() + "=" + plainText(parameter, value);
     }
     return line;
 }

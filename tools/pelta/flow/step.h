@@ -75,7 +75,7 @@ struct FlowStep {
     Parameters parameters;
 };
 
-/* "bandpass corners_hz=[5, 10, 60, 80]": the step on one line, with the values that are not the default ones. */
+/* "bandpass corners_hz=5,10,60,80": the step on one line, with the values that are not the default ones. */
 std::string describe(const FlowStep& step);
 
 }
