@@ -158,6 +158,24 @@ TEST_F(CommandLine, WritesTheGainsBesideTheGainedTraces) {
     EXPECT_EQ(contentsOf(gains).substr(3224, 2), std::string("\0\5", 2)) << "IEEE floats";
 }
 
+TEST_F(CommandLine, DrawsPicturesOfEveryFormat) {
+    if (pelta("plot --help").status != 0) GTEST_SKIP() << "built without pictures";
+    const std::pair<const char*, const char*> formats[] = {{"png", "\x89PNG"}, {"svg", "<?xml"}, {"pdf", "%PDF"}};
+    for (const auto& [ending, magic] : formats) {
+        const std::string picture = folder / ("picture." + std::string(ending));
+        const Outcome outcome =
+            pelta("plot " + line + " " + picture + " --records 1,2 --axis offset --picks " + line + ".first_breaks.csv");
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_TRUE(contentsOf(picture).starts_with(magic)) << ending;
+    }
+    const Outcome sized = pelta("plot " + line + " - --size 640,480 --style density");
+    EXPECT_EQ(sized.status, 2) << "a picture's format is told by its name";
+    const Outcome none = pelta("plot " + line + " " + (folder / "none.png") + " --records 99");
+    EXPECT_EQ(none.status, 1);
+    EXPECT_EQ(none.err, "pelta: " + line + ": no trace was chosen by --records or --traces\n");
+    EXPECT_FALSE(std::filesystem::exists(folder / "none.png"));
+}
+
 TEST_F(CommandLine, AddsALineOfHistoryForEachStep) {
     const std::string out = folder / "out.sgy";
     ASSERT_EQ(pelta("bandpass " + line + " " + out + bandpass + "--history").status, 0);
