@@ -471,6 +471,7 @@ TEST(AkStop, ComparesTheFinalPredictionErrors) {
 
 TEST(AkStop, StopsOnlyWhenTheErrorStrictlyRises) {
     EXPECT_EQ(akstop(0.0f, 0.0f, 2, 10, 0), 0);
+    EXPECT_EQ(akstop(0.0f, 0.0f, 2, 10, 1), 0);
     EXPECT_EQ(akstop(5.0f, 7.5f, 2, 7, 0), 0);   // 9/5 x 5 against 8/6 x 7.5 is 9 against 10
     EXPECT_EQ(akstop(5.0f, 6.0f, 2, 7, 0), 1);   // 9 against 8
     EXPECT_EQ(akstop(1.0f, 1.5f, 1, 3, 0), 1);   // 2 against 1.5

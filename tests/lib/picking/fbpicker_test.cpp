@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "support/bits.h"
@@ -615,6 +616,12 @@ TEST(EnergyRatio, GivesNoPickWhenTheSignedSamplesCancelExactly) {
     EXPECT_EQ(picker.computeEnPick(trace.data(), 200), 0);
     trace[300] = 1e-30f;
     EXPECT_NE(picker.computeEnPick(trace.data(), 200), 0);
+    // In single precision the 1 between would be lost and these would cancel too.
+    std::vector<float> loud(400, 0.0f);
+    loud[200] = 1e8f;
+    loud[201] = 1.0f;
+    loud[202] = -1e8f;
+    EXPECT_NE(picker.computeEnPick(loud.data(), 200), 0);
 }
 
 TEST(EnergyRatio, DropsTheAmplitudeOfTheFirstSample) {
@@ -675,6 +682,18 @@ TEST(EnergyRatio, DividesByNothingSmallerThanItsLeastStabilizer) {
     }
 }
 
+TEST(EnergyRatio, LeavesRatiosInfiniteThatItsLeastStabilizerDoesNotKeepFinite) {
+    // Both bursts have infinite ratios over 1e-30, so the first wins; over a larger divisor the second would.
+    std::vector<float> trace(400, 0.0f);
+    for (int i = 0; i < 5; ++i) trace[100 + i] = 1e12f;
+    for (int i = 250; i < 400; ++i) trace[i] = 1e15f;
+    fbPickParm parm = usualParameters(1);
+    parm.stablizer = 0.0f;
+    const int pick = fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200);
+    EXPECT_GT(pick, 0);
+    EXPECT_LT(pick, 105);
+}
+
 TEST(EnergyRatio, RoundsItsWindowLengthsInSinglePrecision) {
     // 0.35 of 90 samples is 31.5 in single precision and a little less in double.
     for (unsigned seed = 0; seed < 100; ++seed) {
@@ -698,7 +717,8 @@ TEST(EnergyRatio, MatchesThePlainStepsOnRandomTraces) {
         fbPickParm parm = usualParameters(1);
         parm.envelope = static_cast<int>(engine() % 200);
         parm.winlen = static_cast<int>(engine() % 3000);
-        parm.stablizer = round % 31 == 0 ? notANumber : static_cast<float>(engine() % 40) * 0.7f;
+        const float largestStabilizer = round % 4 ? 28.0f : 2000.0f;  // many means of the amplitude: its bits count
+        parm.stablizer = round % 31 == 0 ? notANumber : static_cast<float>(engine() % 40) / 40.0f * largestStabilizer;
         const int start = static_cast<int>(engine() % (n + 20)) - 10;
         EXPECT_EQ(fbPicker(&parm, n, interval).computeEnPick(trace.data(), start),
                   plain::energyPick(parm, trace, interval, start))
@@ -752,6 +772,20 @@ TEST(DeviationRatio, PassesOverWindowsWithoutVariation) {
     parm.win1 = 100;
     parm.win2 = 0;
     EXPECT_EQ(fbPicker(&parm, 500, 2.0f).computeSDPick(trace.data(), 0), 0);
+}
+
+TEST(DeviationRatio, GivesNoPickForRatiosOfItsLargestOrMore) {
+    // Variances of 1e14 squared and of a 1e-20 or 1e-17 squared, which is a denormal number.
+    std::vector<float> trace(16, 0.0f);
+    for (int i = 0; i < 6; ++i) trace[i] = i % 2 ? 1e14f : -1e14f;
+    fbPickParm parm = usualParameters(2);
+    parm.win1 = 6;
+    parm.win2 = 6;
+    parm.winlen1 = 15;  // one position
+    for (const auto& [signal, pick] : {std::pair{1e-20f, 0}, std::pair{1e-17f, 7}}) {
+        for (int i = 7; i < 13; ++i) trace[i] = i % 2 ? signal : -signal;
+        EXPECT_EQ(fbPicker(&parm, 16, 1.0f).computeSDPick(trace.data(), 0), pick) << signal;
+    }
 }
 
 TEST(DeviationRatio, TakesTheFirstOfEqualRatios) {
