@@ -162,6 +162,16 @@ TEST(Reader, TakesAFileOnStandardInputForAFile) {
     close(file);
 }
 
+TEST(Reader, TakesNoFileForStandardInputButTheDash) {
+    const ScratchFolder folder;
+    writeFile(folder.file("standard input"), makeSegy({}));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    const Outcome outcome = readAll("standard input");
+    std::filesystem::current_path(before);
+    expectMadeSamples(outcome, {});
+}
+
 TEST(Reader, GoesToATraceByItsPosition) {
     const ScratchFolder folder;
     writeFile(folder.file("in.sgy"), makeSegy({.traces = 1000, .samples = 1000}));

@@ -83,10 +83,10 @@ class InputFile {
 }
 
 struct Reader::Inside {
-    Inside(std::string givenName, ReadOptions givenOptions)
-        : name(givenName == "-" ? "standard input" : std::move(givenName)),
+    Inside(const std::string& givenName, ReadOptions givenOptions)
+        : name(givenName == "-" ? "standard input" : givenName),
           options(std::move(givenOptions)),
-          file(name == "standard input" ? "-" : name),
+          file(givenName),
           block(blockBytes) {
         const auto look = [this](std::int64_t position, std::size_t count) { return lookAt(position, count); };
         layout = readLayout(look, file.size(), options.overrides, name, warnings);
@@ -254,8 +254,7 @@ struct Reader::Inside {
     std::int64_t truncatedBytes = 0;
 };
 
-Reader::Reader(std::string name, ReadOptions options)
-    : _inside(std::make_unique<Inside>(std::move(name), std::move(options))) {}
+Reader::Reader(const std::string& name, ReadOptions options) : _inside(std::make_unique<Inside>(name, std::move(options))) {}
 Reader::~Reader() = default;
 
 const std::string& Reader::name() const { return _inside->name; }

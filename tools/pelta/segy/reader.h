@@ -20,7 +20,7 @@ struct ReadOptions {
  * what whole traces there are, and a warning. */
 class Reader {
   public:
-    Reader(std::string name, ReadOptions options);
+    Reader(const std::string& name, ReadOptions options);
     ~Reader();
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
