@@ -17,16 +17,18 @@
 #include "export.h"
 #include "types.h"
 
-#include "formats.h"
-#include "statistics.h"
-#include "spectrum.h"
+/* clang-format off: families in the order of a trace's road */
+#include "arpicker.h"
 #include "bandpassfilter.h"
+#include "cummlative.h"
+#include "fbpicker.h"
+#include "fileio.h"
+#include "formats.h"
 #include "normalmoveout.h"
 #include "peltaagc.h"
-#include "fbpicker.h"
-#include "arpicker.h"
 #include "spdpicker.h"
-#include "fileio.h"
-#include "cummlative.h"
+#include "spectrum.h"
+#include "statistics.h"
+/* clang-format on */
 
 #endif

@@ -32,8 +32,8 @@ PELTA_BEGIN_C
  * (cos(|(j - 1 - ihalf - f) / d| pie) + 1) / 2 for j > ihalf + f + 1, and 1 between. A wide flat part thus leaves a small f:
  * the taper follows the formula, not the name.
  * An iwind below 0 leaves ctable alone, one below 1 leaves t alone. */
-PELTA_API void spdtables_(peltaComplex* ctable, int* iwind, int* nomega, int* opbias, int* gaus, float* t, int* itw,
-                          int* ihalf, float* pie, float* freq, float* dt);
+PELTA_API void spdtables_(peltaComplex* ctable, int* iwind, int* nomega, int* opbias, int* gaus, float* t, int* itw, int* ihalf,
+                          float* pie, float* freq, float* dt);
 
 /* Measures the table's frequency in the window about every nskip-th sample. Window centres are c = ist + ihalf,
  * ist + ihalf + nskip, ..: (iend - ist - ihalf + nskip) / nskip of them, by integer division. The window of c is

@@ -13,27 +13,27 @@ typedef peltaComplex complex;
 
 /* Where each value of a trace header stands in the header's array of floats: entry k is element k - 1. */
 typedef struct stdHdrStruct {
-    int iffid;      /* field record number */
-    int ichan;      /* channel within the record */
-    int isource;    /* source location number */
-    int icdp;       /* common depth point number */
-    int ioffset;    /* signed source to receiver distance */
-    int isou_x;     /* source easting */
-    int isou_y;     /* source northing */
-    int isou_elev;  /* source elevation */
-    int irec_x;     /* receiver easting */
-    int irec_y;     /* receiver northing */
-    int irec_elev;  /* receiver elevation */
-    int icdp_x;     /* common depth point easting */
-    int icdp_y;     /* common depth point northing */
-    int idelay;     /* time of the first sample, ms */
-    int ifb_pick;   /* first-break time, ms */
-    int itot_stat;  /* total static shift, ms */
-    int itlive_s;   /* start of the live range, ms */
-    int itfull_s;   /* start of the full-amplitude range, ms */
-    int itfull_e;   /* end of the full-amplitude range, ms */
-    int itlive_e;   /* end of the live range, ms */
-    int itrc_type;  /* 1 live, 2 dead */
+    int iffid;     /* field record number */
+    int ichan;     /* channel within the record */
+    int isource;   /* source location number */
+    int icdp;      /* common depth point number */
+    int ioffset;   /* signed source to receiver distance */
+    int isou_x;    /* source easting */
+    int isou_y;    /* source northing */
+    int isou_elev; /* source elevation */
+    int irec_x;    /* receiver easting */
+    int irec_y;    /* receiver northing */
+    int irec_elev; /* receiver elevation */
+    int icdp_x;    /* common depth point easting */
+    int icdp_y;    /* common depth point northing */
+    int idelay;    /* time of the first sample, ms */
+    int ifb_pick;  /* first-break time, ms */
+    int itot_stat; /* total static shift, ms */
+    int itlive_s;  /* start of the live range, ms */
+    int itfull_s;  /* start of the full-amplitude range, ms */
+    int itfull_e;  /* end of the full-amplitude range, ms */
+    int itlive_e;  /* end of the live range, ms */
+    int itrc_type; /* 1 live, 2 dead */
 } stdHdrStruct;
 
 /* Names of the work in hand, each ended by NUL. */

@@ -105,7 +105,8 @@ class Pick : public Step {
         const double value = _wordUnit == milliseconds ? timeMs : _wordUnit == microseconds ? timeMs * 1000.0 : pick;
         if (!segy::writeWord(work.trace.header.data(), *_word, _layout.byteOrder, std::llround(value)))
             fail(
-                "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map pick=BYTE:SIZE "
+                "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map "
+                "pick=BYTE:SIZE "
                 "or another word_unit",
                 work.trace.number + 1, value, _word->size, _word->position);
     }
