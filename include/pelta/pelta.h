@@ -17,18 +17,19 @@
 #include "export.h"
 #include "types.h"
 
-/* clang-format off: families in the order of a trace's road */
-#include "arpicker.h"
-#include "bandpassfilter.h"
-#include "cummlative.h"
-#include "fbpicker.h"
-#include "fileio.h"
+/* In the order of a trace's road, which sorting would lose. */
+/* clang-format off */
 #include "formats.h"
+#include "statistics.h"
+#include "spectrum.h"
+#include "bandpassfilter.h"
 #include "normalmoveout.h"
 #include "peltaagc.h"
+#include "fbpicker.h"
+#include "arpicker.h"
 #include "spdpicker.h"
-#include "spectrum.h"
-#include "statistics.h"
+#include "fileio.h"
+#include "cummlative.h"
 /* clang-format on */
 
 #endif
