@@ -298,6 +298,46 @@ TEST(BandPassBuild, StoresItsArgumentsAndStartsInTheTimeDomain) {
     EXPECT_EQ(filter._isTime, 1);
 }
 
+TEST(BandPassBuild, TakesEveryTypeButZeroAsButterworth) {
+    for (int type : {-1, 2, 7}) {
+        Parameters p, butterworth;
+        p.type = type;
+        butterworth.type = 1;
+        EXPECT_TRUE(sameSamples(operatorOf(*built(p)), operatorOf(*built(butterworth)))) << type;
+        EXPECT_TRUE(sameSamples(responseOf(*builtInFrequency(p)), responseOf(*builtInFrequency(butterworth)))) << type;
+    }
+}
+
+TEST(BandPassBuild, InvertsAndAsksForMinimumPhaseByOneOnly) {
+    const auto ordinary = built({});
+    for (int other : {-1, 2, 3}) {
+        Parameters inverted, minimumPhase;
+        inverted.inverse = other;
+        minimumPhase.phase = other;
+        EXPECT_TRUE(sameSamples(operatorOf(*built(inverted)), operatorOf(*ordinary))) << other;
+        EXPECT_TRUE(sameSamples(operatorOf(*built(minimumPhase)), operatorOf(*ordinary))) << other;
+    }
+}
+
+TEST(BandPassBuild, KeepsEverythingWhenADomainIsChosen) {
+    auto filter = built({});
+    const int transformLength = filter->_nfft;
+    const std::vector<float> response = responseOf(*filter), taps = operatorOf(*filter);
+    for (int domain : {0, 1, -3}) {
+        filter->setTimeDomain(domain);
+        EXPECT_EQ(filter->_isTime, domain);
+        ASSERT_EQ(filter->_nfft, transformLength) << domain;
+        EXPECT_TRUE(sameSamples(responseOf(*filter), response)) << domain;
+        EXPECT_TRUE(sameSamples(operatorOf(*filter), taps)) << domain;
+    }
+    std::vector<float> trace = randomTrace(500, 9), expected = filtered(*built({}), trace);
+    EXPECT_TRUE(sameSamples(filtered(*filter, trace), expected));
+    filter->buildFilter(5, 10, 60, 80);
+    Parameters rebuilt;
+    rebuilt.lc = 5, rebuilt.lp = 10, rebuilt.hp = 60, rebuilt.hc = 80;
+    EXPECT_TRUE(sameSamples(operatorOf(*filter), operatorOf(*built(rebuilt)))) << "-3 is the time domain as 1 is";
+}
+
 TEST(BandPassBuild, KeepsTheWholeOperatorForALagOfZero) {
     Parameters p;
     p.lag = 0.0f;

@@ -341,6 +341,15 @@ TEST(ChangePhase, AddsNoiseInPercentOfTheZeroLag) {
         sameResult(changed(lags, {npfar(42), -1.0f, 50.0f, 0.0f, 1}), changed(loaded, {npfar(42), -1.0f, 0.0f, 0.0f, 1})));
 }
 
+/* Large percentages: beside the lag itself a small part of it hardly shows how it was rounded. */
+TEST(ChangePhase, MultipliesTheZeroLagByThePercentageBeforeTheDivision) {
+    for (float part : randomTrace(40, 12)) {
+        const Change change = {npfar(42), -1.0f, 150.0f + 100.0f * part};
+        const std::vector<float> wavelet = randomTrace(21, 13);
+        EXPECT_TRUE(sameResult(changed(wavelet, change), plainChange(wavelet, change))) << change.noise << " percent";
+    }
+}
+
 TEST(ChangePhase, LeavesTheLastBinAsItWasBeforeUnwrapping) {
     // Half the unwrapped phase: just below the Nyquist it exceeds pi / 2, so that it was unwrapped by a whole turn.
     const Result result = changed(paddedTo(repeatedDipole(0.8f, 5), 23), {24, -0.5f});
