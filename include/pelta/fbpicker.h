@@ -78,8 +78,8 @@ class PELTA_API fbPicker {
     int computeSDPick(float* data, int isamp);
 
     /* Autoregressive: the first window position from isamp on whose first prediction coefficient (see fabne_) reaches threshold
-     * times the median over the leading positions. Windows of 4 to 7 samples have models of order 1 alone; shorter ones give 0.
-     * Models whose packed matrix, m (m + 1) / 2 floats at order m, exceeds nsamp floats are not tried. */
+     * times the median over the leading positions. Windows of less than 8 samples give 0. Models whose packed matrix,
+     * m (m + 1) / 2 floats at order m, exceeds nsamp floats are not tried. */
     int computeARPick(float* data, int isamp);
 
     /* Spectral decomposition: the first sample from isamp on where the amplitude at freqspd in a Gaussian window (see

@@ -19,7 +19,7 @@ using Count = std::int64_t;
 
 constexpr float smallestStabilizer = 1e-30f;
 constexpr float largestDeviationRatio = 1e32f;
-constexpr int lowestTestedOrder = 2;  // of autoregressive models; the first is the answer where it is the highest too
+constexpr int lowestOrder = 2;  // of the autoregressive models that are tested
 
 /* Truncates towards zero. What no int can hold goes to the nearer end of the range, a NaN to the lower end. */
 int truncated(double value) {
@@ -261,7 +261,7 @@ PELTA_VECTORIZE void divideInPlace(float* numerators, const float* denominators,
 
 /* The first prediction coefficient of the autoregressive model of the window that starts at the samples given. */
 float firstCoefficient(fbPicker& picker, float* samples, int window, int highestOrder) {
-    int lowest = lowestTestedOrder, directions = 0, errorForm = 0, fromResiduals = 1, order, outcome = 0;
+    int lowest = lowestOrder, directions = 0, errorForm = 0, fromResiduals = 1, order, outcome = 0;
     float squares, variance;
     fabne_(samples, &window, &lowest, &highestOrder, &directions, &errorForm, &fromResiduals, &picker._nsamp, picker._tempTrc2,
            picker._tempTrc3, picker._tempTrc4, picker._tempTrc5, picker._tempTrc6, &order, &squares, &variance, &outcome);
@@ -452,7 +452,7 @@ int fbPicker::computeSDPick(float* data, int) {
 int fbPicker::computeARPick(float* data, int isamp) {
     const int range = samplesIn(_fbpp->winlen2, _srate), window = samplesIn(_fbpp->winar, _srate);
     const int highestOrder = std::min(window / 4, largestStorableOrder(_nsamp));
-    if (!hasWorkArrays(*this) || highestOrder < 1) return 0;
+    if (!hasWorkArrays(*this) || highestOrder < lowestOrder) return 0;
 
     // Only windows that lie within the trace are looked at.
     const Count windows = Count(_nsamp) - window + 1;

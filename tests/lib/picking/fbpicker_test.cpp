@@ -891,35 +891,16 @@ TEST(AutoregressivePick, TakesTheMedianOfNoReferenceAsZero) {
     }
 }
 
-TEST(AutoregressivePick, GivesNoPickForWindowsTooShortForAModel) {
+TEST(AutoregressivePick, GivesNoPickForWindowsTooShortForTheLowestOrder) {
     std::vector<float> trace = smoothTrace(400);
     fbPickParm parm = startRevealing();
     fbPicker picker(&parm, 400, 1.0f);
-    for (int winar : {3, 0, -1, -50, INT_MIN}) {
+    for (int winar : {7, 4, 3, 0, -1, -50, INT_MIN}) {
         parm.winar = winar;
         EXPECT_EQ(picker.computeARPick(trace.data(), 17), 0) << winar;
     }
-    for (int winar : {4, 7, 8}) {
-        parm.winar = winar;
-        EXPECT_EQ(picker.computeARPick(trace.data(), 17), 17) << winar;
-    }
-}
-
-TEST(AutoregressivePick, FitsTheFirstOrderToWindowsOfLessThanEightSamples) {
-    // Windows of 4 samples and their lag-1 sum, doubled, over 2 (x1^2 + x2^2 + x3^2) - x1^2 + x4^2:
-    // (1 -1 1 -1) gives -6 / 6, (1 -1 1 1) -2 / 6 and (-1 1 1 1) 2 / 6.
-    std::vector<float> trace = {1, -1, 1, -1, 1, -1, 1, 1, 1, -1, 1, -1};
-    fbPickParm parm = usualParameters(3);
-    parm.winar = 4;
-    parm.wina = 1;
-    parm.winlen2 = 12;
-    fbPicker picker(&parm, 12, 1.0f);
-    parm.threshold = 0.5f;
-    EXPECT_EQ(picker.computeARPick(trace.data(), 0), 4);
-    EXPECT_EQ(picker._tempTrc6[0], -1.0f / 3.0f);
-    parm.threshold = -0.25f;
-    EXPECT_EQ(picker.computeARPick(trace.data(), 0), 5);
-    EXPECT_EQ(picker._tempTrc6[0], 1.0f / 3.0f);
+    parm.winar = 8;
+    EXPECT_EQ(picker.computeARPick(trace.data(), 17), 17);
 }
 
 TEST(AutoregressivePick, LooksOnlyAtWindowsWithinTheTrace) {
@@ -972,7 +953,7 @@ TEST(AutoregressivePick, MatchesThePlainStepsOnRandomTraces) {
         const int n = 60 + static_cast<int>(engine() % 150);
         std::vector<float> trace = traceWithOnset(n, static_cast<int>(engine() % n), round);
         fbPickParm parm = usualParameters(3);
-        parm.winar = 4 + static_cast<int>(engine() % 30);
+        parm.winar = 8 + static_cast<int>(engine() % 26);
         parm.wina = 1 + static_cast<int>(engine() % (n - parm.winar));
         parm.winlen2 = static_cast<int>(engine() % n);
         parm.threshold = 0.5f + static_cast<float>(engine() % 30) * 0.1f;
