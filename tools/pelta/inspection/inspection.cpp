@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <cmath>
+
 #include "support/failure.h"
 
 namespace pelta::inspection {
@@ -20,6 +22,7 @@ bool Inspection::next() {
     const Words words = readWords(_trace, _reader.layout());
     _words.take(_trace, words);
     _headers.take(_trace, words);
+    _format.take(_trace);
     _samples.take(judgeSamples(_trace.samples, smallestClipOf(_reader.layout().format)), get(words, segy::Word::traceType),
                   _trace.number + 1);
     ++_seen;
@@ -28,22 +31,18 @@ bool Inspection::next() {
 
 void Inspection::readAll() {
     while (next()) {}
+    _headers.setIsSample(isSample());
 }
 
 void Inspection::readSome(std::int64_t mostTraces) {
     const std::optional<std::int64_t> count = _reader.traceCount();
-    if (!count) {
-        for (std::int64_t k = 0; k < mostTraces && next(); ++k) {}
-        return;
-    }
-    const std::int64_t last = std::min(mostTraces, *count) - 1;
+    const std::int64_t last = std::min(mostTraces, count.value_or(mostTraces)) - 1;
+    const double step = count && last > 0 ? static_cast<double>(*count - 1) / static_cast<double>(last) : 0.0;
     for (std::int64_t k = 0; k <= last; ++k) {
-        _reader.seek(last == 0
-                         ? 0
-                         : static_cast<std::int64_t>(
-                               static_cast<double>(*count - 1) / static_cast<double>(last) * static_cast<double>(k) + 0.5));
-        if (!next()) return;
+        if (count) _reader.seek(std::llround(step * static_cast<double>(k)));
+        if (!next()) break;
     }
+    _headers.setIsSample(isSample());
 }
 
 std::optional<std::int64_t> Inspection::traceCount() const {
@@ -102,37 +101,45 @@ void Inspection::addFileFindings(std::vector<Finding>& list) const {
 }
 
 void Inspection::addSampleFindings(std::vector<Finding>& list) const {
+    const segy::Layout& layout = _reader.layout();
     const auto add = [&](Severity severity, const SampleScan::Kind& kind, const std::string& what, Value found, Value expected,
-                         const std::string& help, const std::string& option) {
+                         const std::string& help, std::int64_t byteInTrace = 1) {
         if (kind.count == 0) return;
-        Finding finding{severity, fmt::format("{}: {}; {}", what, spanText(kind.count, _seen, kind.first.front()), help)};
-        finding.byte = _reader.layout().firstTraceByte + (kind.first.front() - 1) * _reader.layout().traceBytes() + 1;
-        finding.found = std::move(found);
-        finding.expected = std::move(expected);
-        finding.option = option;
-        finding.trace = kind.first.front();
-        finding.count = kind.count;
-        list.push_back(std::move(finding));
+        const std::int64_t trace = kind.first.front();
+        const std::int64_t byte = layout.firstTraceByte + (trace - 1) * layout.traceBytes() + byteInTrace;
+        const std::string span = spanText(kind.count, _seen, trace, isSample());
+        list.push_back({.severity = severity,
+                        .text = fmt::format("{} on {}, from byte {}; {}", what, span, byte, help),
+                        .byte = byte,
+                        .found = std::move(found),
+                        .expected = std::move(expected),
+                        .option = help.find("--") == std::string::npos
+                                      ? ""
+                                      : help.substr(help.find("--"), help.find(' ', help.find("--")) - help.find("--")),
+                        .trace = trace,
+                        .count = kind.count});
     };
     const SampleScan& s = _samples;
-    add(Severity::error, s.bad,
-        fmt::format("{} samples are NaN and {} infinite, the first is sample {}", s.nanCount, s.infiniteCount,
-                    s.firstBadSample),
-        s.nanCount + s.infiniteCount, std::int64_t{0}, "expected finite samples; --format and --endian say how to read them",
-        "--format");
-    add(Severity::warning, s.markedButLive, "trace_type says dead (2), but the samples vary", std::int64_t{2}, std::int64_t{1},
-        "expected 1; --map trace_type=BYTE:SIZE names another word", "--map");
-    add(Severity::warning, s.spiky, "spike", static_cast<double>(s.largestSpike), Value(),
-        fmt::format("up to {:.3g} times the RMS of the trace", s.largestSpike), "");
-    add(Severity::warning, s.clipped, "clipped samples", s.clippedCount, std::int64_t{0},
-        fmt::format("{} samples stand in runs at the largest amplitude of their trace", s.clippedCount), "");
-    if (_seen > 0 && s.dead.count == _seen)
-        add(Severity::warning, s.dead, "dead", s.dead.count, Value(), "expected samples that vary", "");
+    const std::int64_t badCount = s.nanCount + s.infiniteCount;
+    add(Severity::error, s.bad, fmt::format("samples are not finite ({} NaN, {} infinite)", s.nanCount, s.infiniteCount),
+        badCount, std::int64_t{0}, "expected numbers; --format or --endian override how they are read",
+        layout.headerBytesPerTrace() + (s.firstBadSample - 1) * segy::bytesPerSample(layout.format) + 1);
+    const segy::HeaderWord typeWord = layout.words[segy::Word::traceType];
+    add(Severity::warning, s.markedButLive,
+        fmt::format("trace_type at trace byte {} is 2 (dead) beside samples that vary", typeWord.position), std::int64_t{2},
+        std::int64_t{1}, "expected 1 (live); --map trace_type=BYTE:SIZE names another word", typeWord.position);
+    add(Severity::warning, s.spiky, fmt::format("a sample stands out, up to {:.3g} times the RMS,", s.largestSpike),
+        static_cast<double>(s.largestSpike), Value(), "expected no spikes");
+    add(Severity::warning, s.clipped, fmt::format("{} samples are clipped", s.clippedCount), s.clippedCount, std::int64_t{0},
+        "expected no runs of samples at the largest amplitude of a trace");
+    if (s.dead.count == _seen)
+        add(Severity::warning, s.dead, "no live samples", std::int64_t{0}, Value(), "expected samples that vary");
 }
 
 std::vector<Finding> Inspection::findings() const {
     std::vector<Finding> list;
     addFileFindings(list);
+    for (Finding& finding : _format.findings()) list.push_back(std::move(finding));
     for (Finding& finding : _headers.findings(_words, fitsFile())) list.push_back(std::move(finding));
     addSampleFindings(list);
     std::stable_partition(list.begin(), list.end(), [](const Finding& f) { return f.severity == Severity::error; });

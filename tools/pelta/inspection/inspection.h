@@ -1,6 +1,7 @@
 #ifndef PELTA_TOOL_INSPECTION_H
 #define PELTA_TOOL_INSPECTION_H
 
+#include "inspection/formatscan.h"
 #include "inspection/headerscan.h"
 #include "inspection/samplescan.h"
 #include "segy/reader.h"
@@ -10,15 +11,16 @@ namespace pelta::inspection {
 /* What is known of a file after some of its traces or all of them were looked at. */
 class Inspection {
   public:
-    explicit Inspection(segy::Reader& reader) : _reader(reader), _headers(reader.layout()) {}
+    explicit Inspection(segy::Reader& reader) : _reader(reader), _headers(reader.layout()), _format(reader.layout()) {}
 
-    /* All traces to the end. */
+    /* One of these, once. All traces to the end: */
     void readAll();
-    /* The first and the last trace and some between; the first ones of a pipe. */
+    /* The first and the last trace and some between; the first ones of a pipe: */
     void readSome(std::int64_t mostTraces);
 
     const segy::Reader& reader() const { return _reader; }
     std::int64_t tracesSeen() const { return _seen; }
+    bool isWhole() const { return !isSample(); }
     /* In the whole file; nothing for a pipe that was not read to its end. */
     std::optional<std::int64_t> traceCount() const;
     const WordRanges& words() const { return _words; }
@@ -32,6 +34,7 @@ class Inspection {
     void addFileFindings(std::vector<Finding>& list) const;
     void addSampleFindings(std::vector<Finding>& list) const;
     bool fitsFile() const;
+    bool isSample() const { return traceCount() != _seen; }
 
     segy::Reader& _reader;
     segy::Trace _trace;
@@ -40,6 +43,7 @@ class Inspection {
     std::string _failure; /* that ended the reading */
     WordRanges _words;
     HeaderScan _headers;
+    FormatScan _format;
     SampleScan _samples;
 };
 

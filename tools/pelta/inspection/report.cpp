@@ -15,6 +15,7 @@ const char* lengthUnit(const segy::Layout& layout) { return layout.isFeet ? "ft"
 
 const char* coordinateUnit(const Inspection& inspection) {
     const WordRange units = inspection.words()[Word::coordinateUnits];
+    if (inspection.headers().areLengths()) return lengthUnit(inspection.reader().layout());
     if (units.min != units.max) return "mixed units";
     switch (units.min) {
         case 2: return "seconds of arc";
@@ -82,10 +83,12 @@ class TextReport {
         }
     }
 
+    static std::string spanOf(const Interval& span) {
+        return span.min == span.max ? fmt::format("{:.10g}", span.min) : fmt::format("{:.10g} .. {:.10g}", span.min, span.max);
+    }
+
     void addSpan(const char* label, const Interval& span, std::string_view unit) {
-        if (span.isEmpty() || (span.min == 0.0 && span.max == 0.0)) return;
-        if (span.min == span.max) row(label, "{:.10g} {}", span.min, unit);
-        else row(label, "{:.10g} .. {:.10g} {}", span.min, span.max, unit);
+        if (!span.isEmpty() && (span.min != 0.0 || span.max != 0.0)) row(label, "{} {}", spanOf(span), unit);
     }
 
     void addNumbers(const char* label, Word word) {
@@ -94,16 +97,21 @@ class TextReport {
         const std::string distinct =
             range.distinct ? std::to_string(*range.distinct) : fmt::format("more than {}", WordRanges::mostDistinct);
         if (range.min == range.max) row(label, "{}", range.min);
+        else if (!_inspection.isWhole()) row(label, "{} .. {} on the traces read", range.min, range.max);
         else row(label, "{} .. {} ({} different)", range.min, range.max, distinct);
     }
 
     void addPlaces(const char* label, const Places& places) {
         if (!places.isFilled()) return;
-        const auto text = [](const Interval& span) {
-            return span.min == span.max ? fmt::format("{:.10g}", span.min)
-                                        : fmt::format("{:.10g} .. {:.10g}", span.min, span.max);
-        };
-        row(label, "x {}, y {} {}", text(places.x), text(places.y), coordinateUnit(_inspection));
+        row(label, "x {}, y {} {}", spanOf(places.x), spanOf(places.y), coordinateUnit(_inspection));
+    }
+
+    void addElevations() {
+        const Interval &sources = _inspection.headers().sourceElevations(),
+                       &receivers = _inspection.headers().receiverElevations();
+        const auto isZero = [](const Interval& span) { return span.isEmpty() || (span.min == 0.0 && span.max == 0.0); };
+        if (!isZero(sources) || !isZero(receivers))
+            row("elevations", "source {}, receiver {} {}", spanOf(sources), spanOf(receivers), lengthUnit(_layout));
     }
 
     void addSurvey() {
@@ -119,8 +127,7 @@ class TextReport {
         addPlaces("sources", _inspection.headers().sources());
         addPlaces("receivers", _inspection.headers().receivers());
         addPlaces("cdp places", _inspection.headers().cdps());
-        addSpan("source elev.", _inspection.headers().sourceElevations(), lengthUnit(_layout));
-        addSpan("receiv. elev.", _inspection.headers().receiverElevations(), lengthUnit(_layout));
+        addElevations();
         addSpan("delay", _inspection.headers().delays(), "ms");
     }
 

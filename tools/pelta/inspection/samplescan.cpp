@@ -154,7 +154,6 @@ void SampleScan::take(const TraceQuality& quality, std::int64_t traceType, std::
         return;
     }
     amplitude.take(quality.min, quality.max, trace);
-    if (quality.isFlat) flat.take(trace);
     if (quality.isFlat || traceType == deadType) dead.take(trace);
     if (quality.isFlat) return;
     if (traceType == deadType) {

@@ -67,7 +67,6 @@ class SampleScan {
 
     Kind live, dead, spiky, clipped, bad; /* bad: with samples that are not finite */
     Kind markedButLive;                   /* trace type 2, but samples that vary */
-    Kind flat;
     std::int64_t nanCount = 0, infiniteCount = 0, clippedCount = 0, firstBadSample = 0;
     Span amplitude, rms, mean; /* over finite traces; RMS and mean over live ones */
     float largestSpike = 0.0f; /* its ratio to the trace's RMS */
