@@ -83,6 +83,19 @@ TEST(Section, FillsPositiveHalvesOfWiggles) {
     EXPECT_NE(pixel(canvas, secondMiddle - 20, late), 0x000000u) << "troughs are not filled";
 }
 
+TEST(Section, BalancesTracesWhereAsked) {
+    std::vector<SectionTrace> traces = twoTraces();
+    for (float& sample : traces[1].samples) sample *= 0.001f;
+    SectionStyle style = styleOf(Style::density);
+    style.clipPercent = 100.0;
+    Canvas together("picture.png", width, height), balanced("picture.png", width, height);
+    drawSection(together, traces, style);
+    style.balancesTraces = true;
+    drawSection(balanced, traces, style);
+    EXPECT_NEAR(pixel(together, secondMiddle, late) & 0xFF, 0x80, 1);
+    EXPECT_EQ(pixel(balanced, secondMiddle, late), 0xFFFFFFu);
+}
+
 TEST(Section, DrawsPicksOverTheTraces) {
     std::vector<SectionTrace> traces = twoTraces();
     SectionStyle style = styleOf(Style::density);

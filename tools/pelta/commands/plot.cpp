@@ -21,7 +21,7 @@ struct Request {
     std::vector<std::int64_t> records, traceRange, size = {1200, 800};
     std::vector<double> timesMs;
     double clip = 99.0, gain = 1.0;
-    bool overwrite = false;
+    bool balancesTraces = false, overwrite = false;
 };
 
 constexpr std::int64_t mostTraces = 8000;
@@ -95,6 +95,7 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     style.palette = request.palette == "seismic" ? pictures::Palette::seismic : pictures::Palette::gray;
     style.clipPercent = request.clip;
     style.gain = request.gain;
+    style.balancesTraces = request.balancesTraces;
     style.intervalMs = layout.intervalMs;
     style.fromMs = std::numeric_limits<double>::max();
     style.toMs = std::numeric_limits<double>::lowest();
@@ -152,6 +153,7 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--gain", request->gain, "factor on amplitudes beyond that")
         ->check(CLI::Range(0.01, 100.0))
         ->capture_default_str();
+    app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");
     app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',');
     app.add_option("--title", request->title, "title (the file's name)");
     app.add_option("--size", request->size, "width and height in points: 1200,800")->delimiter(',')->expected(2);

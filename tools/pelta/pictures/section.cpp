@@ -59,7 +59,7 @@ void drawTraceAxis(Canvas& canvas, const std::vector<SectionTrace>& traces, cons
         canvas.text(x, box.top - 13.0, text, fontSize, Canvas::Anchor::middle);
         freeFrom = x + half;
     }
-    canvas.text(box.left - 8.0, box.top - 13.0, style.axisTitle, fontSize, Canvas::Anchor::right);
+    canvas.text(box.left - 24.0, box.top - 13.0, style.axisTitle, fontSize, Canvas::Anchor::right);
     if (!style.separatesRecords) return;
     freeFrom = -1e9;
     for (std::size_t t = 0; t < traces.size(); ++t) {
@@ -105,12 +105,12 @@ void drawWiggle(Canvas& canvas, const SectionTrace& trace, double middle, double
     cairo_stroke(pen);
 }
 
-void drawWiggles(Canvas& canvas, const std::vector<SectionTrace>& traces, const Places& places, double clip, const Axis& time,
-                 const SectionStyle& style) {
+void drawWiggles(Canvas& canvas, const std::vector<SectionTrace>& traces, const Places& places,
+                 const std::vector<double>& clips, const Axis& time, const SectionStyle& style) {
     canvas.setColor({});
     cairo_set_line_width(canvas.pen(), std::clamp(0.12 * places.stripWidth, 0.2, 0.7));
     for (std::size_t t = 0; t < traces.size(); ++t)
-        drawWiggle(canvas, traces[t], places.middle[t], style.gain * places.stripWidth, clip, time, style);
+        drawWiggle(canvas, traces[t], places.middle[t], style.gain * places.stripWidth, clips[t], time, style);
 }
 
 std::uint32_t pixelOf(double amplitude, Palette palette) {
@@ -165,13 +165,13 @@ void drawStrip(Canvas& canvas, const SectionTrace& trace, double left, double wi
     cairo_surface_destroy(image);
 }
 
-void drawDensity(Canvas& canvas, const std::vector<SectionTrace>& traces, const Places& places, double clip, const Box& box,
-                 const Axis& time, const SectionStyle& style) {
+void drawDensity(Canvas& canvas, const std::vector<SectionTrace>& traces, const Places& places,
+                 const std::vector<double>& clips, const Box& box, const Axis& time, const SectionStyle& style) {
     for (std::size_t t = 0; t < traces.size(); ++t) {
         /* Strips end on whole points, so that no seams show between them. */
         const double left = std::floor(places.middle[t] - 0.5 * places.stripWidth);
         const double right = std::max(std::floor(places.middle[t] + 0.5 * places.stripWidth), left + 1.0);
-        drawStrip(canvas, traces[t], left, right - left, clip / style.gain, box, time, style);
+        drawStrip(canvas, traces[t], left, right - left, clips[t] / style.gain, box, time, style);
     }
 }
 
@@ -212,15 +212,27 @@ double percentileAmplitude(const std::vector<SectionTrace>& traces, double perce
     return amplitudes[static_cast<std::size_t>(rank)];
 }
 
+namespace {
+
+/* The amplitude that fills each trace's place. */
+std::vector<double> clipsOf(const std::vector<SectionTrace>& traces, const SectionStyle& style) {
+    if (!style.balancesTraces) return std::vector<double>(traces.size(), percentileAmplitude(traces, style.clipPercent));
+    std::vector<double> clips;
+    for (const SectionTrace& trace : traces) clips.push_back(percentileAmplitude({trace}, style.clipPercent));
+    return clips;
+}
+
+}
+
 void drawSection(Canvas& canvas, const std::vector<SectionTrace>& traces, const SectionStyle& style) {
     const double legend = style.pickNames.empty() ? 0.0 : legendHeight;
     const Box box = {leftMargin, topMargin, canvas.width() - leftMargin - rightMargin,
                      canvas.height() - topMargin - bottomMargin - legend};
     const Axis time = {style.fromMs, style.toMs, box.top, box.bottom()};
     const Places places = placeTraces(traces, box, style);
-    const double clip = percentileAmplitude(traces, style.clipPercent);
-    if (style.style == Style::wiggle) drawWiggles(canvas, traces, places, clip, time, style);
-    else drawDensity(canvas, traces, places, clip, box, time, style);
+    const std::vector<double> clips = clipsOf(traces, style);
+    if (style.style == Style::wiggle) drawWiggles(canvas, traces, places, clips, time, style);
+    else drawDensity(canvas, traces, places, clips, box, time, style);
     drawTimeAxis(canvas, box, time);
     drawTraceAxis(canvas, traces, box, places, style);
     drawPicks(canvas, traces, places, box, time, style);
