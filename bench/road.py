@@ -129,6 +129,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--write", action="store_true")
     options = parser.parse_args()
+    for command in (["cmake", "--preset", "bench"], ["cmake", "--build", "--preset", "bench", "--target", "pelta_command"]):
+        subprocess.run(command, cwd=top, check=True, stdout=subprocess.DEVNULL)
     with tempfile.TemporaryDirectory() as folder:
         short, long = f"{folder}/short.sgy", f"{folder}/long.sgy"
         for name, traces in ((short, peer_traces), (long, pelta_traces)):
