@@ -96,7 +96,7 @@ TEST(StandardDescriptors, AreOccupiedWhereTheyWereClosed) {
         char byte;
         const bool useFails = read(0, &byte, 1) < 0 && write(1, "x", 1) < 0 && write(2, "x", 1) < 0;
         const int next = open("/dev/null", O_RDONLY);
-        _exit(useFails && next == 3 ? 0 : 1);
+        _exit(useFails && next > 2 ? 0 : 1);
     }
     int status;
     waitpid(child, &status, 0);

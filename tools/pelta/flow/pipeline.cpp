@@ -58,12 +58,6 @@ std::size_t tracesPerBatch(const segy::Layout& layout) {
                                    largestBatch);
 }
 
-std::int64_t countBadSamples(const std::vector<float>& samples) {
-    std::int64_t count = 0;
-    for (float sample : samples) count += !std::isfinite(sample);
-    return count;
-}
-
 using Chain = std::vector<std::unique_ptr<Step>>;
 
 Chain makeChain(const std::vector<FlowStep>& steps, const Line& line) {
@@ -79,7 +73,7 @@ void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool profile) 
         item.trace.samplesChanged = false;
         segy::decode(item.trace, layout);
         item.facts = segy::readFacts(item.trace, layout);
-        batch.badSamples += countBadSamples(item.trace.samples);
+        batch.badSamples += segy::countNotFinite(item.trace.samples);
         clock.finish(decodeStage);
         for (std::size_t s = 0; s < chain.size(); ++s) {
             Findings& findings = batch.findings[t * chain.size() + s];

@@ -86,12 +86,6 @@ std::int64_t encodeIntegers(Trace& trace, bool swaps) {
                  : floatsToIntegers<Integer, false>(trace.samples.data(), trace.encoded.data(), count);
 }
 
-std::int64_t countNotFinite(const std::vector<float>& samples) {
-    std::int64_t count = 0;
-    for (float sample : samples) count += !std::isfinite(sample);
-    return count;
-}
-
 /* The library converts arrays of floats: the bytes are taken as such for as long as that takes. */
 std::int64_t encodeFloats(Trace& trace, bool swaps, bool isIbm) {
     static_assert(sizeof(float) == 4);
@@ -108,6 +102,14 @@ std::int64_t encodeFloats(Trace& trace, bool swaps, bool isIbm) {
     return isIbm ? countNotFinite(trace.samples) : 0;
 }
 
+}
+
+/* All bits of the exponent are set: looked at as integers, which the compiler counts over lanes. */
+std::int64_t countNotFinite(const std::vector<float>& samples) {
+    constexpr std::uint32_t exponent = 0x7F800000;
+    std::int32_t count = 0;
+    for (float sample : samples) count += (std::bit_cast<std::uint32_t>(sample) & exponent) == exponent;
+    return count;
 }
 
 void decode(Trace& trace, const Layout& layout) {

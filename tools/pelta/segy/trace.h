@@ -27,6 +27,9 @@ struct TraceFacts {
 };
 TraceFacts readFacts(const Trace& trace, const Layout& layout);
 
+/* Samples that are NaN or infinite. */
+std::int64_t countNotFinite(const std::vector<float>& samples);
+
 /* encoded -> samples. */
 void decode(Trace& trace, const Layout& layout);
 /* samples -> encoded where samplesChanged. Integer formats are rounded to the nearest (an even one where two are equally
