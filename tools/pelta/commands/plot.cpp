@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <set>
 
@@ -89,6 +90,9 @@ pictures::Style styleOf(const Request& request, std::size_t traceCount) {
                                                                                                      : pictures::Style::density;
 }
 
+/* A file's name without its folder. */
+std::string nameOf(const std::string& fileName) { return std::filesystem::path(fileName).filename().string(); }
+
 pictures::SectionStyle sectionStyle(const Request& request, const Selection& selection, const segy::Layout& layout) {
     pictures::SectionStyle style;
     style.style = styleOf(request, selection.traces.size());
@@ -111,9 +115,9 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     if (!(style.fromMs < style.toMs)) failUsage("--times: {:g} to {:g} ms is no range", style.fromMs, style.toMs);
     constexpr std::size_t mostRecordsApart = 40;
     style.separatesRecords = selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
-    style.title = request.title.empty() ? request.input : request.title;
+    style.title = request.title.empty() ? nameOf(request.input) : request.title;
     style.axisTitle = request.axis;
-    style.pickNames = request.pickFiles;
+    for (const std::string& file : request.pickFiles) style.pickNames.push_back(nameOf(file));
     return style;
 }
 
