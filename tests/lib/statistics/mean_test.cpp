@@ -117,6 +117,18 @@ TEST(ComputeMean, MatchesThePlainFormWhereOnlyRoundingsRemain) {
     }
 }
 
+/* While the loud sample is in the sum, the last places of the quiet ones are rounded away, those of the ones before it not. */
+TEST(ComputeMean, MatchesThePlainFormWhereALoudPairRoundsTheQuietSamples) {
+    for (int exponent = 27; exponent <= 40; ++exponent)
+        for (unsigned seed = 0; seed < 40; ++seed) {
+            std::vector<float> trace = randomTrace(70 + 3 * static_cast<int>(seed), seed, 0.001f);
+            for (std::size_t i = 0; i < trace.size(); ++i) trace[i] += i % 2 ? 1.0f : -1.0f;
+            trace[seed] = std::ldexp(1.0f, exponent);
+            trace[trace.size() - 20] = -std::ldexp(1.0f, exponent);
+            expectPlainBits(trace, "loud pair");
+        }
+}
+
 /* In order, the sum of squares stays just below the middle between two roots: each small sample is lost beside it. Summed by
  * themselves first, the small ones would take it across. */
 TEST(ComputeMean, LosesSmallSquaresBehindLargeOnes) {

@@ -160,6 +160,18 @@ TEST(Smooth, MatchesThePlainFormAtTheEdgeOfRounding) {
     }
 }
 
+/* A sum that slides past the loud samples keeps their roundings when they have left the window. */
+TEST(Smooth, MatchesThePlainFormBehindALoudPair) {
+    for (int exponent = 27; exponent <= 40; ++exponent)
+        for (int window : {6, 40, 130}) {
+            std::vector<float> trace = randomTrace(400, static_cast<unsigned>(exponent), 0.001f);
+            for (std::size_t i = 0; i < trace.size(); ++i) trace[i] += i % 2 ? 1.0f : -1.0f;
+            trace[50] = std::ldexp(1.0f, exponent);
+            trace[90] = -std::ldexp(1.0f, exponent);
+            expectPlainBits(trace, window, "loud pair");
+        }
+}
+
 TEST(Smooth, MatchesThePlainFormOnMutedAndOddTraces) {
     constexpr float infinity = std::numeric_limits<float>::infinity(), nan = std::numeric_limits<float>::quiet_NaN();
     for (int window : {2, 10, 50, 101}) {
