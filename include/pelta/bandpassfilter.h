@@ -47,8 +47,9 @@ class PELTA_API BandPassFilter {
     int applyFilter(float* data, int nsamp);
 
     /* Writes an Ormsby response with the object's corners at the frequencies f = 0, df, 2 df, ... up to and including the last
-     * that is not above maxf, hc included: 0.001 (-60 dB) outside lc .. hc, 1 from lp to hp, sin^2 and cos^2 tapers between.
-     *   a      [about numf + 1, more when hc is above maxf] receives the values, ia floats apart
+     * that is not above maxf, or not above the highest corner where that lies beyond maxf: 0.001 (-60 dB) outside lc .. hc, 1
+     * from lp to hp, sin^2 and cos^2 tapers between.
+     *   a      [about numf + 1, more for corners above maxf] receives the values, ia floats apart
      *   maxf   highest frequency (Hz)      numf   steps up to it: df = maxf / numf, added up in single precision
      * A step that does not raise f (zero, negative, not a number, or lost in rounding) ends the response after its value. */
     void ormsbyGen(float* a, int ia, int maxf, int numf);
