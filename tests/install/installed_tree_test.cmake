@@ -37,6 +37,17 @@ run(output ${WORK}/trace)
 run(output ${cxxProgram} -o ${WORK}/gather ${cflags} ${linking} ${libs})
 run(output ${WORK}/gather)
 
+# The program on the first page.
+file(READ ${CMAKE_CURRENT_LIST_DIR}/../../README.md firstPage)
+string(REGEX MATCH "```c\n([^`]*)```" block "${firstPage}")
+file(WRITE ${WORK}/firstpage.c "${CMAKE_MATCH_1}")
+run(output ${C_COMPILER} ${cFlags} -std=c99 -Wall -Wextra -Werror ${WORK}/firstpage.c -o ${WORK}/firstpage ${cflags}
+  ${linking} ${libs})
+run(output ${WORK}/firstpage)
+if(NOT output MATCHES "1000 ms +[1-9]")
+  message(FATAL_ERROR "the first page's program prints:\n${output}")
+endif()
+
 refused("pelta/[a-z]+\\.h: No such file|pelta/[a-z]+\\.h. file not found" ${cProgram} -o ${WORK}/trace ${linking})
 refused("pelta/[a-z]+\\.h: No such file|pelta/[a-z]+\\.h. file not found" ${cxxProgram} -o ${WORK}/gather ${linking})
 refused("undefined reference" ${cProgram} -o ${WORK}/trace ${cflags} ${linking})
