@@ -43,6 +43,10 @@ else()
 endif()
 
 if(PELTA_SANITIZE)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The sanitizers' checks make gcc see uninitialised members in variants.
+    target_compile_options(pelta_flags INTERFACE -Wno-maybe-uninitialized)
+  endif()
   target_compile_options(pelta_flags INTERFACE -fsanitize=${PELTA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(pelta_flags INTERFACE -fsanitize=${PELTA_SANITIZE})
 endif()

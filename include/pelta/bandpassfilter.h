@@ -76,7 +76,7 @@ class PELTA_API BandPassFilter {
     float* _tempTrc;  /* work trace */
     float* _tempTrc1; /* work trace */
     float* _filter;   /* [_lenfilter] time-domain operator, centred on its middle sample */
-    /* [_nfft + 2] response: complex bins 0 .. _nfft/2 with imaginary parts 0. A minimum-phase build leaves its normalised
+    /* [_nfft + 2] response: complex bins 0 .. _nfft/2, all real. A minimum-phase build leaves its normalised
      * amplitudes in the first _nfft/2 + 1 floats instead. */
     float* _magfilter;
     int _lenfilter; /* odd */

@@ -159,7 +159,7 @@ TEST_F(CommandLine, WritesTheGainsBesideTheGainedTraces) {
 }
 
 TEST_F(CommandLine, DrawsPicturesOfEveryFormat) {
-    if (pelta("plot --help").status != 0) GTEST_SKIP() << "built without pictures";
+    if (pelta("plot").err.find("unknown command") != std::string::npos) GTEST_SKIP() << "built without pictures";
     const std::pair<const char*, const char*> formats[] = {{"png", "\x89PNG"}, {"svg", "<?xml"}, {"pdf", "%PDF"}};
     for (const auto& [ending, magic] : formats) {
         const std::string picture = folder / ("picture." + std::string(ending));

@@ -58,7 +58,10 @@ namespace {
 /* Places in the binary header where 0 leaves the file's times or lengths to guesses. */
 bool isNeeded(std::int64_t byte) { return byte == 3217 || byte == 3221; }
 
-bool isZero(const Value& value) { return value == Value(std::int64_t{0}); }
+bool isZero(const Value& value) {
+    const auto* number = std::get_if<std::int64_t>(&value);
+    return number && *number == 0;
+}
 
 }
 
