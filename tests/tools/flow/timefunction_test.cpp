@@ -2,22 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
-
 #include "support/failure.h"
+#include "support/files.h"
 
 namespace pelta {
 namespace {
 
-std::string written(const std::string& text) {
-    const std::string name = testing::TempDir() + "timefunction.csv";
-    std::ofstream(name) << text;
-    return name;
-}
-
 std::string complaint(const std::string& text) {
-    const std::string name = written(text);
+    const ScratchFolder folder;
+    const std::string name = folder.file("function.csv");
+    writeFile(name, text);
     try {
         readTimeFunction(name);
     } catch (const UsageError& error) { return std::string(error.what()).substr(name.size()); }
@@ -36,7 +30,9 @@ TEST(TimeFunction, IsLinearBetweenItsTimesAndConstantBeyond) {
 }
 
 TEST(TimeFunction, ReadsATableWithHeadingCommentsAndAnySeparator) {
-    const TimeFunction function = readTimeFunction(written("time_ms,velocity\n# water\n0,1500\n\n1000 ; 2000\r\n"));
+    const ScratchFolder folder;
+    writeFile(folder.file("function.csv"), "time_ms,velocity\n# water\n0,1500\n\n1000 ; 2000\r\n");
+    const TimeFunction function = readTimeFunction(folder.file("function.csv"));
     EXPECT_EQ(function.at(500), 1750);
 }
 

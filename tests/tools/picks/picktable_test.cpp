@@ -2,21 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "support/failure.h"
+#include "support/files.h"
 
 namespace pelta {
 namespace {
 
-std::string written(const std::string& text) {
-    const std::string name = testing::TempDir() + "picks.csv";
-    std::ofstream(name) << text;
-    return name;
+PickTable tableOf(const std::string& text) {
+    const ScratchFolder folder;
+    writeFile(folder.file("picks.csv"), text);
+    return PickTable(folder.file("picks.csv"));
 }
 
 std::string complaint(const std::string& text) {
-    const std::string name = written(text);
+    const ScratchFolder folder;
+    const std::string name = folder.file("picks.csv");
+    writeFile(name, text);
     try {
         PickTable table(name);
     } catch (const Failure& failure) { return std::string(failure.what()).substr(name.size()); }
@@ -24,14 +25,14 @@ std::string complaint(const std::string& text) {
 }
 
 TEST(PickTable, FindsPicksByTraceNumber) {
-    const PickTable table(written("trace,record,channel,pick_samples,pick_ms\n1,7,1,10,20.5\n2,7,2,0,\n"));
+    const PickTable table = tableOf("trace,record,channel,pick_samples,pick_ms\n1,7,1,10,20.5\n2,7,2,0,\n");
     EXPECT_EQ(table.size(), 1u);
     EXPECT_EQ(table.timeMs(1, 0, 0), 20.5);
     EXPECT_EQ(table.timeMs(2, 7, 2), std::nullopt);
 }
 
 TEST(PickTable, FindsHandPicksByRecordAndChannelInSeconds) {
-    const PickTable table(written("ffid,channel,time_s,valid\r\n7,1,0.02,1\r\n7,2,0.03,0\r\n"));
+    const PickTable table = tableOf("ffid,channel,time_s,valid\r\n7,1,0.02,1\r\n7,2,0.03,0\r\n");
     EXPECT_EQ(table.timeMs(99, 7, 1), 20.0);
     EXPECT_EQ(table.timeMs(99, 7, 2), std::nullopt);
 }
