@@ -69,6 +69,17 @@ TEST_F(CommandLine, MakesTheSameSyntheticLineFromTheSameSeed) {
     EXPECT_EQ(linesOf(contentsOf(line + ".first_breaks.csv")).size(), 31u);
 }
 
+TEST_F(CommandLine, WritesTheTrueVelocitiesOfASyntheticLineForTheMoveoutStep) {
+    const std::string velocities = line + ".velocities.csv";
+    EXPECT_EQ(contentsOf(velocities), "time_ms,velocity_m_per_s\n400,1800\n750,2050\n1100,2300\n1600,2650\n2200,3050\n");
+    ASSERT_EQ(pelta("moveout " + line + " " + (folder / "file.sgy") + " --velocity-file " + velocities).status, 0);
+    ASSERT_EQ(pelta("moveout " + line + " " + (folder / "table.sgy") +
+                    " --velocity-table 400:1800,750:2050,1100:2300,1600:2650,2200:3050")
+                  .status,
+              0);
+    EXPECT_TRUE(contentsOf(folder / "file.sgy") == contentsOf(folder / "table.sgy"));
+}
+
 TEST_F(CommandLine, GivesTheSameBytesForAnyNumberOfThreadsAndThroughPipes) {
     const std::string flow = folder / "flow.toml";
     std::ofstream(flow)

@@ -10,7 +10,7 @@ namespace pelta {
 namespace {
 
 struct Request {
-    std::string output, firstBreaksName, format = "ibm", endian = "big";
+    std::string output, firstBreaksName, velocitiesName, format = "ibm", endian = "big";
     synthesis::Survey survey;
     bool overwrite = false;
 };
@@ -69,7 +69,13 @@ std::vector<std::string> textHeader(const Request& request) {
                         survey.channelCount, survey.receiverInterval),
             fmt::format("C 3 {} samples at {:g} ms, noise {:g} of the first break", survey.sampleCount, survey.intervalMs,
                         survey.noise),
-            "C 4 true first breaks stand in the CSV file beside this one"};
+            "C 4 true first breaks and velocities stand in the CSV files beside this one"};
+}
+
+void writeVelocities(TextOutput& file) {
+    file.write("time_ms,velocity_m_per_s\n");
+    for (const synthesis::Reflection& reflection : synthesis::reflections)
+        file.write(fmt::format("{:g},{:g}\n", reflection.time, reflection.velocity));
 }
 
 int synthesise(const Request& request) {
@@ -78,6 +84,9 @@ int synthesise(const Request& request) {
     segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
     TextOutput firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
                            request.overwrite);
+    TextOutput velocities(request.velocitiesName.empty() ? request.output + ".velocities.csv" : request.velocitiesName,
+                          request.overwrite);
+    writeVelocities(velocities);
     firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
     synthesis::TraceMaker maker(survey);
     segy::Trace trace;
@@ -95,8 +104,10 @@ int synthesise(const Request& request) {
                                           station.offset(), maker.firstBreakMs(station), station.isDead ? 0 : 1));
         }
     firstBreaks.commit();
+    velocities.commit();
     writer.commit();
-    fmt::print(stderr, "pelta: {} traces -> {}, first breaks -> {}\n", trace.number, request.output, firstBreaks.name());
+    fmt::print(stderr, "pelta: {} traces -> {}, first breaks -> {}, velocities -> {}\n", trace.number, request.output,
+               firstBreaks.name(), velocities.name());
     return 0;
 }
 
@@ -105,6 +116,8 @@ std::function<int()> define(CLI::App& app) {
     synthesis::Survey& survey = request->survey;
     app.add_option("OUT", request->output, "SEG-Y file to write")->required();
     app.add_option("--first-breaks", request->firstBreaksName, "CSV file of the true first breaks (OUT.first_breaks.csv)");
+    app.add_option("--velocities", request->velocitiesName,
+                   "CSV file of the reflections' zero-offset times and stacking velocities (OUT.velocities.csv)");
     app.add_option("--seed", survey.seed, "seed of everything random")->capture_default_str();
     app.add_option("--records", survey.recordCount, "shot records")->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--channels", survey.channelCount, "channels a record")->check(CLI::Range(1, 100000))->capture_default_str();
