@@ -91,8 +91,8 @@ class GridInGdal : public testing::TestWithParam<const char*> {
 TEST_P(GridInGdal, OpensUprightInItsPlace) {
     const Outcome info = runShell("gdalinfo " + name);
     ASSERT_EQ(info.status, 0) << info.err;
-    for (const char* said : {"Size is 3, 2", "Origin = (1487.5", ",2.0", "Pixel Size = (25.0", ",-4.0", "Type=Float32",
-                             "NoData Value=-9999"})
+    for (const char* said :
+         {"Size is 3, 2", "Origin = (1487.5", ",2.0", "Pixel Size = (25.0", ",-4.0", "Type=Float32", "NoData Value=-9999"})
         EXPECT_NE(info.out.find(said), std::string::npos) << said << " is missing:\n" << info.out;
     EXPECT_EQ(runShell("echo 2 0 | gdallocationinfo -valonly " + name).out.substr(0, 3), "0.1");
     EXPECT_EQ(runShell("echo 1500 -4 | gdallocationinfo -valonly -geoloc " + name).out, "-3\n") << "rows go down";

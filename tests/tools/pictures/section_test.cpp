@@ -6,6 +6,7 @@
 
 #include "pictures/axis.h"
 #include "support/failure.h"
+#include "support/pixels.h"
 #include "support/process.h"
 
 namespace pelta::pictures {
@@ -38,14 +39,6 @@ TEST(PercentileAmplitude, LooksAtLiveNumbersOnly) {
 
 TEST(Canvas, RefusesUnknownEndings) { EXPECT_THROW(Canvas("picture.gif", 300, 300), UsageError); }
 
-/* Red, green and blue of a point. */
-std::uint32_t pixel(Canvas& canvas, int x, int y) {
-    cairo_surface_t* surface = cairo_get_target(canvas.pen());
-    cairo_surface_flush(surface);
-    const unsigned char* row = cairo_image_surface_get_data(surface) + y * cairo_image_surface_get_stride(surface);
-    return reinterpret_cast<const std::uint32_t*>(row)[x] & 0xFFFFFF;
-}
-
 /* Two traces of 100 samples at 1 ms: the first is positive in its earlier half, the second negative in its later half. */
 std::vector<SectionTrace> twoTraces() {
     std::vector<SectionTrace> traces(2);
@@ -73,6 +66,18 @@ TEST(Section, ShowsAmplitudesAsDensityInTheirPlace) {
     EXPECT_NEAR(pixel(canvas, firstMiddle, late) & 0xFF, 0x80, 1) << "zero is gray";
     EXPECT_NEAR(pixel(canvas, secondMiddle, early) & 0xFF, 0x80, 1);
     EXPECT_EQ(pixel(canvas, secondMiddle, late), 0xFFFFFFu) << "negative is white";
+}
+
+TEST(Section, StandsInABoxOfALargerCanvas) {
+    Canvas alone("picture.png", width, height), beside("picture.png", 2 * width, height);
+    drawSection(alone, twoTraces(), styleOf(Style::density));
+    drawSection(beside, {boxLeft + width, boxTop, boxRight - boxLeft, boxBottom - boxTop}, twoTraces(),
+                styleOf(Style::density));
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            ASSERT_EQ(pixel(beside, x + width, y), pixel(alone, x, y)) << x << ", " << y;
+            ASSERT_EQ(pixel(beside, x, y), 0xFFFFFFu);
+        }
 }
 
 TEST(Section, FillsPositiveHalvesOfWiggles) {

@@ -49,12 +49,13 @@ void GridFile::writeAscii(const Grid& grid) {
 void GridFile::writeBinary(const Grid& grid, const std::string& what) {
     constexpr int ieeeSingle = 4, littleEndian = 0;
     static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
-    _header->write(fmt::format("ENVI\ndescription = {{{}}}\nsamples = {}\nlines = {}\nbands = 1\nheader offset = 0\n"
-                               "file type = ENVI Standard\ndata type = {}\ninterleave = bsq\nbyte order = {}\n"
-                               "map info = {{Arbitrary, 1.5, 1.5, {}, {}, {}, {}}}\ndata ignore value = {}\n"
-                               "band names = {{{}}}\n",
-                               what, grid.columns, grid.rows, ieeeSingle, littleEndian, grid.left, grid.top,
-                               grid.columnSpacing, grid.rowSpacing, grid.noData, what));
+    _header->write(
+        fmt::format("ENVI\ndescription = {{{}}}\nsamples = {}\nlines = {}\nbands = 1\nheader offset = 0\n"
+                    "file type = ENVI Standard\ndata type = {}\ninterleave = bsq\nbyte order = {}\n"
+                    "map info = {{Arbitrary, 1.5, 1.5, {}, {}, {}, {}}}\ndata ignore value = {}\n"
+                    "band names = {{{}}}\n",
+                    what, grid.columns, grid.rows, ieeeSingle, littleEndian, grid.left, grid.top, grid.columnSpacing,
+                    grid.rowSpacing, grid.noData, what));
     std::vector<float> row(static_cast<std::size_t>(grid.columns));
     for (std::int64_t first = 0; first < grid.rows * grid.columns; first += grid.columns) {
         for (std::size_t k = 0; k < row.size(); ++k)

@@ -12,7 +12,8 @@ namespace {
 
 constexpr double fontSize = 11.0, titleSize = 14.0;
 constexpr double leftMargin = 70.0, rightMargin = 20.0, topMargin = 76.0, bottomMargin = 20.0, legendHeight = 20.0;
-constexpr double recordGap = 1.0; /* in trace widths, at least a few points */
+constexpr double titleHeight = 54.0; /* above the box */
+constexpr double recordGap = 1.0;    /* in trace widths, at least a few points */
 constexpr Color pickColors[] = {{0.85, 0.1, 0.1}, {0.1, 0.35, 0.85}, {0.1, 0.6, 0.2}, {0.8, 0.5, 0.0}};
 
 const Color& pickColor(std::size_t set) { return pickColors[set % std::size(pickColors)]; }
@@ -224,10 +225,7 @@ std::vector<double> clipsOf(const std::vector<SectionTrace>& traces, const Secti
 
 }
 
-void drawSection(Canvas& canvas, const std::vector<SectionTrace>& traces, const SectionStyle& style) {
-    const double legend = style.pickNames.empty() ? 0.0 : legendHeight;
-    const Box box = {leftMargin, topMargin, canvas.width() - leftMargin - rightMargin,
-                     canvas.height() - topMargin - bottomMargin - legend};
+void drawSection(Canvas& canvas, const Box& box, const std::vector<SectionTrace>& traces, const SectionStyle& style) {
     const Axis time = {style.fromMs, style.toMs, box.top, box.bottom()};
     const Places places = placeTraces(traces, box, style);
     const std::vector<double> clips = clipsOf(traces, style);
@@ -240,7 +238,14 @@ void drawSection(Canvas& canvas, const std::vector<SectionTrace>& traces, const 
     cairo_set_line_width(canvas.pen(), 1.0);
     cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
     cairo_stroke(canvas.pen());
-    canvas.text(box.left, 22.0, style.title, titleSize, Canvas::Anchor::left);
+    canvas.text(box.left, box.top - titleHeight, style.title, titleSize, Canvas::Anchor::left);
+}
+
+void drawSection(Canvas& canvas, const std::vector<SectionTrace>& traces, const SectionStyle& style) {
+    const double legend = style.pickNames.empty() ? 0.0 : legendHeight;
+    const Box box = {leftMargin, topMargin, canvas.width() - leftMargin - rightMargin,
+                     canvas.height() - topMargin - bottomMargin - legend};
+    drawSection(canvas, box, traces, style);
 }
 
 }

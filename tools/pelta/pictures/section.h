@@ -36,7 +36,10 @@ struct SectionStyle {
 /* The amplitude that percent of the non-zero finite samples do not exceed; 1 when there are none. */
 double percentileAmplitude(const std::vector<SectionTrace>& traces, double percent);
 
-/* Draws traces side by side, time down; a gap and a heading separate records. */
+/* Draws traces side by side in a box, time down; a gap and a heading separate records. The axes, the title and the legend of
+ * picks stand around the box. */
+void drawSection(Canvas& canvas, const Box& box, const std::vector<SectionTrace>& traces, const SectionStyle& style);
+/* The same with a canvas of its own. */
 void drawSection(Canvas& canvas, const std::vector<SectionTrace>& traces, const SectionStyle& style);
 
 }

@@ -1,0 +1,86 @@
+#include "pictures/raster.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "support/pixels.h"
+
+namespace pelta::pictures {
+namespace {
+
+constexpr int width = 300, height = 200;
+const Box box = {50, 40, 200, 120};
+
+std::uint32_t colorOf(double share) {
+    const Color color = scaleColor(share);
+    const auto channel = [](double value) { return static_cast<std::uint32_t>(std::lround(255.0 * value)); };
+    return channel(color.red) << 16 | channel(color.green) << 8 | channel(color.blue);
+}
+
+/* Two columns at 0 and 10, three rows at 0, 1 and 2; axes that show the nodes and what lies around them. */
+Raster smallRaster() {
+    Raster raster;
+    raster.columns = 2;
+    raster.rows = 3;
+    raster.columnSpacing = 10.0;
+    raster.values = {0, 1, 0, 1, 4, 4};
+    raster.highest = 4.0;
+    return raster;
+}
+const Axis across = {-5, 15, box.left, box.right()};
+const Axis down = {-0.5, 2.5, box.top, box.bottom()};
+
+TEST(Raster, PutsEveryNodeInItsPlaceAndIsLinearBetween) {
+    Canvas canvas("picture.png", width, height);
+    drawRaster(canvas, box, across, down, smallRaster());
+    EXPECT_EQ(pixel(canvas, 75, 60), colorOf(0.0)) << "first column, first row: above on the left";
+    EXPECT_EQ(pixel(canvas, 225, 60), colorOf(0.25));
+    EXPECT_EQ(pixel(canvas, 150, 155), colorOf(1.0)) << "last row: below";
+    const std::uint32_t between = pixel(canvas, 150, 60), middle = colorOf(0.125);
+    for (int shift : {0, 8, 16}) EXPECT_NEAR(between >> shift & 0xFF, middle >> shift & 0xFF, 2);
+}
+
+TEST(Raster, LeavesTheRestOfThePictureAlone) {
+    Canvas canvas("picture.png", width, height);
+    Raster raster = smallRaster();
+    raster.values[5] = std::numeric_limits<float>::quiet_NaN();
+    drawRaster(canvas, box, {-25, 35, box.left, box.right()}, down, raster);
+    EXPECT_EQ(pixel(canvas, 49, 100), 0xFFFFFFu) << "outside the box";
+    EXPECT_EQ(pixel(canvas, 60, 100), 0xFFFFFFu) << "further than half a spacing from a node";
+    EXPECT_EQ(pixel(canvas, 166, 150), 0xFFFFFFu) << "no value";
+    EXPECT_NE(pixel(canvas, 134, 60), 0xFFFFFFu);
+}
+
+TEST(Raster, ShowsAUniformOneInTheLowestColour) {
+    Canvas canvas("picture.png", width, height);
+    Raster raster = smallRaster();
+    raster.values.assign(6, 4.0f);
+    raster.lowest = 4.0;
+    drawRaster(canvas, box, across, down, raster);
+    EXPECT_EQ(pixel(canvas, 150, 100), colorOf(0.0));
+}
+
+TEST(ScaleColor, GrowsSteadilyLighterAndHoldsItsEnds) {
+    const auto lightness = [](double share) {
+        const Color color = scaleColor(share);
+        return 0.2126 * color.red + 0.7152 * color.green + 0.0722 * color.blue;
+    };
+    for (int k = 1; k <= 100; ++k) EXPECT_GT(lightness(k / 100.0), lightness((k - 1) / 100.0)) << k;
+    EXPECT_EQ(colorOf(-1.0), colorOf(0.0));
+    EXPECT_EQ(colorOf(2.0), colorOf(1.0));
+}
+
+TEST(ScaleBar, RunsFromTheLowestColourUpToTheHighest) {
+    Canvas canvas("picture.png", width, height);
+    drawScaleBar(canvas, {50, 40, 20, 120}, 0.0, 1.0, "semblance");
+    constexpr int rounding = 2; /* of a point's pixels to their mean */
+    for (int y : {43, 70, 100, 130, 157}) {
+        const std::uint32_t expected = colorOf((160.0 - (y + 0.5)) / 120.0), found = pixel(canvas, 60, y);
+        for (int shift : {0, 8, 16}) EXPECT_NEAR(found >> shift & 0xFF, expected >> shift & 0xFF, rounding) << y;
+    }
+}
+
+}
+}

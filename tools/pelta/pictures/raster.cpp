@@ -1,0 +1,133 @@
+#include "pictures/raster.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace pelta::pictures {
+namespace {
+
+constexpr double fontSize = 11.0, tickLength = 5.0, spacePerTick = 40.0;
+constexpr double pixelsPerPoint = 2.0; /* fine enough for print */
+constexpr double mostPixels = 30000.0; /* across an image */
+
+/* From dark violet over green to yellow, its lightness rising evenly. */
+constexpr int scaleColors[][3] = {{68, 1, 84},    {71, 44, 122},  {59, 81, 139}, {44, 113, 142}, {33, 144, 141},
+                                  {39, 173, 129}, {92, 200, 99}, {170, 220, 50}, {253, 231, 37}};
+
+std::uint32_t pixelOf(double share) {
+    const Color color = scaleColor(share);
+    const auto channel = [](double value) { return static_cast<std::uint32_t>(std::lround(255.0 * value)); };
+    return 0xFF000000u | channel(color.red) << 16 | channel(color.green) << 8 | channel(color.blue);
+}
+
+/* Two neighbouring nodes and the weight of the second. */
+struct Between {
+    int first, second;
+    double weight;
+};
+
+/* Nothing beyond half a spacing from the outer nodes. */
+bool findBetween(double position, int count, Between& between) {
+    if (!(position >= -0.5 && position <= count - 0.5)) return false;
+    const double inside = std::clamp(position, 0.0, count - 1.0);
+    between.first = static_cast<int>(inside);
+    between.second = std::min(between.first + 1, count - 1);
+    between.weight = inside - between.first;
+    return true;
+}
+
+double mixed(double first, double second, double weight) {
+    if (weight == 0.0) return first;
+    return weight == 1.0 ? second : first + weight * (second - first);
+}
+
+double valueAt(const Raster& raster, double column, double row) {
+    Between across, down;
+    if (!findBetween(column, raster.columns, across) || !findBetween(row, raster.rows, down))
+        return std::numeric_limits<double>::quiet_NaN();
+    const auto at = [&](int r, int c) {
+        return static_cast<double>(raster.values[static_cast<std::size_t>(r) * raster.columns + c]);
+    };
+    const double upper = mixed(at(down.first, across.first), at(down.first, across.second), across.weight);
+    if (down.weight == 0.0) return upper;
+    return mixed(upper, mixed(at(down.second, across.first), at(down.second, across.second), across.weight), down.weight);
+}
+
+/* The value of an axis at a place. */
+double valueAtPlace(const Axis& axis, double place) {
+    return axis.firstValue + (place - axis.firstPlace) / (axis.lastPlace - axis.firstPlace) * (axis.lastValue - axis.firstValue);
+}
+
+/* Fills the box with an image whose point at (x, y) of the picture has the colour colorAt(x, y); 0 is transparent. */
+template <class ColorAt>
+void fillBox(Canvas& canvas, const Box& box, const ColorAt& colorAt) {
+    const double scale = std::min(pixelsPerPoint, mostPixels / std::max(box.width, box.height));
+    const int width = std::max(1, static_cast<int>(scale * box.width));
+    const int height = std::max(1, static_cast<int>(scale * box.height));
+    cairo_surface_t* image = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
+    cairo_surface_flush(image);
+    unsigned char* pixels = cairo_image_surface_get_data(image);
+    const int stride = cairo_image_surface_get_stride(image);
+    if (pixels)
+        for (int row = 0; row < height; ++row)
+            for (int column = 0; column < width; ++column)
+                reinterpret_cast<std::uint32_t*>(pixels + row * stride)[column] =
+                    colorAt(box.left + (column + 0.5) * box.width / width, box.top + (row + 0.5) * box.height / height);
+    cairo_surface_mark_dirty(image);
+    cairo_t* pen = canvas.pen();
+    cairo_save(pen);
+    cairo_rectangle(pen, box.left, box.top, box.width, box.height);
+    cairo_clip(pen);
+    cairo_translate(pen, box.left, box.top);
+    cairo_scale(pen, box.width / width, box.height / height);
+    cairo_set_source_surface(pen, image, 0.0, 0.0);
+    cairo_pattern_set_extend(cairo_get_source(pen), CAIRO_EXTEND_PAD);
+    cairo_paint(pen);
+    cairo_restore(pen);
+    cairo_surface_destroy(image);
+}
+
+}
+
+Color scaleColor(double share) {
+    constexpr int last = static_cast<int>(std::size(scaleColors)) - 1;
+    const double position = last * std::clamp(share, 0.0, 1.0);
+    const int below = std::min(static_cast<int>(position), last - 1);
+    const auto channel = [&](int c) {
+        return mixed(scaleColors[below][c], scaleColors[below + 1][c], position - below) / 255.0;
+    };
+    return {channel(0), channel(1), channel(2)};
+}
+
+void drawRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster) {
+    const double range = raster.highest - raster.lowest;
+    fillBox(canvas, box, [&](double x, double y) {
+        const double column = (valueAtPlace(across, x) - raster.firstColumn) / raster.columnSpacing;
+        const double row = (valueAtPlace(down, y) - raster.firstRow) / raster.rowSpacing;
+        const double value = valueAt(raster, column, row);
+        return std::isfinite(value) ? pixelOf(range > 0.0 ? (value - raster.lowest) / range : 0.0) : 0u;
+    });
+}
+
+void drawScaleBar(Canvas& canvas, const Box& bar, double lowest, double highest, const std::string& title) {
+    const Axis scale = {lowest, highest, bar.bottom(), bar.top};
+    fillBox(canvas, bar, [&](double, double y) { return pixelOf((bar.bottom() - y) / bar.height); });
+    canvas.setColor({});
+    cairo_set_line_width(canvas.pen(), 1.0);
+    cairo_rectangle(canvas.pen(), bar.left, bar.top, bar.width, bar.height);
+    cairo_stroke(canvas.pen());
+    cairo_set_line_width(canvas.pen(), 0.5);
+    double widest = 0.0;
+    for (double tick : niceTicks(lowest, highest, std::max(2, static_cast<int>(bar.height / spacePerTick)))) {
+        const double y = scale.place(tick);
+        canvas.line(bar.right(), y, bar.right() + tickLength, y);
+        canvas.text(bar.right() + tickLength + 3.0, y, tickText(tick), fontSize, Canvas::Anchor::left);
+        widest = std::max(widest, canvas.textWidth(tickText(tick), fontSize));
+    }
+    canvas.text(bar.right() + tickLength + widest + 15.0, bar.top + 0.5 * bar.height, title, fontSize, Canvas::Anchor::middle,
+                true);
+}
+
+}
