@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstdint>
 
-#include "gather/truncation.h"
 #include "gather/workarray.h"
+#include "truncation.h"
 #include "vectorize.h"
 
 namespace {

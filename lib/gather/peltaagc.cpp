@@ -9,8 +9,8 @@
 #include <numeric>
 
 #include "gather/rankedwindow.h"
-#include "gather/truncation.h"
 #include "gather/workarray.h"
+#include "truncation.h"
 #include "vectorize.h"
 
 namespace {
