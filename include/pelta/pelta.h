@@ -21,6 +21,7 @@
 /* clang-format off */
 #include "formats.h"
 #include "statistics.h"
+#include "numeric.h"
 #include "spectrum.h"
 #include "bandpassfilter.h"
 #include "normalmoveout.h"
