@@ -2,28 +2,26 @@
 #define PELTA_TOOL_TIMEFUNCTION_H
 
 #include <string>
+#include <utility>
 
-#include "flow/parameters.h"
+#include "flow/linearfunction.h"
 
 namespace pelta {
 
-/* A value at every time, linear between given ones and constant beyond them. */
-class TimeFunction {
+inline const PairNames timeAndValue = {"time", "ms", "value", ""};
+
+/* A value at every time in ms, linear between given ones and constant beyond them. */
+class TimeFunction : public LinearFunction {
   public:
-    explicit TimeFunction(double value) : _pairs{{0.0, value}} {}
+    explicit TimeFunction(double value) : LinearFunction(value) {}
     /* Fails (UsageError), beginning with what, unless the times ascend. */
-    TimeFunction(Pairs pairs, const std::string& what);
-
-    double at(double timeMs) const;
-    double smallestValue() const;
-
-  private:
-    Pairs _pairs;
+    TimeFunction(Pairs pairs, const std::string& what) : LinearFunction(std::move(pairs), timeAndValue, what) {}
 };
 
-/* A CSV file with a time in ms and a value a line; a first line of words and lines that begin with # are passed over. Fails
- * (UsageError) with file and line. */
-TimeFunction readTimeFunction(const std::string& fileName);
+/* A CSV file with a time in ms and a value a line. */
+inline TimeFunction readTimeFunction(const std::string& fileName) {
+    return TimeFunction(readPairs(fileName, timeAndValue), fileName);
+}
 
 }
 

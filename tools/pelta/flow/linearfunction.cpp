@@ -1,0 +1,81 @@
+#include "flow/linearfunction.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <fstream>
+
+#include "support/failure.h"
+
+namespace pelta {
+namespace {
+
+/* The numbers of a line, separated by commas, semicolons or blanks; nothing when it holds anything else. */
+std::optional<std::vector<double>> numbersIn(std::string line) {
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char c) { return c == ',' || c == ';' || std::isspace(c); }, ' ');
+    std::vector<double> numbers;
+    const char* text = line.c_str();
+    for (;;) {
+        while (*text == ' ') ++text;
+        if (*text == '\0') return numbers;
+        char* end = nullptr;
+        numbers.push_back(std::strtod(text, &end));
+        if (end == text || (*end != ' ' && *end != '\0') || !std::isfinite(numbers.back())) return std::nullopt;
+        text = end;
+    }
+}
+
+/* "a time in ms", "an offset in m". */
+std::string withArticle(const std::string& name, const std::string& unit) {
+    const bool startsWithVowel = std::string_view("aeiou").find(name.front()) != std::string_view::npos;
+    return fmt::format("{} {}{}{}", startsWithVowel ? "an" : "a", name, unit.empty() ? "" : " in ", unit);
+}
+
+}
+
+LinearFunction::LinearFunction(Pairs pairs, const PairNames& names, const std::string& what) : _pairs(std::move(pairs)) {
+    if (_pairs.empty()) failUsage("{}: no pairs of {} and {}", what, names.key, names.value);
+    for (std::size_t k = 1; k < _pairs.size(); ++k)
+        if (!(_pairs[k - 1].first < _pairs[k].first))
+            failUsage("{0}: {1}s must ascend, but {2:g} {4} follows {3:g} {4}", what, names.key, _pairs[k].first,
+                      _pairs[k - 1].first, names.keyUnit);
+}
+
+double LinearFunction::at(double key) const {
+    const auto above =
+        std::upper_bound(_pairs.begin(), _pairs.end(), key, [](double given, const auto& pair) { return given < pair.first; });
+    if (above == _pairs.begin()) return _pairs.front().second;
+    if (above == _pairs.end()) return _pairs.back().second;
+    const auto& [lowKey, lowValue] = *(above - 1);
+    const auto& [highKey, highValue] = *above;
+    return lowValue + (highValue - lowValue) * (key - lowKey) / (highKey - lowKey);
+}
+
+double LinearFunction::smallestValue() const {
+    return std::min_element(_pairs.begin(), _pairs.end(), [](const auto& a, const auto& b) { return a.second < b.second; })
+        ->second;
+}
+
+bool LinearFunction::isConstant() const {
+    return std::all_of(_pairs.begin(), _pairs.end(), [&](const auto& pair) { return pair.second == _pairs.front().second; });
+}
+
+Pairs readPairs(const std::string& fileName, const PairNames& names) {
+    std::ifstream file(fileName);
+    if (!file) failUsage("{}: cannot read this table of {}s and {}s", fileName, names.key, names.value);
+    Pairs pairs;
+    std::string line;
+    for (int number = 1; std::getline(file, line); ++number) {
+        if (line.starts_with('#')) continue;
+        const auto numbers = numbersIn(line);
+        if (!numbers && pairs.empty() && number == 1) continue;
+        if (!numbers || (numbers->size() != 2 && !numbers->empty()))
+            failUsage("{}:{}: expected {} and {}, found '{}'", fileName, number, withArticle(names.key, names.keyUnit),
+                      withArticle(names.value, names.valueUnit), line);
+        if (!numbers->empty()) pairs.emplace_back((*numbers)[0], (*numbers)[1]);
+    }
+    return pairs;
+}
+
+}
