@@ -66,7 +66,7 @@ Chain makeChain(const std::vector<FlowStep>& steps, const Line& line) {
     return chain;
 }
 
-void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool profile) {
+void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool isEncoded, bool profile) {
     StageClock clock(profile, batch.seconds);
     for (std::size_t t = 0; t < batch.count; ++t) {
         WorkTrace& item = batch.traces[t];
@@ -81,30 +81,8 @@ void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool profile) 
             chain[s]->apply(item, findings);
             clock.finish(firstStepStage + s);
         }
-        batch.clippedSamples += segy::encode(item.trace, layout);
+        if (isEncoded) batch.clippedSamples += segy::encode(item.trace, layout);
         clock.finish(encodeStage(chain.size()));
-    }
-}
-
-/* Nothing behind a card number such as "C 7". */
-bool isBlankCard(const std::string& line) {
-    const std::size_t text = line.starts_with('C') ? 3 : 0;
-    return std::all_of(line.begin() + static_cast<std::ptrdiff_t>(std::min(text, line.size())), line.end(),
-                       [](char c) { return c == ' ' || c == '\0'; });
-}
-
-/* Each step's line goes into the first blank line of the text header, behind its card number. */
-void addHistory(segy::Preamble& preamble, const segy::Layout& layout, const std::vector<FlowStep>& steps) {
-    std::vector<std::string> lines = segy::textLines(preamble, layout);
-    std::size_t next = 0;
-    for (const FlowStep& step : steps) {
-        while (next < lines.size() && !isBlankCard(lines[next])) ++next;
-        if (next == lines.size()) {
-            warn(fmt::format("--history: no blank line is left in the text header for step {}", step.kind->name));
-            return;
-        }
-        segy::setTextLine(preamble, layout, static_cast<int>(next), fmt::format("C{:2} pelta {}", next + 1, describe(step)));
-        ++next;
     }
 }
 
@@ -117,17 +95,14 @@ Line lineOf(const segy::Reader& reader, const RunOptions& options) {
 
 }
 
-RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& outputName,
-                    const RunOptions& options) {
+RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options) {
     const Line line = lineOf(reader, options);
     makeChain(steps, line); /* shows wrong parameters before anything is written */
     std::vector<std::unique_ptr<Collector>> collectors;
     for (const FlowStep& step : steps)
         collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
 
-    segy::Preamble preamble = reader.preamble();
-    if (options.history) addHistory(preamble, line.layout, steps);
-    segy::Writer writer(outputName, options.overwrite, preamble);
+    sink.begin();
 
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(options.threads));
     tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line); });
@@ -140,6 +115,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
         batch.findings.resize(batchSize * steps.size());
     }
 
+    const bool isEncoded = sink.wantsEncoded();
     RunSummary summary;
     const std::size_t stageCount = writeStage(steps.size()) + 1;
     summary.secondsPerStage.assign(stageCount, 0.0);
@@ -157,7 +133,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
         return &batch;
     };
     const auto process = [&](Batch* batch) {
-        work(*batch, chains.local(), line.layout, options.profile);
+        work(*batch, chains.local(), line.layout, isEncoded, options.profile);
         return batch;
     };
     const auto write = [&](Batch* batch) {
@@ -166,7 +142,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
             WorkTrace& item = batch->traces[t];
             for (std::size_t s = 0; s < steps.size(); ++s)
                 if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
-            writer.write(item.trace);
+            sink.take(item);
         }
         summary.traces += static_cast<std::int64_t>(batch->count);
         summary.clippedSamples += batch->clippedSamples;
@@ -181,9 +157,75 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, co
 
     for (const auto& collector : collectors)
         if (collector) collector->finish();
-    writer.writeTrailer(reader.trailer());
-    writer.commit();
+    sink.finish();
     return summary;
+}
+
+namespace {
+
+/* Every trace into one file, in the format of the line. */
+class FileSink : public TraceSink {
+  public:
+    FileSink(const segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& name, const RunOptions& options)
+        : _reader(reader), _steps(steps), _name(name), _options(options) {}
+
+    void begin() override {
+        segy::Preamble preamble = _reader.preamble();
+        if (_options.history) addHistory(preamble, _reader.layout(), historyOf(_steps));
+        _writer.emplace(_name, _options.overwrite, preamble);
+    }
+    bool wantsEncoded() const override { return true; }
+    void take(const WorkTrace& work) override { _writer->write(work.trace); }
+    void finish() override {
+        _writer->writeTrailer(_reader.trailer());
+        _writer->commit();
+    }
+
+  private:
+    const segy::Reader& _reader;
+    const std::vector<FlowStep>& _steps;
+    const std::string& _name;
+    const RunOptions& _options;
+    std::optional<segy::Writer> _writer;
+};
+
+}
+
+RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& outputName,
+                    const RunOptions& options) {
+    FileSink sink(reader, steps, outputName, options);
+    return runSteps(reader, steps, sink, options);
+}
+
+namespace {
+
+/* Nothing behind a card number such as "C 7". */
+bool isBlankCard(const std::string& line) {
+    const std::size_t text = line.starts_with('C') ? 3 : 0;
+    return std::all_of(line.begin() + static_cast<std::ptrdiff_t>(std::min(text, line.size())), line.end(),
+                       [](char c) { return c == ' ' || c == '\0'; });
+}
+
+}
+
+void addHistory(segy::Preamble& preamble, const segy::Layout& layout, const std::vector<std::string>& history) {
+    std::vector<std::string> lines = segy::textLines(preamble, layout);
+    std::size_t next = 0;
+    for (const std::string& done : history) {
+        while (next < lines.size() && !isBlankCard(lines[next])) ++next;
+        if (next == lines.size()) {
+            warn(fmt::format("--history: no blank line is left in the text header for {}", done));
+            return;
+        }
+        segy::setTextLine(preamble, layout, static_cast<int>(next), fmt::format("C{:2} pelta {}", next + 1, done));
+        ++next;
+    }
+}
+
+std::vector<std::string> historyOf(const std::vector<FlowStep>& steps) {
+    std::vector<std::string> lines;
+    for (const FlowStep& step : steps) lines.push_back(describe(step));
+    return lines;
 }
 
 }

@@ -24,11 +24,32 @@ struct RunSummary {
     std::vector<double> secondsPerStage = {}; /* with profile: reading, decoding, each step, encoding, writing */
 };
 
-/* Sends every trace of the reader through the steps and writes it to outputName ("-" is standard output). Traces are worked
- * on by several threads, each with step objects of its own, and written in order; memory is bounded by a few batches a
- * thread. The output does not depend on the number of threads. Fails without leaving a file under an output's name. */
+/* Where the traces of a run go. Destroyed without finish() when the run fails. */
+class TraceSink {
+  public:
+    virtual ~TraceSink() = default;
+    /* The steps fit the line: outputs may be made now. */
+    virtual void begin() {}
+    /* Whether take() wants the samples encoded in the line's format as well. */
+    virtual bool wantsEncoded() const { return false; }
+    /* One trace behind the last step; in trace order, in one thread. */
+    virtual void take(const WorkTrace& work) = 0;
+    /* All traces were taken, and the steps' collectors are done. */
+    virtual void finish() = 0;
+};
+
+/* Sends every trace of the reader through the steps and hands it to the sink. Traces are worked on by several threads, each
+ * with step objects of its own, and handed on in order; memory is bounded by a few batches a thread. What the sink gets does
+ * not depend on the number of threads. Fails without leaving a file under an output's name. */
+RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options);
+/* The same with a sink that writes to outputName ("-" is standard output). */
 RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& outputName,
                     const RunOptions& options);
+
+/* Puts each line into the next blank one of the text header, behind its card number; warns when there is none left. */
+void addHistory(segy::Preamble& preamble, const segy::Layout& layout, const std::vector<std::string>& history);
+/* What each step adds to the history. */
+std::vector<std::string> historyOf(const std::vector<FlowStep>& steps);
 
 }
 
