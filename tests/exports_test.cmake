@@ -1,8 +1,10 @@
 # Fails unless LIBRARY exports exactly the expected names: those of a LIST file, one a line, or those that a HEADER declares.
+# {size_t} in the list stands for the letter of that type in mangled names, SIZE_T.
 cmake_minimum_required(VERSION 3.25)
 
 if(LIST)
   file(STRINGS ${LIST} expected)
+  list(TRANSFORM expected REPLACE "{size_t}" ${SIZE_T})
 else()
   file(READ ${HEADER} text)
   string(REGEX MATCHALL "PELTA_API [^;(]*" expected "${text}")

@@ -29,6 +29,7 @@
 #include "fbpicker.h"
 #include "arpicker.h"
 #include "spdpicker.h"
+#include "trimodel.h"
 #include "fileio.h"
 #include "cummlative.h"
 /* clang-format on */

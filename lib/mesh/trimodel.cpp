@@ -1,0 +1,1117 @@
+#include <pelta/trimodel.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include "gather/truncation.h"
+#include "mesh/geometry.h"
+#include "mesh/recordstore.h"
+#include "mesh/resampling.h"
+#include "mesh/vertexgrid.h"
+#include "vectorize.h"
+
+namespace {
+
+constexpr Coord squareHalf = 40000000.0;
+
+/* The sides of the hull beside one another, for a test of all of them at once. */
+struct HullSides {
+    double *x = nullptr, *y = nullptr, *dx = nullptr, *dy = nullptr; /* start and direction */
+    int count = 0, room = 0;
+};
+
+/* A model with what keeps it fast behind the published part. */
+struct Store : Model {
+    RecordStore records;
+    VertexGrid grid;
+    AbscissaChain abscissae;
+    HullSides sides;
+    std::size_t faceCount = 2;
+
+    ~Store() { std::free(sides.x); }
+};
+
+Store& storeOf(Model* model) { return *static_cast<Store*>(model); }
+
+bool isInSquare(const Model& model, Coord x, Coord y) {
+    return x >= model.Xc[0] && x <= model.Xc[1] && y >= model.Yc[0] && y <= model.Yc[2];
+}
+
+}
+
+// --- memory ---
+
+void triModel::tri_add_ptr(Tracker** list, void* p) {
+    auto* node = static_cast<Tracker*>(std::malloc(sizeof(Tracker)));
+    if (!node) return;
+    *node = {p, *list};
+    *list = node;
+}
+
+void triModel::tri_rem_ptr(Tracker** list, void* p) {
+    while (*list && (*list)->p != p) list = &(*list)->next;
+    if (!*list) return;
+    Tracker* node = *list;
+    *list = node->next;
+    std::free(node);
+}
+
+/* The node comes first: a block that could not be listed would be lost. */
+void* triModel::trimalloc(Tracker** list, size_t bytes) {
+    Tracker* const before = *list;
+    tri_add_ptr(list, nullptr);
+    if (*list == before) return nullptr;
+    return (*list)->p = std::malloc(bytes);
+}
+
+void triModel::trifree(Tracker** list, void* p) {
+    Tracker* node = *list;
+    while (node && node->p != p) node = node->next;
+    if (!node || !p) return;
+    tri_rem_ptr(list, p);
+    std::free(p);
+}
+
+void triModel::trigfree(Tracker** list, void* p) { trifree(list, p); }
+
+void triModel::tri_free_all(Tracker** list) {
+    while (Tracker* node = *list) {
+        *list = node->next;
+        std::free(node->p);
+        std::free(node);
+    }
+}
+
+char* triModel::tri_malloc_mem(int n) {
+    if (!model || n < 0 || model->mbytes - model->mused < n) {
+        std::puts("triModel: error, no space left in memory pool.");
+        std::fflush(stdout);
+        return nullptr;
+    }
+    char* const memory = model->pntr;
+    model->pntr += n;
+    model->mused += n;
+    return memory;
+}
+
+namespace {
+
+/* A record from the pool or from tracked memory. */
+void* obtain(triModel& mesh, std::size_t bytes) {
+    if (mesh.model->npnts >= 1)
+        return bytes <= static_cast<std::size_t>(std::numeric_limits<int>::max()) ? mesh.tri_malloc_mem(static_cast<int>(bytes))
+                                                                                  : nullptr;
+    return storeOf(mesh.model).records.take(
+        bytes, [&](std::size_t block) { return mesh.trimalloc(&mesh.model->tracker, block); });
+}
+
+/* What the pool gave stays used. */
+void giveBack(triModel& mesh, void* record, std::size_t bytes) {
+    if (mesh.model->npnts < 1) storeOf(mesh.model).records.giveBack(record, bytes);
+}
+
+template <class Record>
+Record* obtainZeroed(triModel& mesh) {
+    void* const record = obtain(mesh, sizeof(Record));
+    return record ? static_cast<Record*>(std::memset(record, 0, sizeof(Record))) : nullptr;
+}
+
+std::size_t vertexBytes(int pairs) { return sizeof(Vertex) + static_cast<std::size_t>(pairs) * 2 * sizeof(float); }
+
+Vertex* obtainVertex(triModel& mesh, Coord x, Coord y, int pairs) {
+    auto* vertex = static_cast<Vertex*>(obtain(mesh, vertexBytes(pairs)));
+    if (!vertex) return nullptr;
+    vertex->vu = nullptr;
+    vertex->x = x;
+    vertex->y = y;
+    vertex->nabs = pairs;
+    return vertex;
+}
+
+float* abscissaeOf(const Vertex* vertex) { return const_cast<float*>(vertex->va); }
+float* ordinatesOf(const Vertex* vertex) { return const_cast<float*>(vertex->va) + vertex->nabs; }
+
+void setFunction(Vertex* vertex, const float* abscissae, const float* ordinates) {
+    std::copy_n(abscissae, vertex->nabs, abscissaeOf(vertex));
+    std::copy_n(ordinates, vertex->nabs, ordinatesOf(vertex));
+}
+
+}
+
+// --- links ---
+
+void triModel::tri_vu_eu(VertexUse* vu, EdgeUse* eu) {
+    vu->eu = eu;
+    eu->vu = vu;
+}
+
+void triModel::tri_eu_eu(EdgeUse* eu1, EdgeUse* eu2) {
+    eu1->euCW = eu2;
+    eu2->euCCW = eu1;
+}
+
+void triModel::tri_vu_vu(VertexUse* vu1, VertexUse* vu2) {
+    vu1->vuNext = vu2;
+    vu2->vuPrev = vu1;
+}
+
+void triModel::tri_mate(EdgeUse* eu1, EdgeUse* eu2) {
+    eu1->euMate = eu2;
+    eu2->euMate = eu1;
+}
+
+void triModel::tri_vu_loop(VertexUse* vu1, VertexUse* vu2, VertexUse* vu3) {
+    tri_vu_vu(vu1, vu2);
+    tri_vu_vu(vu2, vu3);
+    tri_vu_vu(vu3, vu1);
+}
+
+void triModel::tri_eu_loop(EdgeUse* eu1, EdgeUse* eu2, EdgeUse* eu3) {
+    tri_eu_eu(eu1, eu2);
+    tri_eu_eu(eu2, eu3);
+    tri_eu_eu(eu3, eu1);
+}
+
+// --- tests on places ---
+
+int triModel::tri_left(Coord x1, Coord y1, Coord x2, Coord y2, Coord x, Coord y) { return sideOf(x1, y1, x2, y2, x, y); }
+
+int triModel::tri_left_1(Coord x1, Coord y1, Cflt x2, Cflt y2, Coord x, Coord y) { return sideOf(x1, y1, x2, y2, x, y); }
+
+int triModel::tri_inside(Face* F, Coord x, Coord y) {
+    const EdgeUse* side = F->eu;
+    do {
+        if (sideOf(side, x, y) == 1) return 0;
+        side = side->euCW;
+    } while (side != F->eu);
+    return 1;
+}
+
+int triModel::tri_sect(EdgeUse* EU, Coord x1, Coord y1, Coord x2, Coord y2) {
+    const int ofEnds = sideOf(EU, x1, y1) + sideOf(EU, x2, y2);
+    if (ofEnds == 2 || ofEnds == -2) return 0;
+    const Vertex *from = startOf(EU), *to = endOf(EU);
+    const int ofSide = sideOf(x1, y1, x2, y2, from->x, from->y) + sideOf(x1, y1, x2, y2, to->x, to->y);
+    return ofSide != 2 && ofSide != -2;
+}
+
+int triModel::tri_onvertex(Coord x, Coord y, Face* F, VertexUse** VU) {
+    EdgeUse* side = F->eu;
+    do {
+        if (startOf(side)->x == x && startOf(side)->y == y) {
+            *VU = side->vu;
+            return 1;
+        }
+        side = side->euCW;
+    } while (side != F->eu);
+    return 0;
+}
+
+void triModel::tri_circ(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* xc, Cflt* yc, Cflt* rs) {
+    const double a = x2 - x1, b = x3 - x1;
+    const double det = (y3 - y1) * a - (y2 - y1) * b;
+    if (det == 0.0) {
+        std::printf("Given points are on straight line");
+        std::printf("(%g,%g) (%g,%g) (%g,%g)\n", x1, y1, x2, y2, x3, y3);
+        std::fflush(stdout);
+        *rs = -1.0;
+        return;
+    }
+    const double c = x1 * x1 + y1 * y1;
+    const double h2 = (x2 * x2 + y2 * y2 - c) * 0.5;
+    const double h3 = (x3 * x3 + y3 * y3 - c) * 0.5;
+    *yc = (a * h3 - b * h2) / det;
+    *xc = a == 0.0 ? (h3 - *yc * (y3 - y1)) / b : (h2 - *yc * (y2 - y1)) / a;
+    *rs = (x1 - *xc) * (x1 - *xc) + (y1 - *yc) * (y1 - *yc);
+}
+
+void triModel::tri_circle(Face* F) {
+    const Vertex *v1 = startOf(F->eu), *v2 = startOf(F->eu->euCW), *v3 = startOf(F->eu->euCCW);
+    tri_circ(v1->x, v1->y, v2->x, v2->y, v3->x, v3->y, &F->xc, &F->yc, &F->rs);
+}
+
+// --- location ---
+
+namespace {
+
+/* Follows the sides that have the point to their left, from any face on. Null unless the walk ends in a face that has the
+ * point strictly inside: no other face contains it then, whichever way one comes. */
+Face* strictlyContainingFace(Face* face, Coord x, Coord y) {
+    constexpr int longestWalk = 1000;
+    const EdgeUse* entered = face->eu;
+    for (int i = 0; i < longestWalk; ++i) {
+        const EdgeUse *next = entered->euCW, *last = entered->euCCW;
+        const int ofNext = sideOf(next, x, y), ofLast = sideOf(last, x, y);
+        const EdgeUse* crossed;
+        if (ofNext == 1) crossed = next;
+        else if (ofLast == 1) crossed = last;
+        else {
+            const int ofEntered = sideOf(entered, x, y);
+            if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return face;
+            if (ofEntered != 1) return nullptr;
+            crossed = entered;
+        }
+        entered = crossed->euMate;
+        face = entered->f;
+        if (!face) return nullptr;
+    }
+    return nullptr;
+}
+
+/* How far the point lies beyond the side of the face that it is farthest beyond. */
+double violation(const Face* face, Coord x, Coord y) {
+    double farthest = 0.0;
+    const EdgeUse* side = face->eu;
+    do {
+        const Vertex *from = startOf(side), *to = endOf(side);
+        const double dx = to->x - from->x, dy = to->y - from->y;
+        const double beyond = (dx * (y - from->y) - (x - from->x) * dy) / std::sqrt(dx * dx + dy * dy);
+        if (beyond > farthest) farthest = beyond;
+        side = side->euCW;
+    } while (side != face->eu);
+    return farthest;
+}
+
+/* Where no walk leads there. */
+Face* searchAllFaces(triModel& mesh, Coord x, Coord y) {
+    Face* least = mesh.model->f;
+    double leastViolation = std::numeric_limits<double>::infinity();
+    for (Face* face = mesh.model->f; face; face = face->fNext) {
+        if (mesh.tri_inside(face, x, y)) return face;
+        const double here = violation(face, x, y);
+        if (here < leastViolation) {
+            leastViolation = here;
+            least = face;
+        }
+    }
+    return least;
+}
+
+/* The vertex from which no neighbour is nearer to the point. */
+Vertex* descend(Vertex* vertex, Coord x, Coord y) {
+    double distance = squaredDistance(vertex, x, y);
+    VertexUse* use = vertex->vu;
+    do {
+        Vertex* const neighbour = use->eu->euMate->vu->v;
+        const double there = squaredDistance(neighbour, x, y);
+        if (there < distance) {
+            vertex = neighbour;
+            distance = there;
+            use = vertex->vu;
+            continue;
+        }
+        use = use->vuNext;
+        if (use == vertex->vu) return vertex;
+    } while (true);
+}
+
+Face* containingFaceAt(triModel& mesh, const Vertex* vertex, Coord x, Coord y) {
+    const VertexUse* use = vertex->vu;
+    do {
+        if (use->eu->f && mesh.tri_inside(use->eu->f, x, y)) return use->eu->f;
+        use = use->vuNext;
+    } while (use != vertex->vu);
+    return nullptr;
+}
+
+/* The first side opposite the vertex that the way to the point crosses; null where there is none. */
+EdgeUse* firstSideCrossed(triModel& mesh, const Vertex* vertex, Coord x, Coord y) {
+    const VertexUse* use = vertex->vu;
+    do {
+        EdgeUse* const opposite = use->eu->euCW;
+        if (mesh.tri_sect(opposite, vertex->x, vertex->y, x, y)) return opposite;
+        use = use->vuNext;
+    } while (use != vertex->vu);
+    return nullptr;
+}
+
+}
+
+void triModel::tri_face(Coord x, Coord y, Face** F) {
+    if (!model) return;
+    if (!*F) *F = model->f;
+    if (tri_inside(*F, x, y)) return;
+    Vertex* vertex = (*F)->eu->vu->v;
+    std::size_t stepsLeft = 20 * storeOf(model).faceCount + 1000; /* rounding can lead a walk in circles */
+    while (true) {
+        vertex = descend(vertex, x, y);
+        if (Face* face = containingFaceAt(*this, vertex, x, y)) {
+            *F = face;
+            return;
+        }
+        EdgeUse* side = firstSideCrossed(*this, vertex, x, y);
+        int crossed = 0;
+        while (side && crossed != 3) {
+            EdgeUse* const entered = side->euMate;
+            if (!entered->f || stepsLeft-- == 0) {
+                side = nullptr;
+                break;
+            }
+            *F = entered->f;
+            if (tri_inside(*F, x, y)) return;
+            crossed = tri_sect(entered->euCW, vertex->x, vertex->y, x, y) +
+                      2 * tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
+            side = crossed == 0 ? nullptr : crossed == 1 ? entered->euCW : entered->euCCW;
+        }
+        if (!side) break;
+        vertex = side->vu->v; /* the way leads through the far corner */
+    }
+    *F = searchAllFaces(*this, x, y);
+}
+
+namespace {
+
+/* Sets Fcur to the face of a point inside the square. Where a face has it strictly inside, a short way there will do;
+ * otherwise the walk from the face found last decides. */
+void locate(triModel& mesh, Coord x, Coord y) {
+    Store& store = storeOf(mesh.model);
+    Face* start = store.Fcur;
+    if (!store.grid.isNear(startOf(start->eu->euCCW), x, y))
+        if (const Vertex* vertex = store.grid.near(x, y))
+            if (Face* face = vertex->vu->eu->f) start = face;
+    if (Face* face = strictlyContainingFace(start, x, y)) store.Fcur = face;
+    else mesh.tri_face(x, y, &store.Fcur);
+}
+
+}
+
+// --- insertion ---
+
+namespace {
+
+/* Everything that one more point needs. */
+struct Addition {
+    EdgeUse* sides[6];
+    VertexUse* corners[6];
+    Edge* edges[3];
+    Face* faces[2];
+};
+
+/* The same in one piece, a side beside the use of its start: who reads one reads the other. */
+struct AdditionBlock {
+    struct {
+        EdgeUse side;
+        VertexUse corner;
+    } sides[6];
+    Face faces[2];
+    Edge edges[3];
+};
+
+template <class Record, std::size_t count>
+bool obtainAll(triModel& mesh, Record* (&records)[count]) {
+    for (Record*& record : records)
+        if (!(record = static_cast<Record*>(obtain(mesh, sizeof(Record))))) return false;
+    return true;
+}
+
+bool obtainAddition(triModel& mesh, Addition& addition) {
+    if (mesh.model->npnts >= 1)
+        return obtainAll(mesh, addition.sides) && obtainAll(mesh, addition.corners) && obtainAll(mesh, addition.edges) &&
+               obtainAll(mesh, addition.faces);
+    auto* block = static_cast<AdditionBlock*>(obtain(mesh, sizeof(AdditionBlock)));
+    if (!block) return false;
+    for (int i = 0; i < 6; ++i) {
+        addition.sides[i] = &block->sides[i].side;
+        addition.corners[i] = &block->sides[i].corner;
+    }
+    for (int i = 0; i < 3; ++i) addition.edges[i] = &block->edges[i];
+    for (int i = 0; i < 2; ++i) addition.faces[i] = &block->faces[i];
+    return true;
+}
+
+void linkFaceAfter(Face* face, Face* before) {
+    *face = {};
+    face->m = before->m;
+    face->fPrev = before;
+    face->fNext = before->fNext;
+    if (before->fNext) before->fNext->fPrev = face;
+    before->fNext = face;
+}
+
+/* Splits a face into three round a new vertex p. Its sides are a-b (face.eu), b-c and c-a; each of the three faces has one of
+ * them as its eu. */
+void split(triModel& mesh, Face* face, Vertex* vertex, const Addition& addition) {
+    EdgeUse* const sides[3] = {face->eu, face->eu->euCW, face->eu->euCCW};
+    Face* const faces[3] = {face, addition.faces[0], addition.faces[1]};
+    linkFaceAfter(faces[1], faces[0]);
+    linkFaceAfter(faces[2], faces[1]);
+    EdgeUse *inward[3], *outward[3]; /* of each face: from its side's end to p, and from p to its side's start */
+    for (int i = 0; i < 3; ++i) {
+        inward[i] = addition.sides[2 * i];
+        outward[i] = addition.sides[2 * i + 1];
+        inward[i]->f = outward[i]->f = sides[i]->f = faces[i];
+        faces[i]->eu = sides[i];
+        addition.corners[2 * i]->v = sides[(i + 1) % 3]->vu->v;
+        addition.corners[2 * i + 1]->v = vertex;
+        mesh.tri_vu_eu(addition.corners[2 * i], inward[i]);
+        mesh.tri_vu_eu(addition.corners[2 * i + 1], outward[i]);
+    }
+    for (int i = 0; i < 3; ++i) {
+        const int next = (i + 1) % 3;
+        mesh.tri_mate(inward[i], outward[next]);
+        Edge* const edge = addition.edges[i];
+        *edge = {inward[i], 0};
+        inward[i]->e = outward[next]->e = edge;
+        VertexUse* const use = sides[next]->vu;
+        mesh.tri_vu_vu(addition.corners[2 * i], use->vuNext);
+        mesh.tri_vu_vu(use, addition.corners[2 * i]);
+    }
+    for (int i = 0; i < 3; ++i) mesh.tri_eu_loop(sides[i], inward[i], outward[i]);
+    mesh.tri_vu_loop(outward[0]->vu, outward[1]->vu, outward[2]->vu);
+    vertex->vu = outward[0]->vu;
+}
+
+/* Both rings at once, so that the cost is that of the vertex with fewer neighbours. */
+bool areJoined(const Vertex* one, const Vertex* other) {
+    const VertexUse *ofOne = one->vu, *ofOther = other->vu;
+    do {
+        if (endOf(ofOne->eu) == other || endOf(ofOther->eu) == one) return true;
+        ofOne = ofOne->vuNext;
+        ofOther = ofOther->vuNext;
+    } while (ofOne != one->vu && ofOther != other->vu);
+    return false;
+}
+
+/* Takes a use out of its vertex's ring and puts it behind another vertex's use. */
+void moveUse(triModel& mesh, VertexUse* use, VertexUse* behind) {
+    if (use->v->vu == use) use->v->vu = use->vuNext;
+    mesh.tri_vu_vu(use->vuPrev, use->vuNext);
+    mesh.tri_vu_vu(use, behind->vuNext);
+    mesh.tri_vu_vu(behind, use);
+    use->v = behind->v;
+}
+
+/* Turns the side a-b that lies opposite the corner p of a face, so that it joins p to the far corner d of the face behind. This
+ * face becomes b-p-d, that one p-a-d; the eu of each is its side opposite p. */
+void flip(triModel& mesh, Face* face) {
+    EdgeUse* const e0 = face->eu;
+    EdgeUse *const e1 = e0->euCW, *const e2 = e0->euCCW, *const e3 = e0->euMate;
+    EdgeUse *const e4 = e3->euCW, *const e5 = e3->euCCW;
+    Face* const behind = e3->f;
+    moveUse(mesh, e0->vu, e2->vu);
+    moveUse(mesh, e3->vu, e5->vu);
+    mesh.tri_eu_loop(e1, e0, e5);
+    mesh.tri_eu_loop(e2, e4, e3);
+    e5->f = face;
+    e2->f = behind;
+    face->eu = e5;
+    behind->eu = e4;
+}
+
+/* A corner is never joined twice to another: it could come to that by rounding, and flips would not end. */
+bool flipsSide(const Face* face, Coord x, Coord y) {
+    const EdgeUse* const side = face->eu;
+    if (side->e->fixed) return false;
+    const Face* const behind = side->euMate->f;
+    const double dx = x - behind->xc, dy = y - behind->yc;
+    return dx * dx + dy * dy < behind->rs && !areJoined(startOf(side->euCCW), startOf(side->euMate->euCCW));
+}
+
+}
+
+/* A flip leaves this face, to be looked at again, and the one behind, to be looked at when this one and all that comes of it are
+ * done. That is the next face round the point, up to the one that has the first side's start. */
+void triModel::tri_opt(Face* F, Coord x, Coord y) {
+    const Vertex* const last = startOf(F->eu);
+    while (true) {
+        while (flipsSide(F, x, y)) flip(*this, F);
+        tri_circle(F);
+        if (startOf(F->eu) == last) return;
+        F = F->eu->euCCW->euMate->f;
+    }
+}
+
+void triModel::tri_overwrite(Vertex* newer, Vertex* older) {
+    newer->vu = older->vu;
+    VertexUse* use = newer->vu;
+    do {
+        use->v = newer;
+        use = use->vuNext;
+    } while (use != newer->vu);
+    std::replace(model->CV, model->CV + 4, older, newer);
+    storeOf(model).grid.replace(older, newer);
+    giveBack(*this, older, vertexBytes(older->nabs));
+}
+
+int triModel::triAdd(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
+    if (!model) return 0;
+    if (!isInSquare(*model, *x, *y)) {
+        std::printf("triModel: Point (%g,%g) is outside tessellation not inserted\n", *x, *y);
+        std::printf("The tessellation range is (%d,%d) to (%d,%d)\n", static_cast<int>(model->Xc[0]),
+                    static_cast<int>(model->Yc[0]), static_cast<int>(model->Xc[1]), static_cast<int>(model->Yc[2]));
+        std::fflush(stdout);
+        return 0;
+    }
+    Vertex* const vertex = obtainVertex(*this, *x, *y, std::max(*nabs, 0));
+    if (!vertex) return 0;
+    setFunction(vertex, abs, ord);
+    model->Cupdate = 1;
+    locate(*this, *x, *y);
+    VertexUse* use;
+    if (tri_onvertex(*x, *y, model->Fcur, &use)) {
+        tri_overwrite(vertex, use->v);
+        return 1;
+    }
+    Addition addition;
+    if (!obtainAddition(*this, addition)) {
+        giveBack(*this, vertex, vertexBytes(vertex->nabs));
+        return 0;
+    }
+    Face* const face = model->Fcur;
+    split(*this, face, vertex, addition);
+    storeOf(model).faceCount += 2;
+    tri_opt(face, *x, *y);
+    tri_opt(addition.faces[0], *x, *y);
+    tri_opt(addition.faces[1], *x, *y);
+    storeOf(model).grid.add(vertex);
+    return 1;
+}
+
+// --- life ---
+
+triModel::triModel() : model(nullptr), _isOpen(false) {}
+
+triModel::~triModel() { triClear(); }
+
+namespace {
+
+struct SquareSide {
+    int from, to;
+};
+
+/* The sides of the first two faces, and those of the outside with their mates. */
+constexpr SquareSide faceSides[2][3] = {{{0, 2}, {2, 1}, {1, 0}}, {{0, 3}, {3, 2}, {2, 0}}};
+
+}
+
+int triModel::tri_init_0(Coord* x, Coord* y, Vertex** V) {
+    EdgeUse *inner[2][3], *outer[4];
+    VertexUse* uses[4] = {};
+    for (int i = 0; i < 4; ++i) {
+        V[i] = obtainVertex(*this, x[i], y[i], 1);
+        if (!V[i]) return 0;
+        constexpr float nothing = 0.0f;
+        setFunction(V[i], &nothing, &nothing);
+    }
+    const auto makeSide = [&](int from, Face* face) -> EdgeUse* {
+        auto* side = obtainZeroed<EdgeUse>(*this);
+        auto* use = obtainZeroed<VertexUse>(*this);
+        if (!side || !use) return nullptr;
+        side->f = face;
+        tri_vu_eu(use, side);
+        use->v = V[from];
+        if (!uses[from]) {
+            V[from]->vu = uses[from] = use;
+            tri_vu_vu(use, use);
+        }
+        tri_vu_vu(use, uses[from]->vuNext);
+        tri_vu_vu(uses[from], use);
+        return side;
+    };
+    const auto makeEdge = [&](EdgeUse* side, EdgeUse* mate, int fixed) {
+        auto* edge = obtainZeroed<Edge>(*this);
+        if (!edge) return false;
+        *edge = {side, fixed};
+        side->e = mate->e = edge;
+        tri_mate(side, mate);
+        return true;
+    };
+    Face* faces[2];
+    for (int i = 0; i < 2; ++i) {
+        faces[i] = obtainZeroed<Face>(*this);
+        if (!faces[i]) return 0;
+        faces[i]->m = model;
+        for (int k = 0; k < 3; ++k)
+            if (!(inner[i][k] = makeSide(faceSides[i][k].from, faces[i]))) return 0;
+        tri_eu_loop(inner[i][0], inner[i][1], inner[i][2]);
+        faces[i]->eu = inner[i][0];
+    }
+    for (int i = 0; i < 4; ++i)
+        if (!(outer[i] = makeSide(i, nullptr))) return 0;
+    for (int i = 0; i < 4; ++i) tri_eu_eu(outer[i], outer[(i + 1) % 4]);
+    if (!makeEdge(inner[0][0], inner[1][2], 0)) return 0;
+    if (!makeEdge(inner[0][2], outer[0], 1) || !makeEdge(inner[0][1], outer[1], 1)) return 0;
+    if (!makeEdge(inner[1][1], outer[2], 1) || !makeEdge(inner[1][0], outer[3], 1)) return 0;
+    faces[0]->fNext = faces[1];
+    faces[1]->fPrev = faces[0];
+    model->f = model->Fcur = faces[0];
+    tri_circle(faces[0]);
+    tri_circle(faces[1]);
+    return 1;
+}
+
+int triModel::triStart() {
+    triClear();
+    void* const memory = std::malloc(sizeof(Store));
+    if (!memory) return 0;
+    model = new (memory) Store();
+    model->Cupdate = 1;
+    constexpr Coord cornersX[4] = {-squareHalf, squareHalf, squareHalf, -squareHalf};
+    constexpr Coord cornersY[4] = {-squareHalf, -squareHalf, squareHalf, squareHalf};
+    std::copy_n(cornersX, 4, model->Xc);
+    std::copy_n(cornersY, 4, model->Yc);
+    if (tri_init_0(model->Xc, model->Yc, model->CV)) return 1;
+    triClear();
+    return 0;
+}
+
+void triModel::triClear() {
+    if (!model) return;
+    tri_free_all(&model->tracker);
+    storeOf(model).~Store();
+    std::free(model);
+    model = nullptr;
+}
+
+// --- looking ---
+
+void triModel::triGet(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
+    *nabs = 0;
+    if (!model || !isInSquare(*model, *x, *y)) return;
+    locate(*this, *x, *y);
+    VertexUse* use;
+    if (!tri_onvertex(*x, *y, model->Fcur, &use)) return;
+    const Vertex* vertex = use->v;
+    *nabs = vertex->nabs;
+    std::copy_n(abscissaeOf(vertex), vertex->nabs, abs);
+    std::copy_n(ordinatesOf(vertex), vertex->nabs, ord);
+}
+
+void triModel::triPrint() {
+    if (!model) return;
+    const auto isAtRim = [](Coord coordinate) { return coordinate == squareHalf || coordinate == -squareHalf; };
+    int k = 0;
+    for (const Face* face = model->f; face; face = face->fNext, ++k) {
+        std::printf("Face %d %g %g %g\n", k, face->xc, face->yc, face->rs);
+        const Vertex* const corners[3] = {startOf(face->eu), startOf(face->eu->euCW), startOf(face->eu->euCCW)};
+        if (std::any_of(corners, corners + 3, [&](const Vertex* v) { return isAtRim(v->x) || isAtRim(v->y); })) continue;
+        for (int j = 0; j < 3; ++j) std::printf("%d %g %g\n", j, corners[j]->x, corners[j]->y);
+    }
+    std::fflush(stdout);
+    model->Fcur = model->f;
+}
+
+void triModel::tri_printface(Face* F) {
+    std::printf("Face %g %g %g\n", F->xc, F->yc, F->rs);
+    const EdgeUse* side = F->eu;
+    for (int j = 0; j < 3; ++j, side = side->euCW) std::printf("%d %g %g \n", j, startOf(side)->x, startOf(side)->y);
+    std::fflush(stdout);
+}
+
+// --- corners and hull ---
+
+namespace {
+
+/* The nearest vertex linked to a corner of the square. */
+const Vertex* nearestNeighbour(const Vertex* corner) {
+    const Vertex* nearest = nullptr;
+    double least = 0.0;
+    const VertexUse* use = corner->vu;
+    do {
+        const Vertex* const neighbour = use->eu->euMate->vu->v;
+        const double distance = squaredDistance(neighbour, corner->x, corner->y);
+        if (!nearest || distance < least) {
+            nearest = neighbour;
+            least = distance;
+        }
+        use = use->vuNext;
+    } while (use != corner->vu);
+    return nearest;
+}
+
+bool isCornerOfSquare(const Model& model, const Vertex* vertex) {
+    return std::find(model.CV, model.CV + 4, vertex) != model.CV + 4;
+}
+
+/* The side of an inner face that runs along the square from one corner to the next, clockwise. */
+EdgeUse* sideOfSquare(const Vertex* from, const Vertex* to) {
+    const VertexUse* use = from->vu;
+    while (!(use->eu->f && endOf(use->eu) == to)) use = use->vuNext;
+    return use->eu;
+}
+
+void releaseRing(Store& store) {
+    VertexHull* record = store.hull.vh;
+    for (int i = 0; i < store.hull.n; ++i) {
+        VertexHull* const next = record->vhNext;
+        store.records.giveBack(record, sizeof(VertexHull));
+        record = next;
+    }
+    store.hull = {0, nullptr};
+    store.sides.count = 0;
+}
+
+/* Appends a record to the ring, which stays closed. */
+bool appendToRing(triModel& mesh, Vertex* vertex) {
+    Store& store = storeOf(mesh.model);
+    auto* record = static_cast<VertexHull*>(store.records.take(
+        sizeof(VertexHull), [&](std::size_t block) { return mesh.trimalloc(&mesh.model->tracker, block); }));
+    if (!record) return false;
+    Hull& hull = store.hull;
+    if (hull.n == 0) hull.vh = record->vhPrev = record->vhNext = record;
+    record->v = vertex;
+    record->x = record->y = 0.0;
+    record->vhPrev = hull.vh->vhPrev;
+    record->vhNext = hull.vh;
+    record->vhPrev->vhNext = record;
+    hull.vh->vhPrev = record;
+    ++hull.n;
+    return true;
+}
+
+void removeLastOfRing(Store& store) {
+    VertexHull* const last = store.hull.vh->vhPrev;
+    last->vhPrev->vhNext = last->vhNext;
+    last->vhNext->vhPrev = last->vhPrev;
+    store.records.giveBack(last, sizeof(VertexHull));
+    --store.hull.n;
+}
+
+/* The points that a corner of the square is linked to, those that the ring does not end with. */
+bool appendFan(triModel& mesh, const Vertex* before, const Vertex* corner) {
+    const Hull& hull = mesh.model->hull;
+    for (EdgeUse* spoke = sideOfSquare(before, corner)->euCW;; spoke = spoke->euMate->euCW) {
+        Vertex* const vertex = spoke->euMate->vu->v;
+        const bool isKnown = hull.n > 0 && hull.vh->vhPrev->v == vertex;
+        if (!isKnown && !isCornerOfSquare(*mesh.model, vertex) && !appendToRing(mesh, vertex)) return false;
+        if (!spoke->euMate->f) return true;
+    }
+}
+
+/* The corners clockwise, and so the points. */
+bool makeRing(triModel& mesh) {
+    constexpr int corners[5] = {1, 0, 3, 2, 1};
+    Store& store = storeOf(mesh.model);
+    for (int i = 0; i < 4; ++i)
+        if (!appendFan(mesh, store.CV[corners[i]], store.CV[corners[i + 1]])) return false;
+    if (store.hull.n > 1 && store.hull.vh->vhPrev->v == store.hull.vh->v) removeLastOfRing(store);
+    return true;
+}
+
+/* Without memory for them the ring itself is asked. */
+void makeSides(Store& store) {
+    HullSides& sides = store.sides;
+    if (store.hull.n > sides.room) {
+        const int room = store.hull.n + store.hull.n / 2;
+        std::free(sides.x);
+        sides.x = static_cast<double*>(std::malloc(4 * static_cast<std::size_t>(room) * sizeof(double)));
+        sides.room = sides.x ? room : 0;
+        if (!sides.x) return;
+        sides.y = sides.x + room;
+        sides.dx = sides.y + room;
+        sides.dy = sides.dx + room;
+    }
+    const VertexHull* record = store.hull.vh;
+    for (int i = 0; i < store.hull.n; ++i, record = record->vhNext) {
+        const Vertex *from = record->v, *to = record->vhNext->v;
+        sides.x[i] = from->x;
+        sides.y[i] = from->y;
+        sides.dx[i] = to->x - from->x;
+        sides.dy[i] = to->y - from->y;
+    }
+    sides.count = store.hull.n;
+}
+
+}
+
+int triModel::tri_update() {
+    if (!model) return 0;
+    for (Vertex* const corner : {model->CV[0], model->CV[1], model->CV[2], model->CV[3]}) {
+        const Vertex* const nearest = nearestNeighbour(corner);
+        Vertex* const refreshed = obtainVertex(*this, corner->x, corner->y, nearest->nabs);
+        if (!refreshed) return 0;
+        setFunction(refreshed, abscissaeOf(nearest), ordinatesOf(nearest));
+        tri_overwrite(refreshed, corner);
+    }
+    model->Cupdate = 0;
+    return 1;
+}
+
+int triModel::tri_update_hull() {
+    if (!model) return 0;
+    Store& store = storeOf(model);
+    releaseRing(store);
+    if (startOf(sideOfSquare(model->CV[3], model->CV[2])->euCCW) == model->CV[0]) {
+        std::puts("triModel: Empty tessellation");
+        std::fflush(stdout);
+        return 0;
+    }
+    const bool isWhole = makeRing(*this);
+    if (store.hull.n >= 3) {
+        VertexHull* record = store.hull.vh;
+        for (int i = 0; i < store.hull.n; ++i, record = record->vhNext) {
+            const Vertex *previous = record->vhPrev->v, *vertex = record->v, *next = record->vhNext->v;
+            tri_bisector(previous->x, previous->y, vertex->x, vertex->y, next->x, next->y, &record->x, &record->y);
+        }
+        makeSides(store);
+    }
+    model->Cupdate = 0;
+    return isWhole;
+}
+
+void triModel::tri_bisector(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* x, Cflt* y) {
+    constexpr double quarter = 1.5707963267948966, half = 2.0 * quarter;
+    const auto direction = [](double dx, double dy) { return dx == 0.0 && dy == 0.0 ? 0.0 : std::atan2(dy, dx); };
+    const double a1 = direction(x2 - x1, y2 - y1), a2 = direction(x3 - x2, y3 - y2);
+    const bool wraps = a2 - a1 > half || a1 - a2 > half;
+    const double outward = wraps ? (a1 + a2) * 0.5 - quarter : (a1 + a2) * 0.5 + quarter;
+    *x = x2 + std::cos(outward);
+    *y = y2 + std::sin(outward);
+}
+
+namespace {
+
+PELTA_VECTORIZE int sidesPassed(const HullSides& sides, double x, double y) {
+    const double *fromX = sides.x, *fromY = sides.y, *dx = sides.dx, *dy = sides.dy;
+    int passed = 0;
+    for (int i = 0; i < sides.count; ++i) passed += dx[i] * (y - fromY[i]) > (x - fromX[i]) * dy[i];
+    return passed;
+}
+
+/* The point is outside of the side from a hull vertex to the next. */
+bool isBeyond(const VertexHull* from, Coord x, Coord y) {
+    const Vertex *start = from->v, *end = from->vhNext->v;
+    return sideOf(start->x, start->y, end->x, end->y, x, y) == 1;
+}
+
+}
+
+int triModel::tri_out_hull(Coord x, Coord y) {
+    if (!model || model->hull.n < 3) return 1;
+    const HullSides& sides = storeOf(model).sides;
+    if (sides.count == model->hull.n) return sidesPassed(sides, x, y) > 0;
+    const VertexHull* record = model->hull.vh;
+    for (int i = 0; i < model->hull.n; ++i, record = record->vhNext)
+        if (isBeyond(record, x, y)) return 1;
+    return 0;
+}
+
+// --- functions on a grid ---
+
+namespace {
+
+/* One piece of a function on the output grid. */
+PELTA_INLINE void followLine(const float* abscissae, float fromX, float slope, float fromY, float* y, int count) {
+    for (int i = 0; i < count; ++i) y[i] = (abscissae[i] - fromX) * slope + fromY;
+}
+
+/* The number of output samples up to a knot, with the first of them, one-based. */
+PELTA_INLINE int lastSlotBefore(float knot, float abscissa, float spacing, int slot) {
+    return std::max(truncated((knot - abscissa) / spacing + static_cast<float>(slot)), slot - 1);
+}
+
+/* abscissa(i) is the i-th of the grid; the slots lag behind by those before the first knot (see trimodel.h). */
+PELTA_VECTORIZE void resample(const float* abscissae, const float* xin, const float* yin, int n, float xs, float xi, int ny,
+                              float* y) {
+    int skipped = 0;
+    if (xin[0] >= xs) {
+        skipped = std::max(truncated((xin[0] - xs) / xi + 1.0f), 0);
+        if (skipped >= ny) {
+            std::fill_n(y, ny, yin[0]);
+            return;
+        }
+    }
+    int slot = 1;
+    for (int i = 1; i < n && slot <= ny; ++i) {
+        const float abscissa = abscissae[skipped + slot - 1];
+        if (!(xin[i] >= abscissa)) continue;
+        const float slope = (yin[i] - yin[i - 1]) / (xin[i] - xin[i - 1]);
+        const int last = std::min(lastSlotBefore(xin[i], abscissa, xi, slot), ny);
+        followLine(abscissae + skipped + slot - 1, xin[i - 1], slope, yin[i - 1], y + slot - 1, last - slot + 1);
+        slot = last + 1;
+    }
+    for (; slot <= ny; ++slot) y[slot - 1] = yin[n - 1];
+}
+
+/* A stretch of the chain at a time where there is no memory for the whole. */
+void resampleInPieces(const float* xin, const float* yin, int n, float xs, float xi, int ny, float* y) {
+    float abscissa = xs;
+    if (xin[0] >= xs) {
+        const int skipped = truncated((xin[0] - xs) / xi + 1.0f);
+        for (int m = 0; m < skipped; ++m) {
+            y[m] = yin[0];
+            if (m + 1 >= ny) return;
+            abscissa += xi;
+        }
+    }
+    int slot = 1;
+    for (int i = 1; i < n && slot <= ny; ++i) {
+        if (!(xin[i] >= abscissa)) continue;
+        const float slope = (yin[i] - yin[i - 1]) / (xin[i] - xin[i - 1]);
+        const int last = std::min(lastSlotBefore(xin[i], abscissa, xi, slot), ny);
+        for (; slot <= last; ++slot, abscissa += xi) y[slot - 1] = (abscissa - xin[i - 1]) * slope + yin[i - 1];
+    }
+    for (; slot <= ny; ++slot) y[slot - 1] = yin[n - 1];
+}
+
+void resampleVertex(triModel& mesh, const Vertex* vertex, const float* a0, const float* ainc, float* y, const int* nord) {
+    mesh.tri_interpolate(abscissaeOf(vertex), ordinatesOf(vertex), vertex->nabs, *a0, *ainc, *nord, y);
+}
+
+/* ord = high * weight + low * (1 - weight), where ord comes in as high. */
+PELTA_VECTORIZE void mix(float* ord, const float* low, double weight, int count) {
+    const double rest = 1.0 - weight;
+    for (int i = 0; i < count; ++i) ord[i] = static_cast<float>(ord[i] * weight + low[i] * rest);
+}
+
+PELTA_VECTORIZE void addPlane(float* z1, const float* z2, const float* z3, double f1, double f2, int count) {
+    for (int i = 0; i < count; ++i) {
+        const double base = z1[i];
+        z1[i] = static_cast<float>(base + (z3[i] - base) * f1 + (z2[i] - base) * f2);
+    }
+}
+
+}
+
+void triModel::tri_interpolate(float* xin, float* yin, int n, float xs, float xi, int ny, float* y) {
+    if (ny <= 0) return;
+    if (n <= 0) return static_cast<void>(std::fill_n(y, ny, 0.0f));
+    const float* const abscissae = model && ny <= std::numeric_limits<int>::max() / 2
+                                       ? storeOf(model).abscissae.values(xs, xi, 2 * ny)
+                                       : nullptr;
+    if (abscissae) resample(abscissae, xin, yin, n, xs, xi, ny, y);
+    else resampleInPieces(xin, yin, n, xs, xi, ny, y);
+}
+
+namespace {
+
+/* The two nearest of three places on a line, each weighted by the other's distance. */
+void weightNearestTwo(float* vel, int count, const float* z1, const float* z2, const float* z3, double d1, double d2, double d3) {
+    const bool dropsFirst = d1 >= d2 && d1 >= d3, dropsSecond = !dropsFirst && d2 >= d1 && d2 >= d3;
+    const float* const lower = dropsFirst ? z2 : z1;
+    const float* const upper = dropsFirst || dropsSecond ? z3 : z2;
+    const double ofLower = dropsFirst ? d2 : d1, ofUpper = dropsFirst || dropsSecond ? d3 : d2;
+    const double sum = ofLower + ofUpper;
+    for (int i = 0; i < count; ++i) vel[i] = static_cast<float>(lower[i] * ofUpper / sum + upper[i] * ofLower / sum);
+}
+
+double distance(double x1, double y1, double x2, double y2) {
+    return std::sqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
+}
+
+}
+
+void triModel::tri_initialize(double ix, double iy, float* vel, int numt, double x1, double y1, float* z1, double x2, double y2,
+                              float* z2, double x3, double y3, float* z3) {
+    const double dx = ix - x1, dy = iy - y1;
+    const double det = (y3 - y1) * (x2 - x1) - (x3 - x1) * (y2 - y1);
+    if (det == 0.0)
+        return weightNearestTwo(vel, numt, z1, z2, z3, distance(ix, iy, x1, y1), distance(ix, iy, x2, y2),
+                                distance(ix, iy, x3, y3));
+    const double f1 = (dy * (x2 - x1) - (y2 - y1) * dx) / det;
+    const double f2 = (dx * (y3 - y1) - (x3 - x1) * dy) / det;
+    if (vel == z1) return addPlane(vel, z2, z3, f1, f2, numt);
+    for (int i = 0; i < numt; ++i) {
+        const double base = z1[i];
+        vel[i] = static_cast<float>(base + (z3[i] - base) * f1 + (z2[i] - base) * f2);
+    }
+}
+
+// --- interpolation ---
+
+int triModel::tri_deg(VertexHull* VH, VertexHull* VH0) {
+    const auto isDegenerate = [](const VertexHull* record) {
+        const VertexHull *previous = record->vhPrev, *next = record->vhNext;
+        const Vertex* const v = record->v;
+        return (v->x - previous->x) * (v->y - next->y) == -((v->y - previous->y) * (v->x - next->x));
+    };
+    return isDegenerate(VH) || isDegenerate(VH0);
+}
+
+double triModel::tri_proj(double x1, double y1, double x2, double y2, double x3, double y3) {
+    const double dx = x2 - x1, dy = y2 - y1;
+    return ((y3 - y1) * dy * dx + x1 * (dy * dy) + dx * dx * x3) / (dy * dy + dx * dx);
+}
+
+double triModel::tri_x_y(double x1, double y1, double x2, double y2, double x3, double y3, double x4, double y4) {
+    return ((y2 - y4) * (x3 - x1) * (x2 - x1) + (x2 - x1) * x4 * (y3 - y1) - (y2 - y1) * x2 * (x3 - x1)) /
+           ((x2 - x1) * y3 + (x3 - x2) * y1 + (x1 - x3) * y2);
+}
+
+void triModel::tri_degenr(VertexHull* VH, VertexHull* VH0, Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord,
+                          int* nord) {
+    const Vertex *const p = VH->v, *const q = VH0->v;
+    const double footX = tri_proj(p->x, p->y, q->x, q->y, *x, *y);
+    const double footY = tri_proj(p->y, p->x, q->y, q->x, *y, *x);
+    const auto mixResampled = [&](const Vertex* high, const Vertex* low, double weight) {
+        resampleVertex(*this, high, a0, ainc, ord, nord);
+        resampleVertex(*this, low, a0, ainc, wrk, nord);
+        mix(ord, wrk, weight, *nord);
+    };
+    if (p->x == q->x && p->y == q->y) return mixResampled(p, q, 0.5);
+    const bool isUpright = p->x == q->x;
+    const auto along = [&](const Vertex* vertex) { return isUpright ? vertex->y : vertex->x; };
+    const Vertex* const high = along(p) >= along(q) ? p : q;
+    const Vertex* const low = high == p ? q : p;
+    const double foot = isUpright ? footY : footX;
+    if (foot >= along(high)) return resampleVertex(*this, high, a0, ainc, ord, nord);
+    if (foot < along(low)) return resampleVertex(*this, low, a0, ainc, ord, nord);
+    mixResampled(high, low, distance(footX, footY, low->x, low->y) / distance(high->x, high->y, low->x, low->y));
+}
+
+namespace {
+
+bool seesSideAt(const VertexHull* record, Coord x, Coord y) { return isBeyond(record, x, y) || isBeyond(record->vhPrev, x, y); }
+
+/* The nearest hull vertex of which the point sees a side. */
+VertexHull* nearestVisible(const Hull& hull, Coord x, Coord y) {
+    VertexHull* first = hull.vh;
+    for (int i = 1; i < hull.n && !seesSideAt(first, x, y); ++i) first = first->vhNext;
+    VertexHull* nearest = first;
+    double least = squaredDistance(nearest->v, x, y);
+    VertexHull* record = first->vhNext;
+    for (int i = 1; i < hull.n; ++i, record = record->vhNext) {
+        const double there = squaredDistance(record->v, x, y);
+        if (!(there < least) || !seesSideAt(record, x, y)) continue;
+        least = there;
+        nearest = record;
+    }
+    return nearest;
+}
+
+}
+
+void triModel::tri_extrap(Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord, int* nord) {
+    if (!model || model->hull.n < 1) return static_cast<void>(std::fill_n(ord, std::max(*nord, 0), 0.0f));
+    const Hull& hull = model->hull;
+    if (hull.n == 1) return resampleVertex(*this, hull.vh->v, a0, ainc, ord, nord);
+    if (hull.n == 2) return tri_degenr(hull.vh, hull.vh->vhNext, x, y, a0, ainc, wrk, ord, nord);
+    VertexHull* const nearest = nearestVisible(hull, *x, *y);
+    const Vertex* const b = nearest->v;
+    const bool isBefore = tri_left_1(b->x, b->y, nearest->x, nearest->y, *x, *y) == 1;
+    VertexHull* const neighbour = isBefore ? nearest->vhPrev : nearest->vhNext;
+    if (tri_deg(neighbour, nearest)) return tri_degenr(neighbour, nearest, x, y, a0, ainc, wrk, ord, nord);
+    const Vertex* const n = neighbour->v;
+    const double onNearestX = tri_x_y(b->x, b->y, nearest->x, nearest->y, n->x, n->y, *x, *y);
+    const double onNearestY = tri_x_y(b->y, b->x, nearest->y, nearest->x, n->y, n->x, *y, *x);
+    const double onNeighbourX = tri_x_y(n->x, n->y, neighbour->x, neighbour->y, b->x, b->y, *x, *y);
+    const double onNeighbourY = tri_x_y(n->y, n->x, neighbour->y, neighbour->x, b->y, b->x, *y, *x);
+    const double squared = (*x - onNearestX) * (*x - onNearestX) + (*y - onNearestY) * (*y - onNearestY);
+    const double fromNearest = squared > 0.0 ? std::sqrt(squared) : 0.0;
+    resampleVertex(*this, n, a0, ainc, ord, nord);
+    resampleVertex(*this, b, a0, ainc, wrk, nord);
+    mix(ord, wrk, fromNearest / distance(onNearestX, onNearestY, onNeighbourX, onNeighbourY), *nord);
+}
+
+void triModel::triInterpolate(Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord, int* nord) {
+    if (model && model->Cupdate) {
+        const bool isRefreshed = tri_update();
+        tri_update_hull();
+        if (!isRefreshed) model->Cupdate = 1;
+    }
+    if (tri_out_hull(*x, *y)) return tri_extrap(x, y, a0, ainc, wrk, ord, nord);
+    if (isInSquare(*model, *x, *y)) locate(*this, *x, *y);
+    else tri_face(*x, *y, &model->Fcur);
+    const EdgeUse* const side = model->Fcur->eu;
+    const Vertex *v0 = startOf(side), *v1 = startOf(side->euCW), *v2 = startOf(side->euCCW);
+    const int count = std::max(*nord, 0);
+    resampleVertex(*this, v0, a0, ainc, ord, nord);
+    resampleVertex(*this, v1, a0, ainc, wrk, nord);
+    resampleVertex(*this, v2, a0, ainc, wrk + count, nord);
+    tri_initialize(*x, *y, ord, count, v0->x, v0->y, ord, v1->x, v1->y, wrk, v2->x, v2->y, wrk + count);
+}

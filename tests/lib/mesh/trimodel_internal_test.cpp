@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+#include <pelta/trimodel.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "support/meshverifier.h"
+
+/* The linker sends the library's allocations through these: one of them can be made to fail. */
+
+namespace {
+
+long allocationsUntilFailure = -1;
+
+bool fails() { return allocationsUntilFailure >= 0 && allocationsUntilFailure-- == 0; }
+
+}
+
+extern "C" {
+
+void* __real_malloc(std::size_t bytes);
+void* __real_calloc(std::size_t count, std::size_t bytes);
+void* __wrap_malloc(std::size_t bytes);
+void* __wrap_calloc(std::size_t count, std::size_t bytes);
+
+void* __wrap_malloc(std::size_t bytes) { return fails() ? nullptr : __real_malloc(bytes); }
+void* __wrap_calloc(std::size_t count, std::size_t bytes) { return fails() ? nullptr : __real_calloc(count, bytes); }
+}
+
+namespace {
+
+/* Adds points with functions of growing length and interpolates between; returns how many points were taken. */
+int work(triModel& mesh) {
+    int taken = 0;
+    std::vector<float> ordinates(60), scratch(120);
+    for (int i = 0; i < 150; ++i) {
+        double x = 100.0 * std::cos(2.4 * i) * std::sqrt(i), y = 100.0 * std::sin(2.4 * i) * std::sqrt(i);
+        int pairs = i % 10 == 9 ? 4000 : 1 + i % 7;
+        std::vector<float> values(static_cast<std::size_t>(pairs), 1500.0f);
+        taken += mesh.triAdd(&x, &y, values.data(), values.data(), &pairs);
+        if (i % 20 == 19) {
+            float from = 0.0f, step = 2.0f;
+            int count = 60;
+            mesh.triInterpolate(&x, &y, &from, &step, scratch.data(), ordinates.data(), &count);
+        }
+    }
+    return taken;
+}
+
+bool answers(triModel& mesh) {
+    double x = 3.0, y = 4.0;
+    float from = 0.0f, step = 1.0f, value = -1.0f, scratch[2];
+    int one = 1;
+    mesh.triInterpolate(&x, &y, &from, &step, scratch, &value, &one);
+    return value == 1500.0f || value == 0.0f;
+}
+
+TEST(TriModelWithoutMemory, AnyFailedAllocationLeavesAMeshThatAnswers) {
+    bool isEveryOneTried = false;
+    for (long nth = 0; !isEveryOneTried && nth < 10000; ++nth) {
+        triModel mesh;
+        allocationsUntilFailure = nth;
+        const int isStarted = mesh.triStart();
+        const int taken = isStarted ? work(mesh) : 0;
+        isEveryOneTried = allocationsUntilFailure >= 0;
+        allocationsUntilFailure = -1;
+        if (!isStarted) {
+            EXPECT_EQ(mesh.model, nullptr) << "allocation " << nth;
+            continue;
+        }
+        const MeshCounts counts = expectLinked(mesh);
+        EXPECT_EQ(counts.vertices, static_cast<std::size_t>(taken) + 4) << "allocation " << nth;
+        EXPECT_EQ(counts.faces, 2 * static_cast<std::size_t>(taken) + 2) << "allocation " << nth;
+        EXPECT_TRUE(answers(mesh)) << "allocation " << nth;
+        mesh.triClear();
+        if (isEveryOneTried) {
+            EXPECT_EQ(taken, 150);
+            EXPECT_GT(nth, 10);
+        }
+    }
+    EXPECT_TRUE(isEveryOneTried);
+}
+
+}

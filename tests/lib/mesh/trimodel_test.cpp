@@ -1,0 +1,712 @@
+#include <gtest/gtest.h>
+#include <pelta/trimodel.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "support/files.h"
+#include "support/meshverifier.h"
+
+namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double half = 40000000.0;
+
+struct Function {
+    std::vector<float> abscissae, ordinates;
+};
+
+int add(triModel& mesh, double x, double y, Function function = {{0.0f}, {1.0f}}) {
+    int pairs = static_cast<int>(function.abscissae.size());
+    return mesh.triAdd(&x, &y, function.abscissae.data(), function.ordinates.data(), &pairs);
+}
+
+Function get(triModel& mesh, double x, double y) {
+    Function function{std::vector<float>(50, -7.0f), std::vector<float>(50, -7.0f)};
+    int pairs = -1;
+    mesh.triGet(&x, &y, function.abscissae.data(), function.ordinates.data(), &pairs);
+    EXPECT_EQ(function.abscissae[static_cast<std::size_t>(pairs)], -7.0f);
+    function.abscissae.resize(static_cast<std::size_t>(pairs));
+    function.ordinates.resize(static_cast<std::size_t>(pairs));
+    return function;
+}
+
+std::vector<float> interpolated(triModel& mesh, double x, double y, int count = 5, float from = 0.0f, float step = 1.0f) {
+    std::vector<float> work(static_cast<std::size_t>(2 * count)), result(static_cast<std::size_t>(count) + 1, 99.0f);
+    mesh.triInterpolate(&x, &y, &from, &step, work.data(), result.data(), &count);
+    EXPECT_EQ(result.back(), 99.0f);
+    result.pop_back();
+    return result;
+}
+
+/* The first ordinate of functions of one pair. */
+float valueAt(triModel& mesh, double x, double y) { return interpolated(mesh, x, y, 1).front(); }
+
+Function constant(float value) { return {{0.0f}, {value}}; }
+
+struct Started : triModel {
+    Started() { EXPECT_EQ(triStart(), 1); }
+};
+
+TEST(TriModel, IsUnsetUntilItIsStarted) {
+    triModel mesh;
+    EXPECT_EQ(mesh.model, nullptr);
+    EXPECT_EQ(add(mesh, 1, 2), 0);
+    EXPECT_TRUE(get(mesh, 1, 2).abscissae.empty());
+    EXPECT_EQ(interpolated(mesh, 1, 2), std::vector<float>(5, 0.0f));
+    mesh.triPrint();
+    mesh.triClear();
+}
+
+TEST(TriModel, StartsWithASquareOfTwoFaces) {
+    Started mesh;
+    const Model& model = *mesh.model;
+    const double xs[4] = {-half, half, half, -half}, ys[4] = {-half, -half, half, half};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(model.Xc[i], xs[i]);
+        EXPECT_EQ(model.Yc[i], ys[i]);
+        EXPECT_EQ(model.Vc[i], 0.0f);
+        EXPECT_EQ(model.CV[i]->x, xs[i]);
+        EXPECT_EQ(model.CV[i]->y, ys[i]);
+        EXPECT_EQ(model.CV[i]->nabs, 1);
+        EXPECT_EQ(model.CV[i]->va[0], 0.0f);
+        EXPECT_EQ(model.CV[i]->va[1], 0.0f);
+    }
+    EXPECT_EQ(model.Cupdate, 1);
+    EXPECT_EQ(model.npnts, 0);
+    EXPECT_EQ(model.hull.n, 0);
+    EXPECT_EQ(model.Fcur, model.f);
+    EXPECT_EQ(model.f->rs, 2 * half * half);
+    for (const Face* face = model.f; face; face = face->fNext) EXPECT_LT(twiceArea(face), 0.0) << "clockwise";
+    expectDelaunay(mesh, 0);
+}
+
+TEST(TriModel, CanBeStartedAgainAfterClearingAndWithout) {
+    Started mesh;
+    EXPECT_EQ(add(mesh, 1, 1), 1);
+    mesh.triClear();
+    EXPECT_EQ(mesh.model, nullptr);
+    mesh.triClear();
+    EXPECT_EQ(mesh.triStart(), 1);
+    EXPECT_EQ(add(mesh, 1, 1), 1);
+    EXPECT_EQ(mesh.triStart(), 1);
+    expectDelaunay(mesh, 0);
+}
+
+TEST(TriModel, TakesPointsOnTheSquaresRimAndRefusesThoseBeyond) {
+    for (const auto& [x, y] : std::vector<std::pair<double, double>>{{half, 0}, {-half, 3}, {5, half}, {5, -half}}) {
+        Started mesh;
+        EXPECT_EQ(add(mesh, x, y), 1);
+        EXPECT_EQ(get(mesh, x, y).abscissae.size(), 1u);
+    }
+    Started mesh;
+    const std::string range = "The tessellation range is (-40000000,-40000000) to (40000000,40000000)\n";
+    const double beyond = std::nextafter(half, infinity);
+    const Printed printed = printedBy([&] { EXPECT_EQ(add(mesh, beyond, 12.5), 0); });
+    EXPECT_EQ(printed.text, "triModel: Point (4e+07,12.5) is outside tessellation not inserted\n" + range);
+    EXPECT_EQ(printed.unflushed, 0u);
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(add(mesh, -1, -beyond), 0); }).text,
+              "triModel: Point (-1,-4e+07) is outside tessellation not inserted\n" + range);
+    EXPECT_EQ(mesh.model->f->fNext->fNext, nullptr);
+}
+
+TEST(TriModel, RefusesCoordinatesThatAreNoNumbers) {
+    Started mesh;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Printed printed = printedBy([&] {
+        EXPECT_EQ(add(mesh, nan, 0), 0);
+        EXPECT_EQ(add(mesh, 0, nan), 0);
+        EXPECT_EQ(add(mesh, infinity, 0), 0);
+        EXPECT_EQ(add(mesh, 0, -infinity), 0);
+    });
+    EXPECT_EQ(std::count(printed.text.begin(), printed.text.end(), '\n'), 8);
+    expectDelaunay(mesh, 0);
+    EXPECT_TRUE(get(mesh, nan, 0).abscissae.empty());
+    EXPECT_TRUE(get(mesh, infinity, 0).abscissae.empty());
+    for (int i = 0; i < 5; ++i) add(mesh, i * i, 3 * i);
+    interpolated(mesh, nan, 0);
+    interpolated(mesh, infinity, 0);
+    interpolated(mesh, -infinity, nan);
+}
+
+TEST(TriModel, TheLastOfTwoPointsAtAPlaceWins) {
+    Started mesh;
+    add(mesh, 10, 20, {{1, 2, 3}, {4, 5, 6}});
+    add(mesh, 30, 20, {{1}, {2}});
+    add(mesh, 10, 20, {{7, 8}, {9, 10}});
+    const Function function = get(mesh, 10, 20);
+    EXPECT_EQ(function.abscissae, (std::vector<float>{7, 8}));
+    EXPECT_EQ(function.ordinates, (std::vector<float>{9, 10}));
+    expectDelaunay(mesh, 2);
+    for (std::size_t i = 0; i < 45; ++i) add(mesh, 10, 20, Function{std::vector<float>(i), std::vector<float>(i, 1.0f)});
+    EXPECT_EQ(get(mesh, 10, 20).abscissae.size(), 44u);
+    EXPECT_EQ(get(mesh, 10, 20).ordinates, std::vector<float>(44, 1.0f));
+}
+
+TEST(TriModel, GetsNothingBetweenVertices) {
+    Started mesh;
+    add(mesh, 10, 20, {{1, 2}, {3, 4}});
+    EXPECT_TRUE(get(mesh, 10, 20.000001).abscissae.empty());
+    EXPECT_TRUE(get(mesh, 2 * half, 0).abscissae.empty());
+    EXPECT_EQ(get(mesh, half, half).abscissae.size(), 1u) << "a corner of the square is a vertex";
+}
+
+TEST(TriModel, APointOnACornerOfTheSquareTakesItsPlace) {
+    Started mesh;
+    add(mesh, half, -half, {{1, 2}, {3, 4}});
+    EXPECT_EQ(mesh.model->CV[1]->nabs, 2);
+    EXPECT_EQ(get(mesh, half, -half).ordinates, (std::vector<float>{3, 4}));
+    expectDelaunay(mesh, 0);
+}
+
+TEST(TriModel, SidesAreToldWithoutTolerance) {
+    triModel mesh;
+    EXPECT_EQ(mesh.tri_left(0, 0, 1, 0, 0.5, 1e-300), 1);
+    EXPECT_EQ(mesh.tri_left(0, 0, 1, 0, 7, 0), 0);
+    EXPECT_EQ(mesh.tri_left(0, 0, 1, 0, 0.5, -1e-300), -1);
+    EXPECT_EQ(mesh.tri_left_1(0, 0, 0, 2, -1, 1), 1);
+    EXPECT_EQ(mesh.tri_left_1(0, 0, 0, 2, 1, 1), -1);
+}
+
+TEST(TriModel, ACircleGoesThroughThreePoints) {
+    triModel mesh;
+    double xc, yc, rs;
+    mesh.tri_circ(0, 0, 0, 2, 2, 0, &xc, &yc, &rs);
+    EXPECT_EQ(xc, 1.0);
+    EXPECT_EQ(yc, 1.0);
+    EXPECT_EQ(rs, 2.0);
+    mesh.tri_circ(0, 0, 4, 0, 0, 2, &xc, &yc, &rs);
+    EXPECT_EQ(xc, 2.0);
+    EXPECT_EQ(yc, 1.0);
+    EXPECT_EQ(rs, 5.0);
+}
+
+TEST(TriModel, PointsOnALineHaveNoCircle) {
+    triModel mesh;
+    double xc = 7, yc = 8, rs = 9;
+    const Printed printed = printedBy([&] { mesh.tri_circ(0, 0, 1.5, 1.5, 1e6, 1e6, &xc, &yc, &rs); });
+    EXPECT_EQ(printed.text, "Given points are on straight line(0,0) (1.5,1.5) (1e+06,1e+06)\n");
+    EXPECT_EQ(printed.unflushed, 0u);
+    EXPECT_EQ(xc, 7.0);
+    EXPECT_EQ(yc, 8.0);
+    EXPECT_EQ(rs, -1.0);
+}
+
+TEST(TriModel, ASegmentThatTouchesASideCrossesIt) {
+    Started mesh;
+    EdgeUse* diagonal = mesh.model->f->eu;
+    ASSERT_EQ(diagonal->e->fixed, 0);
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5, 5, 5, -5), 1);
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5, 5, 0, 0), 1);
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5, 5, -1, 5), 0);
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5 - half, -half, -half - 5, -half + 20), 0) << "beside the side's end";
+}
+
+TEST(TriModel, APointOnASideSplitsAFaceAndFlipsTheRest) {
+    Started mesh;
+    for (const auto& [x, y] : std::vector<std::pair<double, double>>{{0, 0}, {4, 0}, {0, 4}, {4, 4}, {2, 0}, {2, 2}})
+        ASSERT_EQ(add(mesh, x, y), 1);
+    expectDelaunay(mesh, 6);
+    for (const Face* face = mesh.model->f; face; face = face->fNext) EXPECT_LT(twiceArea(face), 0.0);
+}
+
+TEST(TriModel, PrintsFacesWithTheCornersOfThoseOffTheRim) {
+    Started mesh;
+    add(mesh, 0, 0);
+    add(mesh, 4, 0);
+    add(mesh, 0, 2);
+    const Printed printed = printedBy([&] { mesh.triPrint(); });
+    std::string expected;
+    int number = 0, inner = 0;
+    for (const Face* face = mesh.model->f; face; face = face->fNext, ++number) {
+        char line[200];
+        std::snprintf(line, sizeof line, "Face %d %g %g %g\n", number, face->xc, face->yc, face->rs);
+        expected += line;
+        if (face->xc != 2.0 || face->yc != 1.0) continue;
+        ++inner;
+        const EdgeUse* side = face->eu;
+        for (int j = 0; j < 3; ++j, side = side->euCW) {
+            std::snprintf(line, sizeof line, "%d %g %g\n", j, side->vu->v->x, side->vu->v->y);
+            expected += line;
+        }
+    }
+    EXPECT_EQ(inner, 1);
+    EXPECT_EQ(printed.text, expected);
+    EXPECT_EQ(printed.unflushed, 0u);
+    EXPECT_EQ(mesh.model->Fcur, mesh.model->f);
+}
+
+TEST(TriModel, PrintsAFaceWithABlankBeforeTheLinesEnd) {
+    Started mesh;
+    const std::string text = printedBy([&] { mesh.tri_printface(mesh.model->f); }).text;
+    EXPECT_EQ(text.substr(0, 5), "Face ");
+    EXPECT_EQ(text.substr(text.find('\n') - 8, 8), " 3.2e+15");
+    EXPECT_NE(text.find("0 -4e+07 -4e+07 \n1 "), std::string::npos);
+    EXPECT_EQ(text.substr(text.size() - 2), " \n");
+}
+
+TEST(TriModel, ListsAndFreesWhatItAllocates) {
+    triModel mesh;
+    Tracker* list = nullptr;
+    void* first = mesh.trimalloc(&list, 10);
+    void* second = mesh.trimalloc(&list, 10);
+    EXPECT_EQ(list->p, second);
+    EXPECT_EQ(list->next->p, first);
+    mesh.trifree(&list, &mesh);  // not listed: nothing happens
+    mesh.trifree(&list, first);
+    EXPECT_EQ(list->p, second);
+    EXPECT_EQ(list->next, nullptr);
+    mesh.trigfree(&list, second);
+    EXPECT_EQ(list, nullptr);
+}
+
+TEST(TriModel, TakesRecordsFromAPoolWhereOneIsSet) {
+    Started mesh;
+    std::vector<double> pool(400);
+    mesh.model->npnts = 1;
+    mesh.model->pntr = reinterpret_cast<char*>(pool.data());
+    const std::size_t point = sizeof(Vertex) + 2 * sizeof(float) + 6 * sizeof(EdgeUse) + 6 * sizeof(VertexUse) +
+                              3 * sizeof(Edge) + 2 * sizeof(Face);
+    mesh.model->mbytes = static_cast<int>(point);
+    EXPECT_EQ(add(mesh, 3, 4), 1);
+    EXPECT_EQ(mesh.model->mused, static_cast<int>(point));
+    const Printed printed = printedBy([&] { EXPECT_EQ(add(mesh, 5, 4), 0); });
+    EXPECT_EQ(printed.text, "triModel: error, no space left in memory pool.\n");
+    EXPECT_EQ(printed.unflushed, 0u);
+    expectDelaunay(mesh, 1);
+    mesh.triClear();
+}
+
+/* Points of every degenerate kind. */
+std::vector<std::pair<double, double>> awkwardPoints(const std::string& kind, int count, std::mt19937& engine) {
+    std::uniform_real_distribution<double> uniform(-1000.0, 1000.0);
+    std::uniform_int_distribution<int> small(-6, 6);
+    std::vector<std::pair<double, double>> points;
+    for (int i = 0; i < count; ++i) {
+        const double angle = uniform(engine);
+        if (kind == "random") points.emplace_back(uniform(engine), uniform(engine));
+        else if (kind == "lattice") points.emplace_back(small(engine), small(engine));
+        else if (kind == "fine lattice far out") points.emplace_back(1e6 + 0.1 * small(engine), 3e6 + 0.1 * small(engine));
+        else if (kind == "upright line") points.emplace_back(17.0, small(engine) + 0.1 * small(engine));
+        else if (kind == "slanted line") points.emplace_back(0.1 * (i % 37), 0.3 * (i % 37));
+        else if (kind == "circle") points.emplace_back(500.0 * std::cos(angle), 500.0 * std::sin(angle));
+        else if (kind == "neighbouring numbers") {
+            double x = 12345.678, y = 0.1;
+            for (int k = small(engine); k > 0; --k) x = std::nextafter(x, infinity);
+            for (int k = small(engine); k > 0; --k) y = std::nextafter(y, infinity);
+            points.emplace_back(x, y);
+        } else if (kind == "rim") points.emplace_back(i % 4 < 2 ? (i % 2 ? half : -half) : uniform(engine) * 40000.0,
+                                                      i % 4 < 2 ? uniform(engine) * 40000.0 : (i % 2 ? half : -half));
+        else if (kind == "clusters") points.emplace_back(1000.0 * (i % 3) + 1e-9 * uniform(engine), 1e-9 * uniform(engine));
+        else if (kind == "turned lattice") {
+            const double x = small(engine), y = small(engine);
+            points.emplace_back(0.6 * x - 0.8 * y, 0.8 * x + 0.6 * y);
+        }
+    }
+    return points;
+}
+
+class AwkwardPoints : public testing::TestWithParam<std::string> {};
+
+/* Coordinates that the arithmetic cannot tell from those of a line leave faces that no test decides: links and counts hold. */
+TEST_P(AwkwardPoints, LeaveAWellLinkedMeshThatAnswers) {
+    const std::string kind = GetParam();
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        std::mt19937 engine(seed);
+        testing::internal::CaptureStdout();
+        Started mesh;
+        const auto points = awkwardPoints(kind, 60, engine);
+        for (const auto& [x, y] : points) {
+            const bool isAtCorner = std::abs(x) == half && std::abs(y) == half;
+            ASSERT_EQ(add(mesh, x, y), 1) << x << " " << y << isAtCorner;
+        }
+        const MeshCounts counts = expectLinked(mesh);
+        EXPECT_EQ(counts.faces, 2 * (counts.vertices - 4) + 2);
+        EXPECT_EQ(counts.edges, 3 * (counts.vertices - 4) + 5);
+        std::uniform_real_distribution<double> uniform(-1100.0, 1100.0);
+        for (int i = 0; i < 50; ++i) interpolated(mesh, uniform(engine), uniform(engine));
+        for (const auto& [x, y] : points) interpolated(mesh, x, y);
+        testing::internal::GetCapturedStdout();
+        if (HasFailure()) FAIL() << kind << ", seed " << seed;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, AwkwardPoints,
+                         testing::Values("random", "lattice", "fine lattice far out", "upright line", "slanted line", "circle",
+                                         "neighbouring numbers", "rim", "clusters", "turned lattice"),
+                         [](const auto& kind) {
+                             std::string name = kind.param;
+                             std::replace(name.begin(), name.end(), ' ', '_');
+                             return name;
+                         });
+
+TEST(TriModel, RandomPointsMakeADelaunayMeshInAnyOrder) {
+    std::mt19937 engine(3);
+    std::uniform_real_distribution<double> uniform(0.0, 5000.0);
+    for (const bool isSorted : {false, true}) {
+        std::vector<std::pair<double, double>> points;
+        for (int i = 0; i < 3000; ++i) points.emplace_back(uniform(engine), uniform(engine));
+        if (isSorted) std::sort(points.begin(), points.end());
+        Started mesh;
+        for (const auto& [x, y] : points) ASSERT_EQ(add(mesh, x, y, constant(static_cast<float>(x))), 1);
+        expectDelaunay(mesh, points.size());
+        for (const auto& [x, y] : points) EXPECT_EQ(get(mesh, x, y).ordinates.at(0), static_cast<float>(x));
+    }
+}
+
+TEST(TriModel, LocationFindsAFaceThatContainsThePoint) {
+    std::mt19937 engine(4);
+    std::uniform_real_distribution<double> uniform(0.0, 100.0);
+    Started mesh;
+    for (int i = 0; i < 500; ++i) add(mesh, uniform(engine), uniform(engine));
+    for (int i = 0; i < 2000; ++i) {
+        const double x = uniform(engine), y = uniform(engine);
+        Face* face = i % 2 ? nullptr : mesh.model->Fcur;
+        mesh.tri_face(x, y, &face);
+        ASSERT_EQ(mesh.tri_inside(face, x, y), 1);
+        interpolated(mesh, x, y, 1);
+        if (mesh.tri_out_hull(x, y)) continue;
+        ASSERT_EQ(mesh.model->Fcur, face) << "interpolation finds the same face";
+    }
+}
+
+TEST(TriModel, TheHullIsTheClockwiseConvexHull) {
+    std::mt19937 engine(5);
+    std::uniform_real_distribution<double> uniform(0.0, 100.0);
+    for (int count : {3, 4, 10, 300}) {
+        Started mesh;
+        std::vector<std::pair<double, double>> points;
+        for (int i = 0; i < count; ++i) points.emplace_back(uniform(engine), uniform(engine));
+        for (const auto& [x, y] : points) add(mesh, x, y);
+        valueAt(mesh, 50, 50);
+        std::sort(points.begin(), points.end());
+        std::vector<std::pair<double, double>> hull; /* monotone chains, upper then lower: clockwise */
+        for (const bool isUpper : {true, false}) {
+            const std::size_t kept = hull.size();
+            for (const auto& p : points) {
+                const auto turnsLeft = [&] {
+                    const auto &a = hull[hull.size() - 2], &b = hull.back();
+                    return (b.first - a.first) * (p.second - a.second) - (b.second - a.second) * (p.first - a.first) >= 0;
+                };
+                while (hull.size() >= kept + 2 && turnsLeft()) hull.pop_back();
+                hull.push_back(p);
+            }
+            hull.pop_back();
+            if (isUpper) std::reverse(points.begin(), points.end());
+        }
+        ASSERT_EQ(static_cast<std::size_t>(mesh.model->hull.n), hull.size());
+        const VertexHull* record = mesh.model->hull.vh;
+        const auto start = std::find(hull.begin(), hull.end(), std::pair{record->v->x, record->v->y});
+        ASSERT_NE(start, hull.end());
+        std::rotate(hull.begin(), start, hull.end());
+        for (const auto& [x, y] : hull) {
+            EXPECT_EQ(record->v->x, x);
+            EXPECT_EQ(record->v->y, y);
+            EXPECT_EQ(record->vhNext->vhPrev, record);
+            const double dx = record->x - x, dy = record->y - y;
+            EXPECT_NEAR(dx * dx + dy * dy, 1.0, 1e-12);
+            EXPECT_EQ(mesh.tri_out_hull(record->x, record->y), 1) << "bisectors point outwards";
+            EXPECT_EQ(mesh.tri_out_hull(x, y), 0) << "the hull itself is inside";
+            record = record->vhNext;
+        }
+        EXPECT_EQ(record, mesh.model->hull.vh);
+    }
+}
+
+TEST(TriModel, BisectorsPointOutOfAClockwiseHull) {
+    triModel mesh;
+    double x, y;
+    mesh.tri_bisector(0, 0, 0, 1, 1, 1, &x, &y);
+    EXPECT_NEAR(x, -std::sqrt(0.5), 1e-15);
+    EXPECT_NEAR(y, 1 + std::sqrt(0.5), 1e-15);
+    mesh.tri_bisector(1, 0, 0, 0, 0, 1, &x, &y); /* directions pi and pi / 2 */
+    EXPECT_NEAR(x, -std::sqrt(0.5), 1e-15);
+    EXPECT_NEAR(y, -std::sqrt(0.5), 1e-15);
+    mesh.tri_bisector(0, -1, -1, 0, 0, 1, &x, &y); /* directions 3/4 pi and 1/4 pi */
+    EXPECT_NEAR(x, -2.0, 1e-15);
+    EXPECT_NEAR(y, 0.0, 1e-15);
+    mesh.tri_bisector(1, 0, 0, -1, -1, 0, &x, &y); /* directions -3/4 pi and 3/4 pi: across the half turn */
+    EXPECT_NEAR(x, 0.0, 1e-15);
+    EXPECT_NEAR(y, -2.0, 1e-15);
+    mesh.tri_bisector(2, 2, 2, 2, 2, 2, &x, &y);
+    EXPECT_NEAR(y, 3.0, 1e-15);
+}
+
+/* The published steps, slot by slot. */
+std::vector<float> plainResample(const std::vector<float>& xin, const std::vector<float>& yin, float xs, float xi, int ny) {
+    std::vector<float> y(static_cast<std::size_t>(ny));
+    const std::size_t n = xin.size();
+    float x = xs;
+    if (xin[0] >= xs) {
+        const int k = static_cast<int>((xin[0] - xs) / xi + 1.0f);
+        for (int m = 1; m <= k; ++m) {
+            y[m - 1] = yin[0];
+            if (m >= ny) return y;
+            x += xi;
+        }
+    }
+    int j = 1;
+    for (std::size_t i = 1; i < n; ++i) {
+        if (!(xin[i] >= x)) continue;
+        const float slope = (yin[i] - yin[i - 1]) / (xin[i] - xin[i - 1]);
+        const int last = static_cast<int>((xin[i] - x) / xi + static_cast<float>(j));
+        for (; j <= last; ++j) {
+            y[j - 1] = (x - xin[i - 1]) * slope + yin[i - 1];
+            if (j >= ny) return y;
+            x += xi;
+        }
+    }
+    for (; j <= ny; ++j) y[j - 1] = yin[n - 1];
+    return y;
+}
+
+std::vector<float> resampled(triModel& mesh, std::vector<float> xin, std::vector<float> yin, float xs, float xi, int ny) {
+    std::vector<float> y(static_cast<std::size_t>(ny));
+    mesh.tri_interpolate(xin.data(), yin.data(), static_cast<int>(xin.size()), xs, xi, ny, y.data());
+    return y;
+}
+
+TEST(TriModel, AFunctionThatStartsWithTheGridComesOutOneSampleEarly) {
+    triModel mesh;
+    EXPECT_EQ(resampled(mesh, {0, 4}, {0, 40}, 0, 1, 6), (std::vector<float>{10, 20, 30, 40, 40, 40}));
+    EXPECT_EQ(resampled(mesh, {2, 4}, {20, 40}, 0, 1, 6), (std::vector<float>{30, 40, 40, 40, 40, 40}));
+    EXPECT_EQ(resampled(mesh, {-1, 4}, {-10, 40}, 0, 1, 6), (std::vector<float>{0, 10, 20, 30, 40, 40})) << "one before it, in place";
+    EXPECT_EQ(resampled(mesh, {9, 10}, {7, 8}, 0, 1, 6), (std::vector<float>(6, 7.0f)));
+    EXPECT_EQ(resampled(mesh, {2}, {5}, 0, 1, 3), (std::vector<float>(3, 5.0f)));
+    EXPECT_EQ(resampled(mesh, {-9, -8}, {7, 8}, 0, 1, 3), (std::vector<float>(3, 8.0f)));
+}
+
+TEST(TriModel, ResamplesToTheBitsOfThePlainSteps) {
+    std::mt19937 engine(6);
+    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
+    Started started;
+    triModel unset;
+    for (int i = 0; i < 5000; ++i) {
+        const int knots = 1 + static_cast<int>(engine() % 20), ny = 1 + static_cast<int>(engine() % 200);
+        std::vector<float> xin, yin;
+        float at = 100.0f * uniform(engine) - 50.0f;
+        for (int k = 0; k < knots; ++k, at += i % 3 ? 20.0f * uniform(engine) : 4.0f * static_cast<float>(engine() % 4)) {
+            xin.push_back(i % 3 ? at : std::round(at));
+            yin.push_back(1500.0f + 3000.0f * uniform(engine));
+        }
+        const float xs = i % 3 ? 10.0f * uniform(engine) : 0.0f, xi = i % 2 ? 2.0f : 0.1f + uniform(engine);
+        const std::vector<float> expected = plainResample(xin, yin, xs, xi, ny);
+        const auto isSame = [&](const std::vector<float>& y) {
+            return std::equal(y.begin(), y.end(), expected.begin(),
+                              [](float a, float b) { return a == b || (std::isnan(a) && std::isnan(b)); });
+        };
+        ASSERT_TRUE(isSame(resampled(started, xin, yin, xs, xi, ny))) << i;
+        ASSERT_TRUE(isSame(resampled(unset, xin, yin, xs, xi, ny))) << i << ", without memory for the abscissae";
+    }
+}
+
+TEST(TriModel, ResamplingStaysInItsArraysWhateverItIsGiven) {
+    Started mesh;
+    const float nan = std::nanf(""), inf = std::numeric_limits<float>::infinity();
+    for (float xi : {0.0f, -1.0f, nan, inf, 1e-30f})
+        for (float xs : {0.0f, nan, -inf, inf, 1e30f})
+            for (float knot : {0.0f, nan, inf, -inf}) {
+                resampled(mesh, {knot, 1.0f, 5.0f, 3.0f}, {1, 2, 3, 4}, xs, xi, 17);
+                triModel unset;
+                resampled(unset, {knot, 1.0f, 5.0f, 3.0f}, {1, 2, 3, 4}, xs, xi, 17);
+            }
+    EXPECT_EQ(resampled(mesh, {}, {}, 0, 1, 3), (std::vector<float>(3, 0.0f)));
+}
+
+TEST(TriModel, PlanesAreInterpolatedInDoublePrecision) {
+    triModel mesh;
+    std::mt19937 engine(7);
+    std::uniform_real_distribution<double> uniform(-100.0, 100.0);
+    for (int i = 0; i < 2000; ++i) {
+        double p[8];
+        for (double& value : p) value = uniform(engine);
+        std::vector<float> z1(9), z2(9), z3(9), expected(9);
+        for (int k = 0; k < 9; ++k) {
+            z1[k] = static_cast<float>(uniform(engine));
+            z2[k] = static_cast<float>(uniform(engine));
+            z3[k] = static_cast<float>(uniform(engine));
+        }
+        const double dx = p[0] - p[2], dy = p[1] - p[3], det = (p[7] - p[3]) * (p[4] - p[2]) - (p[6] - p[2]) * (p[5] - p[3]);
+        const double f1 = (dy * (p[4] - p[2]) - (p[5] - p[3]) * dx) / det, f2 = (dx * (p[7] - p[3]) - (p[6] - p[2]) * dy) / det;
+        for (int k = 0; k < 9; ++k) {
+            const double a = z1[k], b = z2[k], c = z3[k];
+            expected[k] = static_cast<float>(a + (c - a) * f1 + (b - a) * f2);
+        }
+        std::vector<float> apart(9);
+        mesh.tri_initialize(p[0], p[1], apart.data(), 9, p[2], p[3], z1.data(), p[4], p[5], z2.data(), p[6], p[7], z3.data());
+        EXPECT_EQ(apart, expected);
+        mesh.tri_initialize(p[0], p[1], z1.data(), 9, p[2], p[3], z1.data(), p[4], p[5], z2.data(), p[6], p[7], z3.data());
+        ASSERT_EQ(z1, expected);
+    }
+}
+
+TEST(TriModel, OfThreePlacesOnALineTheFarthestIsDropped) {
+    triModel mesh;
+    const auto at = [&](double x) {
+        float z1 = 10, z2 = 20, z3 = 40, value;
+        mesh.tri_initialize(x, 0, &value, 1, 0, 0, &z1, 1, 0, &z2, 3, 0, &z3);
+        return value;
+    };
+    EXPECT_EQ(at(0.25), 12.5f);  // third dropped
+    EXPECT_EQ(at(2.0), 30.0f);   // first dropped: both others 1 away
+    EXPECT_EQ(at(1.5), 20.0f * 1.5f / 2.0f + 40.0f * 0.5f / 2.0f) << "first and third are as far: the first is dropped";
+}
+
+TEST(TriModel, InsideTheHullAPlaneIsReproduced) {
+    Started mesh;
+    std::mt19937 engine(8);
+    std::uniform_real_distribution<double> uniform(0.0, 1000.0);
+    const auto plane = [](double x, double y) { return 1500.0 + 0.7 * x - 0.3 * y; };
+    for (int i = 0; i < 400; ++i) {
+        const double x = uniform(engine), y = uniform(engine);
+        add(mesh, x, y, constant(static_cast<float>(plane(x, y))));
+    }
+    constexpr double storedAsFloat = 2e-4; /* ordinates near 2000 */
+    for (int i = 0; i < 1000; ++i) {
+        const double x = 100 + 0.8 * uniform(engine), y = 100 + 0.8 * uniform(engine);
+        EXPECT_NEAR(valueAt(mesh, x, y), plane(x, y), storedAsFloat);
+    }
+}
+
+TEST(TriModel, WithoutPointsItSaysSoAndGivesZeros) {
+    Started mesh;
+    const Printed printed = printedBy([&] { EXPECT_EQ(interpolated(mesh, 3, 4), std::vector<float>(5, 0.0f)); });
+    EXPECT_EQ(printed.text, "triModel: Empty tessellation\n");
+    EXPECT_EQ(printed.unflushed, 0u);
+    EXPECT_EQ(mesh.model->Cupdate, 0);
+    EXPECT_EQ(printedBy([&] { interpolated(mesh, 3, 4); }).text, "");
+}
+
+TEST(TriModel, OnePointGivesItsFunctionEverywhere) {
+    Started mesh;
+    add(mesh, 100, 100, {{0, 4}, {0, 40}});
+    for (double x : {-1e7, 100.0, 3e7})
+        EXPECT_EQ(interpolated(mesh, x, 50), (std::vector<float>{10, 20, 30, 40, 40}));
+}
+
+TEST(TriModel, TwoPointsAreWeightedByTheFootOfThePerpendicular) {
+    Started mesh;
+    add(mesh, 0, 0, constant(10));
+    add(mesh, 4, 4, constant(50));
+    EXPECT_EQ(valueAt(mesh, 1, 1), 20.0f);
+    EXPECT_EQ(valueAt(mesh, 0, 2), 20.0f);
+    EXPECT_EQ(valueAt(mesh, -1, -1), 10.0f);
+    EXPECT_EQ(valueAt(mesh, 9, 9), 50.0f);
+    Started upright;
+    add(upright, 3, 0, constant(10));
+    add(upright, 3, 4, constant(50));
+    EXPECT_EQ(valueAt(upright, 100, 3), 40.0f);
+    EXPECT_EQ(valueAt(upright, 100, -3), 10.0f);
+    EXPECT_EQ(valueAt(upright, 100, 4), 50.0f);
+}
+
+TEST(TriModel, PointsOnALineAreWeightedAlongIt) {
+    Started mesh;
+    const Printed printed = printedBy([&] {
+        add(mesh, 0, 5, constant(10));
+        add(mesh, 2, 5, constant(20));
+        add(mesh, 6, 5, constant(60));
+        EXPECT_EQ(valueAt(mesh, -3, 5), 10.0f);
+        EXPECT_EQ(valueAt(mesh, 1, 5), 15.0f);
+        EXPECT_EQ(valueAt(mesh, 4, 5), 40.0f);
+        EXPECT_EQ(valueAt(mesh, 60, 5), 60.0f);
+    });
+    expectLinked(mesh);
+}
+
+TEST(TriModel, OutsideTheHullTheValueRunsFromBisectorToBisector) {
+    Started mesh;
+    add(mesh, 0, 0, constant(10));
+    add(mesh, 0, 10, constant(20));
+    add(mesh, 10, 10, constant(40));
+    add(mesh, 10, 0, constant(80));
+    constexpr float rounded = 1e-4f;
+    EXPECT_NEAR(valueAt(mesh, 0, -5), 80 * 5 / 20.0 + 10 * 15 / 20.0, rounded) << "below the bottom, bisectors 20 apart";
+    EXPECT_NEAR(valueAt(mesh, 5, -5), 45, rounded);
+    EXPECT_NEAR(valueAt(mesh, -7, -7), 10, rounded) << "on the bisector";
+    EXPECT_NEAR(valueAt(mesh, -3, 5), 15, rounded);
+    EXPECT_NEAR(valueAt(mesh, -1e6, -1e6), 10, 1e-2f);
+    EXPECT_EQ(valueAt(mesh, 5, 0), 45.0f) << "on the hull: inside";
+}
+
+TEST(TriModel, ExtrapolationTakesTheTwoPointRuleWhereBisectorPointsLieOnALine) {
+    triModel mesh;
+    Vertex vertex = {};
+    VertexHull before = {}, record = {}, after = {};
+    record.vhPrev = &before;
+    record.vhNext = &after;
+    record.v = &vertex;
+    before.vhPrev = before.vhNext = after.vhPrev = after.vhNext = &record;
+    before.v = after.v = &vertex;
+    const auto isDegenerate = [&](double px, double py, double nx, double ny) {
+        before.x = px, before.y = py, after.x = nx, after.y = ny;
+        record.x = 1, record.y = 2;
+        return mesh.tri_deg(&record, &record);
+    };
+    EXPECT_EQ(isDegenerate(1, 2, 3, 4), 0);
+    EXPECT_EQ(isDegenerate(1, 2, 1, -2), 1) << "mirrored about an axis through the vertex";
+    EXPECT_EQ(isDegenerate(1, 2, 2, 4), 0) << "kept on purpose: the sign of the second product";
+}
+
+TEST(TriModel, CornersOfTheSquareCarryTheNearestPointsFunction) {
+    Started mesh;
+    add(mesh, -100, -100, constant(1));
+    add(mesh, 100, -100, constant(2));
+    add(mesh, 100, 100, constant(3));
+    add(mesh, -100, 100, {{0, 1, 2}, {4, 5, 6}});
+    valueAt(mesh, 0, 0);
+    EXPECT_EQ(get(mesh, -half, -half).ordinates, (std::vector<float>{1}));
+    EXPECT_EQ(get(mesh, half, -half).ordinates, (std::vector<float>{2}));
+    EXPECT_EQ(get(mesh, half, half).ordinates, (std::vector<float>{3}));
+    EXPECT_EQ(get(mesh, -half, half).ordinates, (std::vector<float>{4, 5, 6}));
+    expectDelaunay(mesh, 4);
+}
+
+TEST(TriModel, HullAndCornersAreMadeAgainOnlyAfterAChange) {
+    Started mesh;
+    for (int i = 0; i < 5; ++i) add(mesh, 10 * std::cos(i), 10 * std::sin(i), constant(static_cast<float>(i)));
+    EXPECT_EQ(mesh.model->Cupdate, 1);
+    valueAt(mesh, 0, 0);
+    EXPECT_EQ(mesh.model->Cupdate, 0);
+    const VertexHull* const ring = mesh.model->hull.vh;
+    valueAt(mesh, 1, 1);
+    EXPECT_EQ(mesh.model->hull.vh, ring);
+    add(mesh, 100, 100, constant(7));
+    EXPECT_EQ(mesh.model->Cupdate, 1);
+    EXPECT_EQ(valueAt(mesh, 100, 100), 7.0f);
+}
+
+TEST(TriModel, VerticesWithoutPairsCountAsZero) {
+    Started mesh;
+    add(mesh, 0, 0, {});
+    EXPECT_EQ(valueAt(mesh, 5, 5), 0.0f);
+    double x = 1, y = 1;
+    int negative = -4;
+    EXPECT_EQ(mesh.triAdd(&x, &y, nullptr, nullptr, &negative), 1);
+    EXPECT_TRUE(get(mesh, 1, 1).abscissae.empty());
+}
+
+TEST(TriModel, ACountOfZeroWritesNothing) {
+    Started mesh;
+    for (int points = 0; points < 5; ++points) {
+        EXPECT_TRUE(interpolated(mesh, 3, 3, 0).empty());
+        add(mesh, points, points * points, constant(1));
+    }
+}
+
+TEST(TriModel, AHubWithManyNeighboursDoesNotDeepenAnything) {
+    Started mesh;
+    constexpr int rim = 20000;
+    testing::internal::CaptureStdout();
+    for (int i = 0; i < rim; ++i) ASSERT_EQ(add(mesh, 1000 * std::cos(0.1 * i), 1000 * std::sin(0.1 * i)), 1);
+    ASSERT_EQ(add(mesh, 0, 0, constant(5)), 1);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(valueAt(mesh, 0, 0), 5.0f);
+    const MeshCounts counts = expectLinked(mesh);
+    EXPECT_EQ(counts.faces, 2 * (counts.vertices - 4) + 2);
+}
+
+}
