@@ -53,8 +53,8 @@ struct VUStruct {
 
 /* A side of a face, directed: a face lies to the right of its sides. */
 struct EUStruct {
-    Face* f;       /* null outside the square */
-    VertexUse* vu; /* its start */
+    Face* f;         /* null outside the square */
+    VertexUse* vu;   /* its start */
     EdgeUse* euMate; /* the same edge in the neighbouring face, the other way round */
     EdgeUse* euCW;   /* next side of the face, clockwise with y upwards */
     EdgeUse* euCCW;  /* the one before */
@@ -86,22 +86,22 @@ struct HStruct {
 };
 
 struct MStruct {
-    Face* f;                       /* all faces */
-    Coord xmin, ymin, xmax, ymax;  /* not used */
-    int eps;                       /* not used */
+    Face* f;                               /* all faces */
+    Coord xmin, ymin, xmax, ymax;          /* not used */
+    int eps;                               /* not used */
     size_t sma, sfa, seua, sea, svua, sva; /* not used */
-    void* ma;                      /* not used */
-    Face* Fcur;                    /* where the next location starts: the face found last */
-    int Cupdate;                   /* 1: the points changed since hull and corners were made */
-    Coord Xc[4], Yc[4];            /* corners of the square */
-    float Vc[4];                   /* not used */
-    Vertex* CV[4];                 /* vertices at the corners; they carry the function of the nearest point linked to them */
-    int npnts;                     /* 0: records come from tracked memory; 1 or more: from the pool */
-    int mbytes;                    /* the pool: its size, */
-    char* pntr;                    /* its next free byte, */
-    int mused;                     /* what is used of it */
-    Hull hull;                     /* of the points, without the square's corners */
-    Tracker* tracker;              /* everything to be freed */
+    void* ma;                              /* not used */
+    Face* Fcur;                            /* where the next location starts: the face found last */
+    int Cupdate;                           /* 1: the points changed since hull and corners were made */
+    Coord Xc[4], Yc[4];                    /* corners of the square */
+    float Vc[4];                           /* not used */
+    Vertex* CV[4];    /* vertices at the corners; they carry the function of the nearest point linked to them */
+    int npnts;        /* 0: records come from tracked memory; 1 or more: from the pool */
+    int mbytes;       /* the pool: its size, */
+    char* pntr;       /* its next free byte, */
+    int mused;        /* what is used of it */
+    Hull hull;        /* of the points, without the square's corners */
+    Tracker* tracker; /* everything to be freed */
 };
 
 class PELTA_API triModel {

@@ -2,17 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
 
-#include "gather/truncation.h"
 #include "mesh/geometry.h"
 #include "mesh/recordstore.h"
 #include "mesh/resampling.h"
 #include "mesh/vertexgrid.h"
+#include "truncation.h"
 #include "vectorize.h"
 
 namespace {
@@ -106,8 +107,9 @@ void* obtain(triModel& mesh, std::size_t bytes) {
     if (mesh.model->npnts >= 1)
         return bytes <= static_cast<std::size_t>(std::numeric_limits<int>::max()) ? mesh.tri_malloc_mem(static_cast<int>(bytes))
                                                                                   : nullptr;
-    return storeOf(mesh.model).records.take(
-        bytes, [&](std::size_t block) { return mesh.trimalloc(&mesh.model->tracker, block); });
+    return storeOf(mesh.model).records.take(bytes, [&](std::size_t block) {
+        return mesh.trimalloc(&mesh.model->tracker, block);
+    });
 }
 
 /* What the pool gave stays used. */
@@ -121,7 +123,12 @@ Record* obtainZeroed(triModel& mesh) {
     return record ? static_cast<Record*>(std::memset(record, 0, sizeof(Record))) : nullptr;
 }
 
-std::size_t vertexBytes(int pairs) { return sizeof(Vertex) + static_cast<std::size_t>(pairs) * 2 * sizeof(float); }
+/* More than can be had where the count does not fit the address space. */
+std::size_t vertexBytes(int pairs) {
+    constexpr std::size_t pairBytes = 2 * sizeof(float), most = (PTRDIFF_MAX - sizeof(Vertex)) / pairBytes;
+    const auto count = static_cast<std::size_t>(pairs);
+    return count <= most ? sizeof(Vertex) + count * pairBytes : SIZE_MAX;
+}
 
 Vertex* obtainVertex(triModel& mesh, Coord x, Coord y, int pairs) {
     auto* vertex = static_cast<Vertex*>(obtain(mesh, vertexBytes(pairs)));
@@ -354,8 +361,8 @@ void triModel::tri_face(Coord x, Coord y, Face** F) {
             }
             *F = entered->f;
             if (tri_inside(*F, x, y)) return;
-            crossed = tri_sect(entered->euCW, vertex->x, vertex->y, x, y) +
-                      2 * tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
+            crossed =
+                tri_sect(entered->euCW, vertex->x, vertex->y, x, y) + 2 * tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
             side = crossed == 0 ? nullptr : crossed == 1 ? entered->euCW : entered->euCCW;
         }
         if (!side) break;
@@ -749,8 +756,8 @@ void releaseRing(Store& store) {
 /* Appends a record to the ring, which stays closed. */
 bool appendToRing(triModel& mesh, Vertex* vertex) {
     Store& store = storeOf(mesh.model);
-    auto* record = static_cast<VertexHull*>(store.records.take(
-        sizeof(VertexHull), [&](std::size_t block) { return mesh.trimalloc(&mesh.model->tracker, block); }));
+    auto* record = static_cast<VertexHull*>(
+        store.records.take(sizeof(VertexHull), [&](std::size_t block) { return mesh.trimalloc(&mesh.model->tracker, block); }));
     if (!record) return false;
     Hull& hull = store.hull;
     if (hull.n == 0) hull.vh = record->vhPrev = record->vhNext = record;
@@ -971,9 +978,8 @@ PELTA_VECTORIZE void addPlane(float* z1, const float* z2, const float* z3, doubl
 void triModel::tri_interpolate(float* xin, float* yin, int n, float xs, float xi, int ny, float* y) {
     if (ny <= 0) return;
     if (n <= 0) return static_cast<void>(std::fill_n(y, ny, 0.0f));
-    const float* const abscissae = model && ny <= std::numeric_limits<int>::max() / 2
-                                       ? storeOf(model).abscissae.values(xs, xi, 2 * ny)
-                                       : nullptr;
+    const float* const abscissae =
+        model && ny <= std::numeric_limits<int>::max() / 2 ? storeOf(model).abscissae.values(xs, xi, 2 * ny) : nullptr;
     if (abscissae) resample(abscissae, xin, yin, n, xs, xi, ny, y);
     else resampleInPieces(xin, yin, n, xs, xi, ny, y);
 }
@@ -981,7 +987,8 @@ void triModel::tri_interpolate(float* xin, float* yin, int n, float xs, float xi
 namespace {
 
 /* The two nearest of three places on a line, each weighted by the other's distance. */
-void weightNearestTwo(float* vel, int count, const float* z1, const float* z2, const float* z3, double d1, double d2, double d3) {
+void weightNearestTwo(float* vel, int count, const float* z1, const float* z2, const float* z3, double d1, double d2,
+                      double d3) {
     const bool dropsFirst = d1 >= d2 && d1 >= d3, dropsSecond = !dropsFirst && d2 >= d1 && d2 >= d3;
     const float* const lower = dropsFirst ? z2 : z1;
     const float* const upper = dropsFirst || dropsSecond ? z3 : z2;
@@ -990,9 +997,7 @@ void weightNearestTwo(float* vel, int count, const float* z1, const float* z2, c
     for (int i = 0; i < count; ++i) vel[i] = static_cast<float>(lower[i] * ofUpper / sum + upper[i] * ofLower / sum);
 }
 
-double distance(double x1, double y1, double x2, double y2) {
-    return std::sqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
-}
+double distance(double x1, double y1, double x2, double y2) { return std::sqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2)); }
 
 }
 

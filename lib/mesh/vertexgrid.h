@@ -79,9 +79,7 @@ class VertexGrid {
         }
 
         bool isLaid() const { return _vertices; }
-        bool covers(Coord x, Coord y) const {
-            return x >= _box.left && x <= _box.right && y >= _box.bottom && y <= _box.top;
-        }
+        bool covers(Coord x, Coord y) const { return x >= _box.left && x <= _box.right && y >= _box.bottom && y <= _box.top; }
         /* Places outside the box belong to the cells at its rim. */
         Vertex*& cell(Coord x, Coord y) const {
             return _vertices[index(y - _box.bottom, _perY, _rows) * _columns + index(x - _box.left, _perX, _columns)];

@@ -268,8 +268,8 @@ TEST(TriModel, TakesRecordsFromAPoolWhereOneIsSet) {
     std::vector<double> pool(400);
     mesh.model->npnts = 1;
     mesh.model->pntr = reinterpret_cast<char*>(pool.data());
-    const std::size_t point = sizeof(Vertex) + 2 * sizeof(float) + 6 * sizeof(EdgeUse) + 6 * sizeof(VertexUse) +
-                              3 * sizeof(Edge) + 2 * sizeof(Face);
+    const std::size_t point =
+        sizeof(Vertex) + 2 * sizeof(float) + 6 * sizeof(EdgeUse) + 6 * sizeof(VertexUse) + 3 * sizeof(Edge) + 2 * sizeof(Face);
     mesh.model->mbytes = static_cast<int>(point);
     EXPECT_EQ(add(mesh, 3, 4), 1);
     EXPECT_EQ(mesh.model->mused, static_cast<int>(point));
@@ -298,8 +298,9 @@ std::vector<std::pair<double, double>> awkwardPoints(const std::string& kind, in
             for (int k = small(engine); k > 0; --k) x = std::nextafter(x, infinity);
             for (int k = small(engine); k > 0; --k) y = std::nextafter(y, infinity);
             points.emplace_back(x, y);
-        } else if (kind == "rim") points.emplace_back(i % 4 < 2 ? (i % 2 ? half : -half) : uniform(engine) * 40000.0,
-                                                      i % 4 < 2 ? uniform(engine) * 40000.0 : (i % 2 ? half : -half));
+        } else if (kind == "rim")
+            points.emplace_back(i % 4 < 2 ? (i % 2 ? half : -half) : uniform(engine) * 40000.0,
+                                i % 4 < 2 ? uniform(engine) * 40000.0 : (i % 2 ? half : -half));
         else if (kind == "clusters") points.emplace_back(1000.0 * (i % 3) + 1e-9 * uniform(engine), 1e-9 * uniform(engine));
         else if (kind == "turned lattice") {
             const double x = small(engine), y = small(engine);
@@ -473,7 +474,8 @@ TEST(TriModel, AFunctionThatStartsWithTheGridComesOutOneSampleEarly) {
     triModel mesh;
     EXPECT_EQ(resampled(mesh, {0, 4}, {0, 40}, 0, 1, 6), (std::vector<float>{10, 20, 30, 40, 40, 40}));
     EXPECT_EQ(resampled(mesh, {2, 4}, {20, 40}, 0, 1, 6), (std::vector<float>{30, 40, 40, 40, 40, 40}));
-    EXPECT_EQ(resampled(mesh, {-1, 4}, {-10, 40}, 0, 1, 6), (std::vector<float>{0, 10, 20, 30, 40, 40})) << "one before it, in place";
+    EXPECT_EQ(resampled(mesh, {-1, 4}, {-10, 40}, 0, 1, 6), (std::vector<float>{0, 10, 20, 30, 40, 40}))
+        << "one before it, in place";
     EXPECT_EQ(resampled(mesh, {9, 10}, {7, 8}, 0, 1, 6), (std::vector<float>(6, 7.0f)));
     EXPECT_EQ(resampled(mesh, {2}, {5}, 0, 1, 3), (std::vector<float>(3, 5.0f)));
     EXPECT_EQ(resampled(mesh, {-9, -8}, {7, 8}, 0, 1, 3), (std::vector<float>(3, 8.0f)));
@@ -583,8 +585,7 @@ TEST(TriModel, WithoutPointsItSaysSoAndGivesZeros) {
 TEST(TriModel, OnePointGivesItsFunctionEverywhere) {
     Started mesh;
     add(mesh, 100, 100, {{0, 4}, {0, 40}});
-    for (double x : {-1e7, 100.0, 3e7})
-        EXPECT_EQ(interpolated(mesh, x, 50), (std::vector<float>{10, 20, 30, 40, 40}));
+    for (double x : {-1e7, 100.0, 3e7}) EXPECT_EQ(interpolated(mesh, x, 50), (std::vector<float>{10, 20, 30, 40, 40}));
 }
 
 TEST(TriModel, TwoPointsAreWeightedByTheFootOfThePerpendicular) {

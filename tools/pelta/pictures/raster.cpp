@@ -13,7 +13,7 @@ constexpr double pixelsPerPoint = 2.0; /* fine enough for print */
 constexpr double mostPixels = 30000.0; /* across an image */
 
 /* From dark violet over green to yellow, its lightness rising evenly. */
-constexpr int scaleColors[][3] = {{68, 1, 84},    {71, 44, 122},  {59, 81, 139}, {44, 113, 142}, {33, 144, 141},
+constexpr int scaleColors[][3] = {{68, 1, 84},    {71, 44, 122}, {59, 81, 139},  {44, 113, 142}, {33, 144, 141},
                                   {39, 173, 129}, {92, 200, 99}, {170, 220, 50}, {253, 231, 37}};
 
 std::uint32_t pixelOf(double share) {
@@ -57,7 +57,8 @@ double valueAt(const Raster& raster, double column, double row) {
 
 /* The value of an axis at a place. */
 double valueAtPlace(const Axis& axis, double place) {
-    return axis.firstValue + (place - axis.firstPlace) / (axis.lastPlace - axis.firstPlace) * (axis.lastValue - axis.firstValue);
+    return axis.firstValue +
+           (place - axis.firstPlace) / (axis.lastPlace - axis.firstPlace) * (axis.lastValue - axis.firstValue);
 }
 
 /* Fills the box with an image whose point at (x, y) of the picture has the colour colorAt(x, y); 0 is transparent. */
