@@ -43,4 +43,16 @@ void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs) {
     canvas.text(box.left - 52.0, box.top + 0.5 * box.height, "time, ms", fontSize, Canvas::Anchor::middle, true);
 }
 
+void drawTopAxis(Canvas& canvas, const Box& box, const Axis& values) {
+    constexpr double spacePerNumber = 60.0;
+    canvas.setColor({});
+    cairo_set_line_width(canvas.pen(), 0.5);
+    for (double tick :
+         niceTicks(values.firstValue, values.lastValue, std::max(2, static_cast<int>(box.width / spacePerNumber)))) {
+        const double x = values.place(tick);
+        canvas.line(x, box.top - tickLength, x, box.top);
+        canvas.text(x, box.top - 13.0, tickText(tick), fontSize, Canvas::Anchor::middle);
+    }
+}
+
 }

@@ -24,6 +24,8 @@ std::string tickText(double value);
 
 /* Time down the left side of a box: ticks, numbers, the title, and thin lines across. */
 void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs);
+/* Values along the top of a box: ticks and numbers. */
+void drawTopAxis(Canvas& canvas, const Box& box, const Axis& values);
 
 }
 

@@ -229,9 +229,13 @@ void drawSection(Canvas& canvas, const Box& box, const std::vector<SectionTrace>
     const Axis time = {style.fromMs, style.toMs, box.top, box.bottom()};
     const Places places = placeTraces(traces, box, style);
     const std::vector<double> clips = clipsOf(traces, style);
+    cairo_save(canvas.pen());
+    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
+    cairo_clip(canvas.pen());
     if (style.style == Style::wiggle) drawWiggles(canvas, traces, places, clips, time, style);
     else drawDensity(canvas, traces, places, clips, box, time, style);
-    drawTimeAxis(canvas, box, time);
+    cairo_restore(canvas.pen());
+    if (style.hasTimeAxis) drawTimeAxis(canvas, box, time);
     drawTraceAxis(canvas, traces, box, places, style);
     drawPicks(canvas, traces, places, box, time, style);
     canvas.setColor({});

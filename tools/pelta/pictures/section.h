@@ -28,6 +28,7 @@ struct SectionStyle {
     double fromMs = 0.0, toMs = 0.0;
     double intervalMs = 1.0;
     bool separatesRecords = false;
+    bool hasTimeAxis = true;
     bool balancesTraces = false; /* clip every trace by its own amplitudes instead of by all */
     std::string title, axisTitle;
     std::vector<std::string> pickNames;
