@@ -4,54 +4,15 @@
 #include <pelta/normalmoveout.h>
 #include <pelta/peltaagc.h>
 
-#include "flow/step.h"
 #include "support/bits.h"
 #include "support/failure.h"
 #include "support/signals.h"
+#include "tools/steps/applystep.h"
 
 namespace pelta {
 namespace {
 
 /* Steps hand a trace to the library and nothing else: their results are the library's, bit by bit. */
-
-constexpr int sampleCount = 500;
-constexpr float intervalMs = 4.0f;
-
-Line testLine(bool isFeet = false) {
-    Line line;
-    line.layout.sampleCount = sampleCount;
-    line.layout.intervalMs = intervalMs;
-    line.layout.isFeet = isFeet;
-    return line;
-}
-
-WorkTrace traceOf(std::vector<float> samples, double offset = 0.0, double delayMs = 0.0) {
-    WorkTrace work;
-    work.trace.header.assign(240, 0);
-    work.trace.samples = std::move(samples);
-    work.facts.offset = offset;
-    work.facts.delayMs = delayMs;
-    return work;
-}
-
-struct Applied {
-    std::vector<float> samples;
-    Findings findings;
-    bool isChanged;
-};
-
-Applied apply(const char* name, const std::vector<std::pair<std::string, std::string>>& values, WorkTrace work,
-              const Line& line = testLine()) {
-    const StepKind* kind = findStepKind(name);
-    Parameters parameters(kind->parameters);
-    for (const auto& [key, text] : values)
-        for (const Parameter& parameter : kind->parameters)
-            if (parameter.name == key) parameters.set(key, valueFromText(parameter, text));
-    const auto step = kind->make(parameters, line);
-    Findings findings;
-    step->apply(work, findings);
-    return {work.trace.samples, findings, work.trace.samplesChanged};
-}
 
 TEST(BandPassStep, IsTheLibrarysFilterAtTheInputsLevel) {
     std::vector<float> expected = randomTrace(sampleCount, 1);

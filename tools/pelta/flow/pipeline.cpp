@@ -44,7 +44,8 @@ std::size_t writeStage(std::size_t stepCount) { return firstStepStage + stepCoun
 /* Traces that travel together, so that a token is worth its overhead. Batches are reused: no allocation once they are full. */
 struct Batch {
     std::vector<WorkTrace> traces;
-    std::vector<Findings> findings; /* of trace t and step s at t * steps + s */
+    std::vector<Findings> findings;     /* of trace t and step s at t * steps + s */
+    std::vector<std::size_t> stepsDone; /* on each trace; fewer than there are where one dropped it */
     std::size_t count = 0;
     std::int64_t clippedSamples = 0, badSamples = 0;
     std::vector<double> seconds; /* of each stage */
@@ -71,33 +72,80 @@ void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool isEncoded
     for (std::size_t t = 0; t < batch.count; ++t) {
         WorkTrace& item = batch.traces[t];
         item.trace.samplesChanged = false;
+        item.isDropped = false;
+        item.hostHeader.clear();
         segy::decode(item.trace, layout);
         item.facts = segy::readFacts(item.trace, layout);
         batch.badSamples += segy::countNotFinite(item.trace.samples);
         clock.finish(decodeStage);
-        for (std::size_t s = 0; s < chain.size(); ++s) {
-            Findings& findings = batch.findings[t * chain.size() + s];
+        std::size_t& done = batch.stepsDone[t];
+        for (done = 0; done < chain.size() && !item.isDropped; ++done) {
+            Findings& findings = batch.findings[t * chain.size() + done];
             findings.clear();
-            chain[s]->apply(item, findings);
-            clock.finish(firstStepStage + s);
+            chain[done]->apply(item, findings);
+            clock.finish(firstStepStage + done);
         }
-        if (isEncoded) batch.clippedSamples += segy::encode(item.trace, layout);
+        if (isEncoded && !item.isDropped) batch.clippedSamples += segy::encode(item.trace, layout);
         clock.finish(encodeStage(chain.size()));
     }
 }
 
-Line lineOf(const segy::Reader& reader, const RunOptions& options) {
+/* Offsets that are 0 on every trace were never written there, and what depends on them would come out the same everywhere. A
+ * file is looked at ahead, as far as its first offset; a pipe has to be seen to its end. */
+class OffsetCheck {
+  public:
+    OffsetCheck(segy::Reader& reader, const std::vector<FlowStep>& steps) : _reader(reader) {
+        const auto found = std::find_if(steps.begin(), steps.end(), [](const FlowStep& step) {
+            return step.kind->needsOffsets && step.kind->needsOffsets(step.parameters);
+        });
+        if (found == steps.end()) return;
+        _needy = found->kind;
+        if (reader.traceCount()) lookAhead();
+    }
+    void see(const segy::TraceFacts& facts) { _isSatisfied = _isSatisfied || facts.offset != 0.0; }
+    void finish() const {
+        if (!_needy || _isSatisfied) return;
+        const segy::HeaderWord word = _reader.layout().words[segy::Word::offset];
+        fail(
+            "{}: {} needs offsets, and the {} bytes at byte {} of every trace header hold 0; --map offset=BYTE:SIZE names "
+            "the right word",
+            _reader.name(), _needy->name, word.size, word.position);
+    }
+
+  private:
+    void lookAhead() {
+        segy::Trace trace;
+        while (!_isSatisfied && _reader.next(trace)) see(segy::readFacts(trace, _reader.layout()));
+        finish();
+        _reader.seek(0);
+    }
+
+    segy::Reader& _reader;
+    const StepKind* _needy = nullptr;
+    bool _isSatisfied = false;
+};
+
+bool mayDropTraces(const std::vector<FlowStep>& steps) {
+    return std::any_of(steps.begin(), steps.end(), [](const FlowStep& step) {
+        return step.kind->mayDropTraces && step.kind->mayDropTraces(step.parameters);
+    });
+}
+
+Line lineOf(const segy::Reader& reader, const std::vector<FlowStep>& steps, const RunOptions& options) {
     if (reader.layout().sampleCount > INT_MAX / 8)
         fail("{}: {} samples a trace are more than the steps take ({})", reader.name(), reader.layout().sampleCount,
              INT_MAX / 8);
-    return {reader.layout(), reader.preamble(), reader.traceCount(), options.overwrite};
+    Line line = {reader.layout(), reader.preamble(), reader.traceCount(), options.overwrite};
+    if (mayDropTraces(steps)) segy::forgetTraceCount(line.preamble, line.layout);
+    return line;
 }
 
 }
 
 RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options) {
-    const Line line = lineOf(reader, options);
+    const Line line = lineOf(reader, steps, options);
     makeChain(steps, line); /* shows wrong parameters before anything is written */
+    OffsetCheck offsets(reader, steps);
     std::vector<std::unique_ptr<Collector>> collectors;
     for (const FlowStep& step : steps)
         collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
@@ -113,6 +161,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
     for (Batch& batch : batches) {
         batch.traces.resize(batchSize);
         batch.findings.resize(batchSize * steps.size());
+        batch.stepsDone.resize(batchSize);
     }
 
     const bool isEncoded = sink.wantsEncoded();
@@ -140,9 +189,11 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
         StageClock clock(options.profile, batch->seconds);
         for (std::size_t t = 0; t < batch->count; ++t) {
             WorkTrace& item = batch->traces[t];
-            for (std::size_t s = 0; s < steps.size(); ++s)
+            offsets.see(item.facts);
+            for (std::size_t s = 0; s < batch->stepsDone[t]; ++s)
                 if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
-            sink.take(item);
+            if (item.isDropped) ++summary.droppedTraces;
+            else sink.take(item);
         }
         summary.traces += static_cast<std::int64_t>(batch->count);
         summary.clippedSamples += batch->clippedSamples;
@@ -155,6 +206,11 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
                                        tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, process) &
                                        tbb::make_filter<Batch*, void>(tbb::filter_mode::serial_in_order, write));
 
+    offsets.finish();
+    for (const auto& collector : collectors)
+        if (collector) collector->check();
+    if (summary.droppedTraces > 0 && summary.droppedTraces == summary.traces)
+        fail("{}: every trace was dropped, and none is left to write", reader.name());
     for (const auto& collector : collectors)
         if (collector) collector->finish();
     sink.finish();
@@ -171,7 +227,9 @@ class FileSink : public TraceSink {
 
     void begin() override {
         segy::Preamble preamble = _reader.preamble();
-        if (_options.history) addHistory(preamble, _reader.layout(), historyOf(_steps));
+        segy::Layout layout = _reader.layout();
+        if (mayDropTraces(_steps)) segy::forgetTraceCount(preamble, layout);
+        if (_options.history) addHistory(preamble, layout, historyOf(_steps));
         _writer.emplace(_name, _options.overwrite, preamble);
     }
     bool wantsEncoded() const override { return true; }

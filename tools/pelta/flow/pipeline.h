@@ -18,7 +18,8 @@ struct RunOptions {
 };
 
 struct RunSummary {
-    std::int64_t traces = 0;
+    std::int64_t traces = 0;                  /* in the input */
+    std::int64_t droppedTraces = 0;           /* not written */
     std::int64_t clippedSamples = 0;          /* did not fit an integer format */
     std::int64_t badSamples = 0;              /* NaN or infinite in the input */
     std::vector<double> secondsPerStage = {}; /* with profile: reading, decoding, each step, encoding, writing */

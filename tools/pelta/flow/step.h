@@ -26,6 +26,8 @@ struct Line {
 struct WorkTrace {
     segy::Trace trace;
     segy::TraceFacts facts;
+    std::vector<float> hostHeader = {}; /* times that the library keeps of a trace, by the entries of stdHdr; may be short */
+    bool isDropped = false;             /* by a step: no later step sees it, and it is not written */
 };
 
 /* What a step found on one trace besides changing it; its collector gets it in trace order. */
@@ -35,16 +37,19 @@ using Findings = std::vector<float>;
 class Step {
   public:
     virtual ~Step() = default;
-    /* Changes work.trace.samples (and says so in samplesChanged) or header words; findings comes in empty. */
+    /* Changes work.trace.samples (and says so in samplesChanged) or header words, or drops the trace; findings comes in
+     * empty. */
     virtual void apply(WorkTrace& work, Findings& findings) = 0;
 };
 
-/* Takes the findings of one step in trace order, in one thread. */
+/* Takes the findings of one step in trace order, in one thread; traces that an earlier step dropped are not among them. */
 class Collector {
   public:
     virtual ~Collector() = default;
     virtual void collect(const WorkTrace& work, const Findings& findings) = 0;
-    /* All traces were seen: make the output final. Never called when the run failed. */
+    /* All traces were seen: fails where they make no result. No output of the run is final yet. */
+    virtual void check() {}
+    /* Every check was passed: make the output final. Never called when the run failed. */
     virtual void finish() = 0;
 };
 
@@ -58,6 +63,10 @@ struct StepKind {
     std::unique_ptr<Step> (*make)(const Parameters&, const Line&);
     /* May be null: the step only changes traces. May return null: nothing to collect with these parameters. */
     std::unique_ptr<Collector> (*makeCollector)(const Parameters&, const Line&) = nullptr;
+    /* Null: no. With offsets that are 0 on every trace such a step does not run. */
+    bool (*needsOffsets)(const Parameters&) = nullptr;
+    /* Null: no. */
+    bool (*mayDropTraces)(const Parameters&) = nullptr;
 };
 
 /* All kinds, by name. */

@@ -58,6 +58,11 @@ double scaled(std::int64_t value, std::int64_t scalar) {
     return scalar > 0 ? plain * static_cast<double>(scalar) : plain / -static_cast<double>(scalar);
 }
 
+double unscaled(double value, std::int64_t scalar) {
+    if (scalar == 0 || !isScalar(scalar)) return value;
+    return scalar > 0 ? value / static_cast<double>(scalar) : value * -static_cast<double>(scalar);
+}
+
 namespace {
 
 constexpr int headerLength = 240;

@@ -31,6 +31,8 @@ bool writeUnsignedWord(unsigned char* header, HeaderWord word, ByteOrder order, 
 bool isScalar(std::int64_t scalar);
 /* The value times its scalar. Anything that is no scalar counts as 1: real files keep all kinds of things in those words. */
 double scaled(std::int64_t value, std::int64_t scalar);
+/* What stands in a word whose scaled value is this one, not rounded. */
+double unscaled(double value, std::int64_t scalar);
 
 /* The words of the 240-byte trace header, in the order of their names below. */
 enum class Word {

@@ -450,4 +450,9 @@ Layout readLayout(const Look& look, std::optional<std::int64_t> fileSize, const 
     return LayoutFinder(look, fileSize, overrides, fileName, warnings).find();
 }
 
+void forgetTraceCount(Preamble& preamble, Layout& layout) {
+    if (layout.promisedTraces > 0) writeWord(preamble.data(), traceCountWord, layout.byteOrder, 0);
+    layout.promisedTraces = 0;
+}
+
 }

@@ -71,6 +71,9 @@ using Look = std::function<const unsigned char*(std::int64_t position, std::size
 Layout readLayout(const Look& look, std::optional<std::int64_t> fileSize, const Overrides& overrides,
                   const std::string& fileName, std::vector<std::string>& warnings);
 
+/* Makes a revision 2 file leave open how many traces it holds: some may be dropped after this is written. */
+void forgetTraceCount(Preamble& preamble, Layout& layout);
+
 /* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as printable ASCII, with blanks for
  * everything else; no lines when there is no such header. */
 std::vector<std::string> textLines(const Preamble& preamble, const Layout& layout, int header = 0);

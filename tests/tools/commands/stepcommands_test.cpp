@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "support/process.h"
+#include "support/segyfiles.h"
+
+namespace {
+
+/* What steps do to a whole line: traces that go, checks over all of them, words in headers. */
+
+constexpr std::size_t preambleBytes = 3600, traceBytes = 240 + 4 * 300;
+
+class StepCommands : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(pelta("synth " + line + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
+    }
+
+    static Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
+
+    std::string file(const std::string& name, const std::string& contents) const {
+        std::ofstream(folder / name, std::ios::binary) << contents;
+        return folder / name;
+    }
+
+    /* The bytes of the traces of a line by their positions. */
+    static std::string traces(const std::string& lineBytes, const std::vector<std::size_t>& numbers) {
+        std::string bytes;
+        for (std::size_t number : numbers) bytes += lineBytes.substr(preambleBytes + number * traceBytes, traceBytes);
+        return bytes;
+    }
+
+    void expectFailure(const std::string& arguments, const std::string& expected) {
+        const std::string listing = folder.listing();
+        const Outcome outcome = pelta(arguments);
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_EQ(outcome.err, "pelta: " + expected + "\n") << arguments;
+        EXPECT_EQ(folder.listing(), listing) << arguments;
+    }
+
+    const TemporaryFolder folder;
+    const std::string line = folder / "line.sgy", out = folder / "out.sgy";
+    /* Receivers of the first record stand at 50, 75 .. 275 m, those of the others 50 m on. */
+    const std::string firstReceivers = " --polygon 40:-5,110:-5,110:5,40:5 --position receiver ";
+};
+
+TEST_F(StepCommands, LeavesTheTracesOutsideAnAreaOut) {
+    const Outcome outcome = pelta("trim " + line + " " + out + firstReceivers);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(outcome.err.find("30 traces in "), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find(", 26 of them dropped -> "), std::string::npos) << outcome.err;
+    const std::string before = contentsOf(line);
+    EXPECT_TRUE(contentsOf(out) == before.substr(0, preambleBytes) + traces(before, {0, 1, 2, 10}));
+}
+
+TEST_F(StepCommands, DropsTheSameTracesForAnyNumberOfThreadsAndThroughPipes) {
+    const std::string big = folder / "big.sgy", area = " --polygon 300:-5,900:-5,900:5,300:5 --quiet ";
+    ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
+    for (const char* threads : {"1", "7"})
+        ASSERT_EQ(pelta("trim " + big + " " + (folder / threads) + area + "--threads " + threads).status, 0);
+    const Outcome piped = pelta("trim - -" + area + "< " + big);
+    EXPECT_LT(piped.out.size(), contentsOf(big).size());
+    EXPECT_TRUE(contentsOf(folder / "1") == piped.out);
+    EXPECT_TRUE(contentsOf(folder / "7") == piped.out);
+}
+
+TEST_F(StepCommands, ShowsDroppedTracesToEarlierStepsOnly) {
+    const std::string flow = file(
+        "flow.toml", "[[step]]\nname='pick'\npicks_file='" + (folder / "early.csv") +
+                         "'\n[[step]]\nname='trim'\nposition='receiver'\npolygon=[[40,-5],[110,-5],[110,5],[40,5]]\n"
+                         "[[step]]\nname='pick'\npicks_file='" +
+                         (folder / "late.csv") + "'\n[[step]]\nname='gain'\ngains_file='" + (folder / "gains.sgy") + "'\n");
+    const Outcome outcome = pelta("run " + flow + " " + line + " " + out);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    const auto rows = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n') - 1; };
+    EXPECT_EQ(rows(contentsOf(folder / "early.csv")), 30);
+    EXPECT_EQ(rows(contentsOf(folder / "late.csv")), 4);
+    EXPECT_EQ(contentsOf(folder / "gains.sgy").size(), preambleBytes + 4 * traceBytes);
+}
+
+TEST_F(StepCommands, LeavesTheTraceCountOfARevision2FileOpenWhenSomeAreDropped) {
+    SegyRecipe recipe;
+    recipe.traces = 5;
+    recipe.revision = 2;
+    std::string whole = makeSegy(recipe);
+    putWord(whole, 3513, 8, 5);
+    const std::string in = file("revision2.sgy", whole);
+    /* Receivers at 1234.5 m and every 100 m from there. */
+    ASSERT_EQ(pelta("trim " + in + " " + out + " --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1").status, 0);
+    std::string expected = whole.substr(0, recipe.placeInTrace(3, 0));
+    putWord(expected, 3513, 8, 0);
+    EXPECT_TRUE(contentsOf(out) == expected);
+    EXPECT_EQ(pelta("check " + out).status, pelta("check " + in).status);
+    ASSERT_EQ(pelta("trim " + in + " " + (folder / "killed.sgy") +
+                    " --removal kill --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1")
+                  .status,
+              0);
+    EXPECT_TRUE(contentsOf(folder / "killed.sgy").substr(0, preambleBytes) == whole.substr(0, preambleBytes));
+}
+
+TEST_F(StepCommands, WritesNoFileWithoutTraces) {
+    const std::string picks = folder / "picks.csv";
+    expectFailure("trim " + line + " " + out + " --polygon 1:1,2:1,2:2",
+                  line + ": every trace was dropped, and none is left to write");
+    const std::string flow = file(
+        "flow.toml", "[[step]]\nname='pick'\npicks_file='" + picks + "'\n[[step]]\nname='trim'\npolygon=[[1,1],[2,1],[2,2]]\n");
+    expectFailure("run " + flow + " " + line + " " + out, line + ": every trace was dropped, and none is left to write");
+    expectFailure(
+        "trim " + line + " " + out + " --polygon 1:1,2:1,2:2 --map cdp_x=201:4,cdp_y=205:4",
+        "trim: the cdp coordinates are 0 on every trace; position chooses others, --map cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE "
+        "names their words");
+}
+
+TEST_F(StepCommands, RefusesOffsetsThatWereNeverWritten) {
+    const std::string gate = " --map offset=201:4 --gate 0:0,1500:0,1500:1200 ";
+    const std::string reason =
+        ": trim needs offsets, and the 4 bytes at byte 201 of every trace header hold 0; --map offset=BYTE:SIZE names the "
+        "right word";
+    expectFailure("trim " + line + " " + out + gate, line + reason);
+    expectFailure("trim - " + out + gate + "< " + line, "standard input" + reason);
+    const Outcome ahead = pelta("trim " + line + " -" + gate);
+    EXPECT_EQ(ahead.status, 1);
+    EXPECT_EQ(ahead.out, "") << "a file is looked at before anything is written";
+    EXPECT_EQ(pelta("trim " + line + " " + out + " --map offset=201:4" + firstReceivers).status, 0) << "needs none";
+}
+
+TEST_F(StepCommands, FindsTheOnlyOffsetOfALineInItsLastTrace) {
+    std::string bytes = contentsOf(line);
+    putWord(bytes, preambleBytes + 29 * traceBytes + 201, 4, 275);
+    const std::string in = file("late.sgy", bytes), options = " --map offset=201:4 --gate -1:0,1500:0,1500:1200,-1:1200 ";
+    ASSERT_EQ(pelta("trim " + in + " " + out + options).status, 0);
+    ASSERT_EQ(pelta("trim - " + (folder / "piped.sgy") + options + "< " + in).status, 0);
+    EXPECT_TRUE(contentsOf(out) == bytes) << "no sample lies outside, and no trace was lost to the look ahead";
+    EXPECT_TRUE(contentsOf(folder / "piped.sgy") == bytes);
+}
+
+}
