@@ -179,6 +179,10 @@ TEST_F(CommandLine, DrawsPicturesOfEveryFormat) {
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         EXPECT_TRUE(contentsOf(picture).starts_with(magic)) << ending;
     }
+    for (const char* records : {"3,5", "'3 5'", "3 5"})
+        EXPECT_EQ(pelta("plot " + line + " " + (folder / "list.png") + " --overwrite --records " + records).err, "") << records;
+    EXPECT_EQ(pelta("plot a.sgy a.png --records 3-7").err, "pelta: --records: '3-7' is not a list of whole numbers\n");
+    EXPECT_EQ(pelta("plot a.sgy a.png --traces 3,5,7").err, "pelta: --traces: takes 2 numbers, not 3\n");
     const Outcome sized = pelta("plot " + line + " - --size 640,480 --style density");
     EXPECT_EQ(sized.status, 2) << "a picture's format is told by its name";
     const Outcome none = pelta("plot " + line + " " + (folder / "none.png") + " --records 99");

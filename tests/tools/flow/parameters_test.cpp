@@ -27,6 +27,8 @@ TEST(Parameters, CarryTheirUnitInTheFlowFilesKeyOnly) {
 
 TEST(Parameters, ReadListsPairsAndChoicesFromText) {
     EXPECT_EQ(std::get<std::vector<double>>(valueFromText(corners, "5,10,60,80")), (std::vector<double>{5, 10, 60, 80}));
+    EXPECT_EQ(std::get<std::vector<double>>(valueFromText(corners, "5 10, 60")), (std::vector<double>{5, 10, 60}));
+    EXPECT_EQ(std::get<std::vector<double>>(valueFromText(corners, "-5,5000000000")), (std::vector<double>{-5, 5e9}));
     EXPECT_EQ(std::get<Pairs>(valueFromText(table, "0:1500,1000:2200.5")), (Pairs{{0, 1500}, {1000, 2200.5}}));
     EXPECT_EQ(std::get<std::int64_t>(valueFromText(shape, "butterworth")), 1);
     EXPECT_EQ(std::get<std::int64_t>(valueFromText(shape, "1")), 1);

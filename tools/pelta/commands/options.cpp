@@ -12,8 +12,23 @@
 #include "support/failure.h"
 #include "support/libraryvoice.h"
 #include "support/nearest.h"
+#include "support/numberlist.h"
 
 namespace pelta {
+
+CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector<std::int64_t>& target, const std::string& help,
+                             std::size_t count) {
+    const auto take = [&target, name, count](const std::vector<std::string>& texts) {
+        target.clear();
+        for (const std::string& text : texts) {
+            const auto numbers = wholeNumbersIn(text);
+            if (!numbers) failUsage("{}: '{}' is not a list of whole numbers", name, text);
+            target.insert(target.end(), numbers->begin(), numbers->end());
+        }
+        if (count > 0 && target.size() != count) failUsage("{}: takes {} numbers, not {}", name, count, target.size());
+    };
+    return app.add_option_function<std::vector<std::string>>(name, take, help)->type_name("N,N");
+}
 
 void InputOptions::add(CLI::App& app) {
     app.add_option("--map", _map, "where header words stand: offset=37:4,record=9:4,pick=233:2 (byte from 1, size)")

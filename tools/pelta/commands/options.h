@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "flow/pipeline.h"
 #include "segy/reader.h"
@@ -12,6 +13,10 @@
 namespace pelta {
 
 /* Options that several subcommands share are declared here once, under one name. */
+
+/* An option that takes a list of whole numbers, "3,5,7" or "3 5 7", into target; of count of them where count is above 0. */
+CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector<std::int64_t>& target, const std::string& help,
+                             std::size_t count = 0);
 
 /* --map, --samples, --interval, --format, --endian, --salvage: what the user says against a file. */
 class InputOptions {

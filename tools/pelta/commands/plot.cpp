@@ -148,8 +148,8 @@ std::function<int()> define(CLI::App& app) {
         ->capture_default_str();
     app.add_option("--axis", request->axis, "header word of the horizontal axis, by name or as BYTE:SIZE")
         ->capture_default_str();
-    app.add_option("--records", request->records, "records to draw, side by side: 3,5")->delimiter(',');
-    app.add_option("--traces", request->traceRange, "first and last trace to draw: 100,400")->delimiter(',')->expected(2);
+    addWholeNumbers(app, "--records", request->records, "records to draw, side by side: 3,5");
+    addWholeNumbers(app, "--traces", request->traceRange, "first and last trace to draw: 100,400", 2);
     app.add_option("--times", request->timesMs, "first and last time to draw, ms: 0,1200")->delimiter(',')->expected(2);
     app.add_option("--clip", request->clip, "percentile of amplitudes that fills a trace's place")
         ->check(CLI::Range(1.0, 100.0))
@@ -160,7 +160,7 @@ std::function<int()> define(CLI::App& app) {
     app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");
     app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',');
     app.add_option("--title", request->title, "title (the file's name)");
-    app.add_option("--size", request->size, "width and height in points: 1200,800")->delimiter(',')->expected(2);
+    addWholeNumbers(app, "--size", request->size, "width and height in points: 1200,800", 2);
     app.add_flag("--overwrite", request->overwrite, "replace a file that stands under OUT");
     return [request] { return plot(*request); };
 }

@@ -5,6 +5,7 @@
 
 #include "support/failure.h"
 #include "support/nearest.h"
+#include "support/numberlist.h"
 
 namespace pelta {
 namespace {
@@ -38,6 +39,8 @@ Value choiceFrom(const Parameter& parameter, std::string_view text) {
 }
 
 std::vector<double> realsFrom(const Parameter& parameter, std::string_view text) {
+    if (parameter.kind == Kind::integers)
+        if (const auto listed = wholeNumbersIn(text)) return {listed->begin(), listed->end()};
     std::vector<double> numbers;
     for (std::string_view piece : split(text, ','))
         numbers.push_back(parameter.kind == Kind::integers

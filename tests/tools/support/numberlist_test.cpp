@@ -1,0 +1,24 @@
+#include "support/numberlist.h"
+
+#include <gtest/gtest.h>
+
+namespace pelta {
+namespace {
+
+using Numbers = std::vector<std::int64_t>;
+
+TEST(NumberList, TakesCommasAndBlanks) {
+    for (const char* text : {"3,5,7", "3 5 7", " 3, 5 ,7 ", "3\t5  7"})
+        EXPECT_EQ(wholeNumbersIn(text), (Numbers{3, 5, 7})) << text;
+    EXPECT_EQ(wholeNumbersIn("007"), (Numbers{7}));
+    EXPECT_EQ(wholeNumbersIn("999999999 0"), (Numbers{999999999, 0}));
+}
+
+TEST(NumberList, TakesNothingThatCouldBeMisread) {
+    for (const char* text : {"", " ", ",", "5,,7", ",5", "5,", "5 , , 7", "5 -3", "-3", "3-7", "1.5", "12abc", "1/2", "1;2",
+                             "x 5", "1000000000", "0x10"})
+        EXPECT_EQ(wholeNumbersIn(text), std::nullopt) << text;
+}
+
+}
+}

@@ -1,0 +1,17 @@
+#ifndef PELTA_TOOL_NUMBERLIST_H
+#define PELTA_TOOL_NUMBERLIST_H
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace pelta {
+
+/* Whole numbers from 0 on as a user lists them: "3,5,7", "3 5 7" or "3, 5, 7". Nothing where the text is anything else, or a
+ * number has more than nine digits. */
+std::optional<std::vector<std::int64_t>> wholeNumbersIn(std::string_view text);
+
+}
+
+#endif
