@@ -8,7 +8,8 @@ namespace pelta::pictures {
 namespace {
 
 constexpr double fontSize = 11.0, tickLength = 5.0;
-constexpr double spacePerTick = 40.0;
+constexpr double spacePerTick = 40.0, spacePerNumber = 60.0;
+constexpr Color lineColor = {0.0, 0.0, 0.0, 0.15}; /* across the box */
 
 }
 
@@ -29,22 +30,41 @@ std::vector<double> niceTicks(double from, double to, int atMost) {
 
 std::string tickText(double value) { return fmt::format("{:.6g}", value == 0.0 ? 0.0 : value); }
 
-void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs) {
+void drawLeftAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title) {
+    constexpr double usualTitlePlace = 52.0;
     const int atMost = std::max(2, static_cast<int>(box.height / spacePerTick));
+    double widest = 0.0;
     cairo_set_line_width(canvas.pen(), 0.5);
-    for (double tick : niceTicks(timeMs.firstValue, timeMs.lastValue, atMost)) {
-        const double y = timeMs.place(tick);
-        canvas.setColor({0.0, 0.0, 0.0, 0.15});
+    for (double tick : niceTicks(values.firstValue, values.lastValue, atMost)) {
+        const double y = values.place(tick);
+        canvas.setColor(lineColor);
         canvas.line(box.left, y, box.right(), y);
         canvas.setColor({});
         canvas.line(box.left - tickLength, y, box.left, y);
         canvas.text(box.left - tickLength - 3.0, y, tickText(tick), fontSize, Canvas::Anchor::right);
+        widest = std::max(widest, canvas.textWidth(tickText(tick), fontSize));
     }
-    canvas.text(box.left - 52.0, box.top + 0.5 * box.height, "time, ms", fontSize, Canvas::Anchor::middle, true);
+    canvas.text(box.left - std::max(usualTitlePlace, tickLength + widest + 14.0), box.top + 0.5 * box.height, title, fontSize,
+                Canvas::Anchor::middle, true);
 }
 
+void drawBottomAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title) {
+    const int atMost = std::max(2, static_cast<int>(box.width / spacePerNumber));
+    cairo_set_line_width(canvas.pen(), 0.5);
+    for (double tick : niceTicks(values.firstValue, values.lastValue, atMost)) {
+        const double x = values.place(tick);
+        canvas.setColor(lineColor);
+        canvas.line(x, box.top, x, box.bottom());
+        canvas.setColor({});
+        canvas.line(x, box.bottom(), x, box.bottom() + tickLength);
+        canvas.text(x, box.bottom() + tickLength + 9.0, tickText(tick), fontSize, Canvas::Anchor::middle);
+    }
+    canvas.text(box.left + 0.5 * box.width, box.bottom() + tickLength + 25.0, title, fontSize, Canvas::Anchor::middle);
+}
+
+void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs) { drawLeftAxis(canvas, box, timeMs, "time, ms"); }
+
 void drawTopAxis(Canvas& canvas, const Box& box, const Axis& values) {
-    constexpr double spacePerNumber = 60.0;
     canvas.setColor({});
     cairo_set_line_width(canvas.pen(), 0.5);
     for (double tick :

@@ -22,7 +22,11 @@ std::vector<double> niceTicks(double from, double to, int atMost);
 /* The number as short as it can be said. */
 std::string tickText(double value);
 
-/* Time down the left side of a box: ticks, numbers, the title, and thin lines across. */
+/* Values along the left side of a box: ticks, numbers, the title, and thin lines across. */
+void drawLeftAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title);
+/* The same along the bottom. */
+void drawBottomAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title);
+/* Time down the left side of a box. */
 void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs);
 /* Values along the top of a box: ticks and numbers. */
 void drawTopAxis(Canvas& canvas, const Box& box, const Axis& values);

@@ -5,19 +5,10 @@
 
 #include <string>
 
+#include "pictures/box.h"
 #include "support/outputfile.h"
 
 namespace pelta::pictures {
-
-struct Color {
-    double red = 0.0, green = 0.0, blue = 0.0, opacity = 1.0;
-};
-
-struct Box {
-    double left = 0.0, top = 0.0, width = 0.0, height = 0.0;
-    double right() const { return left + width; }
-    double bottom() const { return top + height; }
-};
 
 /* A picture of width x height points that becomes PNG, SVG or PDF by the ending of its file's name. */
 class Canvas {
