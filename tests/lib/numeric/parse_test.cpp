@@ -12,6 +12,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -117,6 +118,12 @@ Groups plainGroups(const std::string& text) {
     return groups;
 }
 
+std::string randomText(std::mt19937& engine, std::string_view alphabet, int longest) {
+    std::string text(engine() % (longest + 1), ' ');
+    for (char& character : text) character = alphabet[engine() % alphabet.size()];
+    return text;
+}
+
 void expectPlainFloats(const std::string& text) {
     const List<float> actual = listIn(text, peltaParseFloat), expected = plainList<float>(text);
     ASSERT_TRUE(sameSamples(actual.values, expected.values)) << text.substr(0, 200);
@@ -153,8 +160,7 @@ TEST(ParseInt, CutsLargeValuesToThirtyTwoBits) {
 TEST(ParseInt, MatchesStrtokAndStrtolOnRandomTexts) {
     std::mt19937 engine(1);
     for (int turn = 0; turn < 20000; ++turn) {
-        std::string text(engine() % 40, ' ');
-        for (char& character : text) character = "0123456789 ,-;ax\v\\"[engine() % 18];
+        const std::string text = randomText(engine, "0123456789 ,-;ax\v\\", 40);
         const List<int> actual = listIn(text, peltaParseInt), expected = plainList<int>(text);
         ASSERT_EQ(actual.values, expected.values) << text;
         ASSERT_TRUE(actual.text == expected.text) << text;
@@ -250,11 +256,8 @@ TEST(ParseFloat, MatchesStrtofNearTheMiddleBetweenTwoFloats) {
 
 TEST(ParseFloat, MatchesStrtokAndStrtofOnRandomTexts) {
     std::mt19937 engine(4);
-    for (int turn = 0; turn < 100000; ++turn) {
-        std::string text(engine() % 60, ' ');
-        for (char& character : text) character = "0123456789..00 ,-;/exnainfp\v\xEF\xBC"[engine() % 32];
-        ASSERT_NO_FATAL_FAILURE(expectPlainFloats(text));
-    }
+    for (int turn = 0; turn < 100000; ++turn)
+        ASSERT_NO_FATAL_FAILURE(expectPlainFloats(randomText(engine, "0123456789..00 ,-;/exnainfp\v\xEF\xBC", 60)));
 }
 
 /* German writes a comma, which parts numbers here. */
@@ -438,8 +441,7 @@ TEST(ParseFloat2, ReadsGroupsOfAnyLength) {
 TEST(ParseFloat2, MatchesThePlainFormOnRandomTexts) {
     std::mt19937 engine(5);
     for (int turn = 0; turn < 100000; ++turn) {
-        std::string text(engine() % 30, ' ');
-        for (char& character : text) character = "0123456789./// ,;e"[engine() % 18];
+        const std::string text = randomText(engine, "0123456789./// ,;e", 30);
         const Groups actual = groupsIn(text), expected = plainGroups(text);
         ASSERT_EQ(actual.counts, expected.counts) << text;
         ASSERT_TRUE(sameSamples(actual.values, expected.values)) << text;
