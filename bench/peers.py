@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Measures what a user of NumPy, SciPy, bottleneck or numba would write in place of pelta's routines.
+"""Measures what a user of NumPy, SciPy, bottleneck, numba or Shapely would write in place of pelta's routines.
 
   bench/peers.py FAMILY ...
 
@@ -26,9 +26,13 @@ import bottleneck
 import numba
 import numpy as np
 import scipy.fft
+import scipy.interpolate
 import scipy.linalg
 import scipy.ndimage
 import scipy.signal
+import shapely.geometry
+import shapely.prepared
+import shapely.vectorized
 from numpy.lib.stride_tricks import sliding_window_view
 
 interval = 2.0  # ms
@@ -165,6 +169,64 @@ def statistics_peers():
             routine, expected = f"smooth window {window}", moving_mean_plainly(window)
             yield Peer(f"{routine}|bottleneck move_mean|{n} samples", gather, moving_mean(window), expected, 1e-6, inside)
             yield Peer(f"{routine}|SciPy uniform_filter1d|{n} samples", gather, uniform_filter(window), expected, 1e-6, inside)
+
+
+# Numbers, outlines and tables, as in numeric_bench.cpp.
+
+
+def typed_numbers():
+    return "".join(f"{number:.2f} " for number in np.float32(5000) * (random_trace(1000, 1) + np.float32(1)))
+
+
+def list_from_text(text):
+    return np.fromstring(text, np.float32, sep=" ")
+
+
+def list_plainly(text):
+    return [float(number) for number in text.split()]
+
+
+def outline():
+    angle, radius = 2 * np.pi / 100 * np.arange(100), 800 + 200 * random_trace(100, 2).astype(np.float64)
+    return np.stack([radius * np.cos(angle), radius * np.sin(angle)], axis=1)
+
+
+def points_inside(vertices):
+    polygon = shapely.prepared.prep(shapely.geometry.Polygon(vertices))
+    return lambda points: shapely.vectorized.contains(polygon, *points)
+
+
+def points_inside_plainly(vertices):
+    def inside(points):
+        x, y = points
+        parity = np.zeros(len(x), bool)
+        for (x1, y1), (x2, y2) in zip(vertices, np.roll(vertices, -1, axis=0)):
+            if y1 != y2:
+                parity ^= ((y1 <= y) != (y2 <= y)) & (x < (x2 - x1) * (y - y1) / (y2 - y1) + x1)
+        return parity
+    return inside
+
+
+def polynomial_plainly(depths, velocities):
+    def value(depth):
+        return sum(velocity * math.prod((depth - other) / (own - other) for other in depths if other != own)
+                   for own, velocity in zip(depths, velocities))
+    return value
+
+
+def numeric_peers():
+    yield Peer("peltaParseFloat|NumPy fromstring|1000 numbers", [typed_numbers()], list_from_text, list_plainly, 1e-3)
+    points = random_trace(10000, 3, 1000.0).astype(np.float64), random_trace(10000, 4, 1000.0).astype(np.float64)
+    for routine in ("peltaPnPolygon", "peltaPnPolygon2", "peltaPnPolygon1"):
+        yield Peer(f"{routine}|Shapely prepared contains|100 vertices, 10000 points", [points], points_inside(outline()),
+                   points_inside_plainly(outline()), 0)
+    depths = [k + 0.125 * (k % 3) for k in range(8)]
+    velocities = [6 - 4 / (1 + 0.5 * depth) for depth in depths]
+    wanted = 3.5 + 3.4 * random_trace(64, 5).astype(np.float64)
+    for routine in ("polint", "ratint"):
+        yield Peer(f"{routine}|SciPy barycentric_interpolate|8 points", wanted,
+                   lambda depth: scipy.interpolate.barycentric_interpolate(depths, velocities, depth),
+                   polynomial_plainly(depths, velocities), 1e-9)
 
 
 # Convolution and band-pass.
@@ -446,6 +508,7 @@ def picking_kernels_peers():
 families = {
     "formats": formats_peers,
     "statistics": statistics_peers,
+    "numeric": numeric_peers,
     "spectrum": spectrum_peers,
     "host": host_peers,
     "bandpassfilter": bandpassfilter_peers,
