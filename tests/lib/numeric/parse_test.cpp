@@ -19,13 +19,14 @@
 #include "support/bits.h"
 #include "support/files.h"
 
-/* Stands before the C library's: requests above a limit fail. The sanitizers have their own. */
+/* Stands before the C library's: requests above a limit fail, and the last one is known. The sanitizers have their own. */
 namespace {
-std::size_t largestAllocation = SIZE_MAX;
+std::size_t largestAllocation = SIZE_MAX, lastAllocation = 0;
 }
 #if !defined(__SANITIZE_ADDRESS__)
 extern "C" void* __libc_realloc(void* memory, std::size_t size);
 extern "C" void* realloc(void* memory, std::size_t size) noexcept {
+    lastAllocation = size;
     return size > largestAllocation ? nullptr : __libc_realloc(memory, size);
 }
 #endif
@@ -325,6 +326,21 @@ TEST(ParseLists, HoldAsManyNumbersAsThereAre) {
             ASSERT_EQ(ints[k], k);
             ASSERT_EQ(floats[k], static_cast<float>(k));
         }
+    }
+}
+
+TEST(ParseLists, FitTheArrayToTheNumbers) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer has an allocator of its own";
+#endif
+    for (int wanted : {1, 64, 65, 100}) {
+        std::string text;
+        for (int k = 0; k < wanted; ++k) text += "7 ";
+        float* values = nullptr;
+        int count = 0;
+        peltaParseFloat(text.data(), &values, &count);
+        EXPECT_EQ(lastAllocation, wanted * sizeof(float));
+        std::free(values);
     }
 }
 
