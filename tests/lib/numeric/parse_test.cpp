@@ -25,7 +25,7 @@ std::size_t largestAllocation = SIZE_MAX, lastAllocation = 0;
 }
 #if !defined(__SANITIZE_ADDRESS__)
 extern "C" void* __libc_realloc(void* memory, std::size_t size);
-extern "C" void* realloc(void* memory, std::size_t size) noexcept {
+extern "C" __attribute__((visibility("default"))) void* realloc(void* memory, std::size_t size) noexcept {
     lastAllocation = size;
     return size > largestAllocation ? nullptr : __libc_realloc(memory, size);
 }

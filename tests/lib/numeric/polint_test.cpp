@@ -108,14 +108,14 @@ void expectPlainBits(const Table& table, float x) {
         Routine routine, plain;
         const char* name;
     } pairs[] = {{polint, plainPolint, "polint"}, {ratint, plainRatint, "ratint"}};
-    for (const auto& [routine, plain, name] : pairs) {
+    for (const auto& pair : pairs) {
         Interpolated actual, expected;
-        const Printed printed = printedBy([&] { actual = interpolate(routine, table, x); });
-        const Printed wanted = printedBy([&] { expected = interpolate(plain, table, x); });
+        const Printed printed = printedBy([&] { actual = interpolate(pair.routine, table, x); });
+        const Printed wanted = printedBy([&] { expected = interpolate(pair.plain, table, x); });
         ASSERT_TRUE(sameBits(actual.value, expected.value) && sameBits(actual.correction, expected.correction))
-            << name << " of " << table.abscissae.size() << " at " << x << ": " << actual.value << " " << actual.correction
+            << pair.name << " of " << table.abscissae.size() << " at " << x << ": " << actual.value << " " << actual.correction
             << " for " << expected.value << " " << expected.correction;
-        ASSERT_EQ(printed.text, wanted.text) << name;
+        ASSERT_EQ(printed.text, wanted.text) << pair.name;
     }
 }
 
