@@ -46,11 +46,12 @@ PELTA_API void conv(int lx, int ifx, float* x, int ly, int ify, float* y, int lz
 PELTA_API void ints8r(int nxin, float dxin, float fxin, float* yin, float yinl, float yinr, int nxout, float* xout,
                       float* yout);
 
-/* Sorts n floats ascending, in place; NaNs come last. */
+/* Sorts n floats ascending, in place; -0 comes before 0, and NaNs come last. */
 PELTA_API void qksort(int n, float* a);
 
 /* Reorders the indices i[0 .. n-1] so that a[i[m]] is the m-th smallest (m from 0), nothing before it is larger and nothing
- * behind it is smaller; a itself is kept. NaNs count as largest. An m outside 0 .. n-1 changes nothing. */
+ * behind it is smaller; a itself is kept. -0 counts as smaller than 0, NaNs count as largest. An m outside 0 .. n-1 changes
+ * nothing. */
 PELTA_API void qkifind(int m, int n, float* a, int* i);
 
 /* Finds the index with ax[index] <= x < ax[index + 1] in an ascending array of nx values: 0 when x is below ax[0], nx - 1

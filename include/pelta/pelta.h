@@ -29,6 +29,7 @@
 #include "fbpicker.h"
 #include "arpicker.h"
 #include "spdpicker.h"
+#include "leastsquares.h"
 #include "trimodel.h"
 #include "fileio.h"
 #include "cummlative.h"

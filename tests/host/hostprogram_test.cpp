@@ -2,6 +2,7 @@
 #include <pelta/bandpassfilter.h>
 #include <pelta/cummlative.h>
 #include <pelta/host.h>
+#include <pelta/leastsquares.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -43,6 +44,10 @@ void conv(int, int, float*, int, int, float*, int lz, int, float* z) {
     std::fill_n(z, lz, 5.0f);
 }
 
+void qksort(int n, float* a) { std::fill_n(a, n, 7.0f); }
+
+void qkifind(int m, int, float*, int* i) { i[m] = 1; }
+
 namespace {
 
 TEST(HostProgram, SuppliesTheRoutinesThatTheLibraryCalls) {
@@ -59,6 +64,15 @@ TEST(HostProgram, SuppliesTheRoutinesThatTheLibraryCalls) {
     filter.applyFilter(trace.data(), 48);
     EXPECT_EQ(transformsBack, 2);
     EXPECT_EQ(trace[0], 2.0f);  // 96 / 48
+}
+
+TEST(HostProgram, SuppliesTheSortingThatTheLibraryCalls) {
+    float x[3] = {1.0f, 1.0f, 1.0f}, y[3] = {1.0f, 2.0f, 3.0f}, work[3], slope;
+    meanAlphaTrim(x, y, 3, 0, work, &slope);
+    EXPECT_EQ(slope, 7.0f);
+    int indices[3];
+    float values[3] = {4.0f, 9.0f, 5.0f};
+    EXPECT_EQ(wghtMedian(values, indices, 3), 9.0f);
 }
 
 TEST(HostProgram, SuppliesTheTablesThatTheLibraryReads) {
