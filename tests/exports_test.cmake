@@ -1,10 +1,15 @@
 # Fails unless LIBRARY exports exactly the expected names: those of a LIST file, one a line, or those that a HEADER declares.
-# {size_t} in the list stands for the letter of that type in mangled names, SIZE_T.
+# {size_t} in the list stands for the letter of that type in mangled names, by the library's word size.
 cmake_minimum_required(VERSION 3.25)
 
 if(LIST)
   file(STRINGS ${LIST} expected)
-  list(TRANSFORM expected REPLACE "{size_t}" ${SIZE_T})
+  file(READ ${LIBRARY} wordSize OFFSET 4 LIMIT 1 HEX)
+  if(wordSize STREQUAL "01")
+    list(TRANSFORM expected REPLACE "{size_t}" "j")
+  else()
+    list(TRANSFORM expected REPLACE "{size_t}" "m")
+  endif()
 else()
   file(READ ${HEADER} text)
   string(REGEX MATCHALL "PELTA_API [^;(]*" expected "${text}")

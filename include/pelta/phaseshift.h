@@ -1,0 +1,46 @@
+#ifndef PELTA_PHASESHIFT_H
+#define PELTA_PHASESHIFT_H
+
+#include "export.h"
+
+#ifdef __cplusplus
+
+/* Rotation of the phase of every frequency of a trace by one constant angle, in the frequency domain. Zero frequency and Nyquist
+ * are rotated too: what they lose as real bins the trace loses. One object serves any number of traces; its work arrays are
+ * shared between calls. Where they could not be had, the trace is left alone. */
+class PELTA_API PeltaPhaseShift {
+  public:
+    /* nsamples  longest trace that will be rotated
+     * angle     degrees, added to the phase: cos(wt) becomes cos(wt + angle) */
+    PeltaPhaseShift(int nsamples, float angle);
+    ~PeltaPhaseShift();
+    PeltaPhaseShift(const PeltaPhaseShift&) = delete;
+    PeltaPhaseShift& operator=(const PeltaPhaseShift&) = delete;
+
+    void setAngle(float angle);
+
+    /* Rotates a trace in place.
+     *   trace   [numsmp]
+     *   numsmp  samples; those beyond the constructed length are left alone */
+    void applyPhaseShift(float* trace, int numsmp);
+
+    int _nsamples;
+    int _nfft;        /* transform length: about 1.3 times the trace's, so that what wraps round falls behind it */
+    float _angle;     /* degrees */
+    float* _tempTrc1; /* the trace with zeros behind it; its rotated spectrum */
+    float* _tempTrc2; /* its spectrum; the rotated trace */
+};
+
+#endif
+
+PELTA_BEGIN_C
+
+/* Quadrature (Hilbert-transformed) trace by a 19-point operator in the time domain: h[n] = -2 / (pi n) for odd n = -9 .. 9, not
+ * tapered, and 0 for even n. A sine becomes a cosine of nearly its amplitude between about a tenth and nine tenths of Nyquist.
+ *   datain   [nsamp] kept; zeros count beyond its ends
+ *   dataout  [nsamp] receives sum over n of h[n] datain[i - n]; must not overlap datain */
+PELTA_API void applyHilbert(float* datain, float* dataout, int nsamp);
+
+PELTA_END_C
+
+#endif

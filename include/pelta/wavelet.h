@@ -1,0 +1,42 @@
+#ifndef PELTA_WAVELET_H
+#define PELTA_WAVELET_H
+
+#include "export.h"
+
+PELTA_BEGIN_C
+
+/* Wavelets and test signals. Times are in seconds here, so that their products with frequencies in hertz have no unit. */
+
+/* Writes a Ricker wavelet: (1 - 2 b^2) exp(-b^2) times amp, b = pi freq (t - tdelay).
+ *   tdelay  time of the peak, s       dt  sample interval, s       freq  peak frequency, Hz
+ *   num     samples in wave           amp  amplitude of the peak
+ *   wave    [num] receives the samples within 1.5 / freq of the peak, less the last of them; the others are left alone
+ * N. Ricker, The form and laws of propagation of seismic wavelets, Geophysics 18 (1953). */
+PELTA_API void ricker(float tdelay, float dt, float freq, int num, float amp, float* wave);
+
+/* The odd number of samples of a centred Ricker wavelet of peak 1 whose outermost samples lie in the negative lobes, at less than
+ * amp. Fine sampling finds such a sample just beyond the zero crossing.
+ *   dt, freq  as above      amp  above 0
+ * Where no sample satisfies this: the length at which the wavelet vanishes in single precision; 1 when amp is not above 0 or the
+ * product of dt and freq is 0, infinite or no number; at most 2147483647. */
+PELTA_API int rickerLength(float dt, float freq, float amp);
+
+/* Writes a sine wave. Always 0.
+ *   wave        [nsamp]
+ *   resolution  samples a period; 0 gives NaNs
+ *   ilag        samples by which the wave is advanced */
+PELTA_API int peltaSineWave(float* wave, int nsamp, float amp, int resolution, int ilag);
+
+/* Haar transform in place: averages and half differences of neighbours, then the same of the averages, and so on.
+ *   data       [num] averages come first, then the differences from the coarsest to the finest
+ *   direction  above 0: forward; else inverse
+ *   work       [num] scratch
+ * Kept on purpose: the forward transform works on num - 1 samples, so that num = 2^k + 1 analyses the first 2^k and leaves the last
+ * alone; other counts skip or mix pairs. The inverse undoes it with num = 2^k; for a count that is no power of two both arrays must
+ * have room for the next one, and for 2 samples at least.
+ * A. Haar, Zur Theorie der orthogonalen Funktionensysteme, Mathematische Annalen 69 (1910). */
+PELTA_API void Wavelet(float* data, int num, int direction, float* work);
+
+PELTA_END_C
+
+#endif

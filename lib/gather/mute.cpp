@@ -1,0 +1,53 @@
+#include <pelta/host.h>
+#include <pelta/mute.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace {
+
+void setEntry(float* header, int entry, float value) {
+    if (entry >= 1) header[entry - 1] = value;
+}
+
+/* 0 where there is none. */
+int firstLiveSample(const float* trace, int num) {
+    for (int i = 1; i < num; ++i)
+        if (trace[i] != 0.0f) return i;
+    return 0;
+}
+
+int lastLiveSample(const float* trace, int num) {
+    for (int i = num - 2; i > 0; --i)
+        if (trace[i] != 0.0f) return i;
+    return 0;
+}
+
+/* Returns where the taper ended. */
+int taperTop(float* trace, int num, int first, int itaperlen, const float* taper) {
+    const auto end = static_cast<int>(std::min<std::int64_t>(std::int64_t{first} + std::max(itaperlen, 0), num));
+    for (int i = first; i < end; ++i) trace[i] *= taper[itaperlen - 1 - (i - first)];
+    return end;
+}
+
+int taperBottom(float* trace, int last, int itaperlen, const float* taper) {
+    const int lower = std::max(last - std::max(itaperlen, 0), 0);
+    for (int i = last; i > lower; --i) trace[i] *= taper[last - i];
+    return lower;
+}
+
+}
+
+void applyMute(float* trace, int num, float dt, float* header, int itaperlen, float* taper) {
+    const stdHdrStruct entries = stdHdr ? *stdHdr : stdHdrStruct{};
+    if (const int first = firstLiveSample(trace, num)) {
+        const int full = taperTop(trace, num, first, itaperlen, taper);
+        setEntry(header, entries.itlive_s, static_cast<float>(first + 1) * dt);
+        setEntry(header, entries.itfull_s, static_cast<float>(full) * dt);
+    }
+    if (const int last = lastLiveSample(trace, num)) {
+        const int full = taperBottom(trace, last, itaperlen, taper);
+        setEntry(header, entries.itlive_e, static_cast<float>(last + 1) * dt);
+        setEntry(header, entries.itfull_e, static_cast<float>(full) * dt);
+    }
+}

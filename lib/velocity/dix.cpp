@@ -1,0 +1,26 @@
+#include <pelta/velocity.h>
+
+#include <algorithm>
+#include <cmath>
+
+float* dixIntVelocity(float* time, float* velocity, int nsamp, float vmin) {
+    if (nsamp <= 0) return velocity;
+    float rmsAbove = velocity[0];
+    velocity[0] = std::max(rmsAbove, vmin);
+    for (int i = 1; i < nsamp; ++i) {
+        const float rms = velocity[i];
+        const float difference = rms * rms * time[i] - rmsAbove * rmsAbove * time[i - 1];
+        velocity[i] = difference > 0.0f ? std::max(std::sqrt(difference / (time[i] - time[i - 1])), vmin) : vmin;
+        rmsAbove = rms;
+    }
+    return velocity;
+}
+
+float* dixRmsVelocity(float* velocity, int nsamp) {
+    float sum = 0.0f;
+    for (int i = 1; i < nsamp; ++i) {
+        sum += velocity[i] * velocity[i];
+        velocity[i] = std::sqrt(sum / static_cast<float>(i));
+    }
+    return velocity;
+}

@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+#include <pelta/phaseshift.h>
+
+#include <cmath>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/signals.h"
+
+namespace {
+
+float tap(int n) { return n % 2 == 0 ? 0.0f : static_cast<float>(-2.0 / (3.141592653589793 * n)); }
+
+std::vector<float> plainQuadrature(const std::vector<float>& trace) {
+    const int count = static_cast<int>(trace.size());
+    std::vector<float> quadrature(trace.size());
+    for (int i = 0; i < count; ++i)
+        for (int n = -9; n <= 9; ++n)
+            if (i - n >= 0 && i - n < count) {
+                const volatile float product = tap(n) * trace[i - n];
+                quadrature[i] += product;
+            }
+    return quadrature;
+}
+
+std::vector<float> quadratureOf(std::vector<float> trace) {
+    std::vector<float> quadrature(trace.size(), 7.0f);
+    applyHilbert(trace.data(), quadrature.data(), static_cast<int>(trace.size()));
+    return quadrature;
+}
+
+TEST(ApplyHilbert, SpreadsASpikeIntoTheOperator) {
+    std::vector<float> trace(50);
+    trace[20] = 1.0f;
+    const std::vector<float> quadrature = quadratureOf(trace);
+    constexpr float digitsGiven = 1e-7f;
+    EXPECT_NEAR(quadrature[21], -0.6366197f, digitsGiven);
+    EXPECT_NEAR(quadrature[19], 0.6366197f, digitsGiven);
+    EXPECT_EQ(quadrature[20], 0.0f);
+    EXPECT_NEAR(quadrature[20 - 3], 0.2122066f, digitsGiven);
+    EXPECT_NEAR(quadrature[20 - 5], 0.1273240f, digitsGiven);
+    EXPECT_NEAR(quadrature[20 - 7], 0.0909457f, digitsGiven);
+    EXPECT_NEAR(quadrature[20 - 9], 0.0707355f, digitsGiven);
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(quadrature[i], std::abs(i - 20) <= 9 ? tap(i - 20) : 0.0f) << i;
+}
+
+TEST(ApplyHilbert, AddsTheTermsInOrder) {
+    for (int length : {1, 2, 5, 9, 10, 19, 20, 100, 1501}) {
+        const std::vector<float> trace = randomTrace(length, 11u + length, 1000.0f);
+        const std::vector<float> quadrature = quadratureOf(trace), expected = plainQuadrature(trace);
+        for (int i = 0; i < length; ++i) ASSERT_EQ(bitsOf(quadrature[i]), bitsOf(expected[i])) << length << " " << i;
+    }
+}
+
+TEST(ApplyHilbert, TurnsASineIntoACosineWithinTheBand) {
+    std::vector<float> trace(400);
+    for (int i = 0; i < 400; ++i) trace[i] = std::sin(1.2f * i);
+    const std::vector<float> quadrature = quadratureOf(trace);
+    constexpr float ripple = 0.1f; /* of a truncated operator */
+    for (int i = 20; i < 380; ++i) EXPECT_NEAR(quadrature[i], std::cos(1.2f * i), ripple);
+}
+
+TEST(ApplyHilbert, NoSamplesAreNoWork) {
+    float out = 3.0f, in = 1.0f;
+    applyHilbert(&in, &out, 0);
+    applyHilbert(&in, &out, -5);
+    EXPECT_EQ(out, 3.0f);
+}
+
+}

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+#include <pelta/host.h>
+#include <pelta/phaseshift.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/signals.h"
+
+namespace {
+
+/* The published steps, one after the other. */
+std::vector<float> plainlyRotated(std::vector<float> trace, int constructed, float angle) {
+    const int n = std::min(constructed, static_cast<int>(trace.size()));
+    const int nfft = npfar(static_cast<int>(static_cast<float>(constructed) * 1.3f));
+    std::vector<float> padded(nfft + 2), spectrum(nfft + 2);
+    std::copy_n(trace.begin(), n, padded.begin());
+    pfarc(1, nfft, padded.data(), reinterpret_cast<peltaComplex*>(spectrum.data()));
+    const auto a = static_cast<float>(angle * 3.141592653589793 / 180.0f);
+    const float c = std::cos(a), s = std::sin(a);
+    for (int k = 0; k <= nfft / 2; ++k) {
+        const float re = spectrum[2 * k], im = spectrum[2 * k + 1];
+        const volatile float cre = c * re, sim = s * im, cim = c * im, sre = s * re;
+        spectrum[2 * k] = cre + sim;
+        spectrum[2 * k + 1] = cim - sre;
+    }
+    pfacr(-1, nfft, reinterpret_cast<peltaComplex*>(spectrum.data()), padded.data());
+    for (int i = 0; i < n; ++i) trace[i] = padded[i] / static_cast<float>(nfft);
+    return trace;
+}
+
+TEST(PeltaPhaseShift, HoldsWhatItWasBuiltWith) {
+    PeltaPhaseShift shift(1000, 30.0f);
+    EXPECT_EQ(shift._nsamples, 1000);
+    EXPECT_EQ(shift._nfft, npfar(1300));
+    EXPECT_EQ(shift._angle, 30.0f);
+    shift.setAngle(-45.0f);
+    EXPECT_EQ(shift._angle, -45.0f);
+}
+
+TEST(PeltaPhaseShift, FollowsThePublishedStepsToTheBit) {
+    for (int length : {1, 2, 3, 7, 100, 501, 1500})
+        for (float angle : {0.0f, 90.0f, 180.0f, -33.3f, 720.5f}) {
+            std::vector<float> trace = randomTrace(length, 7u + length);
+            const std::vector<float> expected = plainlyRotated(trace, length, angle);
+            PeltaPhaseShift shift(length, angle);
+            shift.applyPhaseShift(trace.data(), length);
+            for (int i = 0; i < length; ++i) ASSERT_EQ(bitsOf(trace[i]), bitsOf(expected[i])) << length << " " << angle;
+        }
+}
+
+TEST(PeltaPhaseShift, LeavesATraceAloneAtZeroAndTurnsItOverAtHalfATurn) {
+    const std::vector<float> trace = randomTrace(500, 1);
+    for (const auto& [angle, factor] : {std::pair{0.0f, 1.0f}, {180.0f, -1.0f}, {360.0f, 1.0f}}) {
+        std::vector<float> rotated = trace;
+        PeltaPhaseShift(500, angle).applyPhaseShift(rotated.data(), 500);
+        constexpr float rounding = 1e-6f;
+        for (int i = 0; i < 500; ++i) EXPECT_NEAR(rotated[i], factor * trace[i], rounding);
+    }
+}
+
+TEST(PeltaPhaseShift, AQuarterTurnMakesANegativeSineOfACosine) {
+    constexpr int length = 1000;
+    std::vector<float> trace(length);
+    for (int i = 0; i < length; ++i) trace[i] = std::cos(0.3f * i) * std::exp(-1e-4f * (i - 500.0f) * (i - 500.0f));
+    PeltaPhaseShift(length, 90.0f).applyPhaseShift(trace.data(), length);
+    constexpr float widthOfTheEnvelope = 1e-2f; /* its frequencies around the cosine's turn the envelope a little too */
+    for (int i = 400; i < 600; ++i)
+        EXPECT_NEAR(trace[i], -std::sin(0.3f * i) * std::exp(-1e-4f * (i - 500.0f) * (i - 500.0f)), widthOfTheEnvelope);
+}
+
+TEST(PeltaPhaseShift, RotatesNoMoreSamplesThanItWasBuiltFor) {
+    std::vector<float> trace = randomTrace(120, 3);
+    const std::vector<float> expected = plainlyRotated(trace, 100, 40.0f), before = trace;
+    PeltaPhaseShift shift(100, 40.0f);
+    shift.applyPhaseShift(trace.data(), 120);
+    EXPECT_EQ(trace, expected);
+    EXPECT_TRUE(std::equal(trace.begin() + 100, trace.end(), before.begin() + 100));
+}
+
+TEST(PeltaPhaseShift, CountsOfZeroOrLessDoNothing) {
+    float sample = 5.0f;
+    for (int length : {0, -1, -1000}) {
+        PeltaPhaseShift none(length, 90.0f);
+        none.applyPhaseShift(&sample, 1);
+        PeltaPhaseShift(10, 90.0f).applyPhaseShift(&sample, length);
+        EXPECT_EQ(sample, 5.0f);
+    }
+}
+
+TEST(PeltaPhaseShift, LeavesTheTraceAloneWithoutWorkArrays) {
+    PeltaPhaseShift shift(10, 180.0f);
+    std::free(shift._tempTrc1);
+    shift._tempTrc1 = nullptr;
+    std::vector<float> trace(10, 1.0f);
+    shift.applyPhaseShift(trace.data(), 10);
+    EXPECT_EQ(trace, std::vector<float>(10, 1.0f));
+}
+
+}
