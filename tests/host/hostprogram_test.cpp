@@ -3,6 +3,7 @@
 #include <pelta/cummlative.h>
 #include <pelta/host.h>
 #include <pelta/leastsquares.h>
+#include <pelta/mute.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -76,6 +77,10 @@ TEST(HostProgram, SuppliesTheSortingThatTheLibraryCalls) {
 }
 
 TEST(HostProgram, SuppliesTheTablesThatTheLibraryReads) {
+    ownEntries.itlive_s = 2;
+    float trace[4] = {0.0f, 1.0f, 1.0f, 0.0f}, header[2] = {};
+    applyMute(trace, 4, 10.0f, header, 0, nullptr);
+    EXPECT_EQ(header[1], 20.0f);
     const ScratchFolder root;
     std::filesystem::create_directories(root.path() / "linux/lib");
     setenv("PELTA_HOME", root.path().c_str(), 1);
