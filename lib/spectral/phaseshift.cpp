@@ -15,7 +15,8 @@ namespace {
 float* workArray(int sampleCount, int transformLength) {
     const int usual = truncated(static_cast<float>(transformLength) * 1.2f);
     const std::size_t spectrum = static_cast<std::size_t>(transformLength) + 2;
-    const auto count = std::max({static_cast<std::size_t>(usual), spectrum, static_cast<std::size_t>(std::max(sampleCount, 0))});
+    const auto count =
+        std::max({static_cast<std::size_t>(usual), spectrum, static_cast<std::size_t>(std::max(sampleCount, 0))});
     return static_cast<float*>(reallocarray(nullptr, count, sizeof(float)));
 }
 

@@ -168,7 +168,8 @@ TEST(ApplySemblance, SlidesItsSumsToTheBit) {
             std::vector<double> sumh = gather.sumh;
             const std::vector<float> expected = plainSemblance(gather.sum, sumh, gather.sqrd, 6, nwin);
             const std::vector<float> semblance = gather.semblance(6, nwin);
-            for (int i = 0; i < count; ++i) ASSERT_TRUE(sameBits(semblance[i], expected[i])) << count << " " << nwin << " " << i;
+            for (int i = 0; i < count; ++i)
+                ASSERT_TRUE(sameBits(semblance[i], expected[i])) << count << " " << nwin << " " << i;
             EXPECT_TRUE(sameDoubles(gather.sumh, sumh)) << "the energy of the stack";
         }
 }
@@ -188,7 +189,8 @@ TEST(ApplySemblance, AWindowLongerThanTheTraceIsShortened) {
         const int longest = 2 * ((count - 1) / 2) + 1;
         const std::vector<float> shortened = gather.semblance(3, 1000), whole = copy.semblance(3, longest);
         if (longest > 1) EXPECT_EQ(shortened, whole);
-        else for (float value : shortened) EXPECT_TRUE(value >= 0.0f && value <= 1.0f + 1e-6f);
+        else
+            for (float value : shortened) EXPECT_TRUE(value >= 0.0f && value <= 1.0f + 1e-6f);
     }
 }
 

@@ -44,9 +44,7 @@ TEST(Sin2Angle, NeverExceedsOne) {
 }
 
 /* Kept on purpose: with a gradient the value falls again behind the offset at which the ray turns at the reflector. */
-TEST(Sin2Angle, FallsBehindTheTurningRay) {
-    EXPECT_LT(sine2(3000, 1500, 2.0f, 50000), sine2(3000, 1500, 2.0f, 7000));
-}
+TEST(Sin2Angle, FallsBehindTheTurningRay) { EXPECT_LT(sine2(3000, 1500, 2.0f, 50000), sine2(3000, 1500, 2.0f, 7000)); }
 
 TEST(Sin2Angle, FormsItsTermsInTheStatedPrecision) {
     for (int i = 0; i < 2000; ++i) {
