@@ -150,7 +150,7 @@ TEST(GraphPicture, StandsUnderItsNameOnceItIsWhole) {
     const std::string name = folder.file("picture.png");
     {
         GraphPicture picture(name, 400, 300, false);
-        picture.title("a title");
+        picture.heading("a title", {{.name = "picks", .mark = Mark::dot}});
         picture.draw(tile(picture.room(), 2, 1, 1, 0), {});
         EXPECT_FALSE(std::filesystem::exists(name));
         picture.commit();

@@ -31,8 +31,9 @@ std::vector<double> niceTicks(double from, double to, int atMost) {
 std::string tickText(double value) { return fmt::format("{:.6g}", value == 0.0 ? 0.0 : value); }
 
 void drawLeftAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title) {
-    constexpr double usualTitlePlace = 52.0;
-    const int atMost = std::max(2, static_cast<int>(box.height / spacePerTick));
+    constexpr double usualTitlePlace = 52.0, lowBox = 300.0, spaceInLowBox = 24.0;
+    const double space = box.height < lowBox ? spaceInLowBox : spacePerTick;
+    const int atMost = std::max(2, static_cast<int>(box.height / space));
     double widest = 0.0;
     cairo_set_line_width(canvas.pen(), 0.5);
     for (double tick : niceTicks(values.firstValue, values.lastValue, atMost)) {

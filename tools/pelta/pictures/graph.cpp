@@ -151,11 +151,11 @@ struct LegendEntry {
 };
 
 /* In rows, as many as the width asks for. */
-std::vector<LegendEntry> placeLegend(Canvas& canvas, double width, const Graph& graph) {
+std::vector<LegendEntry> placeLegend(Canvas& canvas, double width, const std::vector<Series>& all) {
     std::vector<LegendEntry> entries;
     double left = 0.0;
     int row = 0;
-    for (const Series& series : graph.series) {
+    for (const Series& series : all) {
         const auto isSame = [&](const LegendEntry& entry) { return entry.series->name == series.name; };
         if (series.name.empty() || std::any_of(entries.begin(), entries.end(), isSame)) continue;
         const double needed = symbolWidth + symbolGap + canvas.textWidth(series.name, fontSize);
@@ -194,7 +194,7 @@ void drawLegend(Canvas& canvas, double left, double top, const std::vector<Legen
 void drawGraph(Canvas& canvas, const Box& box, const Graph& graph) {
     const double titleHeight = graph.title.empty() ? 0.0 : titleRoom;
     const double left = box.left + leftRoom, width = std::max(box.width - leftRoom - rightRoom, 1.0);
-    const std::vector<LegendEntry> legend = placeLegend(canvas, width, graph);
+    const std::vector<LegendEntry> legend = placeLegend(canvas, width, graph.series);
     const double legendHeight = legend.empty() ? 0.0 : (legend.back().row + 1) * legendRowHeight + 2.0;
     const double above = topRoom + titleHeight + legendHeight;
     const Box inside = {left, box.top + above, width, std::max(box.height - above - bottomRoom, 1.0)};
@@ -225,7 +225,7 @@ struct GraphPicture::Inside {
 
 namespace {
 
-constexpr double margin = 8.0, pictureTitleRoom = 22.0;
+constexpr double margin = 8.0, headingRoom = 40.0;
 
 }
 
@@ -236,13 +236,15 @@ GraphPicture::~GraphPicture() = default;
 
 Box GraphPicture::room() const {
     const Canvas& canvas = _inside->canvas;
-    return {margin, margin + pictureTitleRoom, canvas.width() - 2.0 * margin,
-            canvas.height() - 2.0 * margin - pictureTitleRoom};
+    return {margin, margin + headingRoom, canvas.width() - 2.0 * margin, canvas.height() - 2.0 * margin - headingRoom};
 }
 
-void GraphPicture::title(const std::string& text) {
-    _inside->canvas.setColor({});
-    _inside->canvas.text(margin + leftRoom, margin + 0.5 * pictureTitleRoom, text, pictureTitleSize, Canvas::Anchor::left);
+void GraphPicture::heading(const std::string& title, const std::vector<Series>& legend) {
+    Canvas& canvas = _inside->canvas;
+    const double left = margin + leftRoom;
+    canvas.setColor({});
+    canvas.text(left, margin + 10.0, title, pictureTitleSize, Canvas::Anchor::left);
+    drawLegend(canvas, left, margin + 22.0, placeLegend(canvas, canvas.width(), legend));
 }
 
 void GraphPicture::draw(const Box& box, const Graph& graph) { drawGraph(_inside->canvas, box, graph); }

@@ -54,9 +54,10 @@ class GraphPicture {
     GraphPicture(const GraphPicture&) = delete;
     GraphPicture& operator=(const GraphPicture&) = delete;
 
-    /* Everything but a margin. */
+    /* Everything but a margin and the heading. */
     Box room() const;
-    void title(const std::string& text);
+    /* A title over all graphs, and names that hold in all of them. */
+    void heading(const std::string& title, const std::vector<Series>& legend = {});
     void draw(const Box& box, const Graph& graph);
     void commit();
 

@@ -11,7 +11,7 @@ GraphPicture::GraphPicture(const std::string& name, int, int, bool) {
 }
 GraphPicture::~GraphPicture() = default;
 Box GraphPicture::room() const { return {}; }
-void GraphPicture::title(const std::string&) {}
+void GraphPicture::heading(const std::string&, const std::vector<Series>&) {}
 void GraphPicture::draw(const Box&, const Graph&) {}
 void GraphPicture::commit() {}
 
