@@ -14,8 +14,9 @@ using namespace pelta::synthesis;
 
 Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
 
-const double interceptMs = 2000.0 * weatheredThickness *
-                           std::sqrt(1.0 / (weatheredVelocity * weatheredVelocity) - 1.0 / (refractorVelocity * refractorVelocity));
+const double interceptMs =
+    2000.0 * weatheredThickness *
+    std::sqrt(1.0 / (weatheredVelocity * weatheredVelocity) - 1.0 / (refractorVelocity * refractorVelocity));
 
 /* A table by its headings. */
 class Table {
@@ -113,8 +114,7 @@ TEST_F(Refract, ComesNearTheTruthFromAutomaticPicksAsTableAndInHeaders) {
         EXPECT_LT(table().number(row, "velocity_error_m_per_s"), 0.01 * refractorVelocity);
     }
     const std::string fromTable = contentsOf(results);
-    const Outcome fromHeaders =
-        pelta("refract " + picked + " " + results + " --overwrite --map pick=233:2" + windows);
+    const Outcome fromHeaders = pelta("refract " + picked + " " + results + " --overwrite --map pick=233:2" + windows);
     ASSERT_EQ(fromHeaders.status, 0) << fromHeaders.err;
     EXPECT_EQ(contentsOf(results), fromTable);
     for (const char* unit : {"us", "samples"}) {
@@ -122,9 +122,9 @@ TEST_F(Refract, ComesNearTheTruthFromAutomaticPicksAsTableAndInHeaders) {
                         " --winlen 200 --map pick=233:4 --word-unit " + unit)
                       .status,
                   0);
-        ASSERT_EQ(pelta("refract " + picked + " " + results + " --overwrite --map pick=233:4 --word-unit " + unit + windows)
-                      .status,
-                  0);
+        ASSERT_EQ(
+            pelta("refract " + picked + " " + results + " --overwrite --map pick=233:4 --word-unit " + unit + windows).status,
+            0);
         EXPECT_EQ(contentsOf(results), fromTable) << unit;
     }
 }
@@ -204,7 +204,8 @@ TEST_F(Refract, CountsWhatStandsTwiceOnce) {
     picks += "61" + picks.substr(first, picks.find('\n', first) - first) + "\n";
     write(folder / "twice.csv", picks);
     const Outcome outcome = refract("--overwrite --picks " + (folder / "twice.csv") + windows);
-    EXPECT_EQ(outcome.err, "pelta: warning: " + line + ": 1 picks stand twice, with record, channel, offset and time; they count once\n");
+    EXPECT_EQ(outcome.err,
+              "pelta: warning: " + line + ": 1 picks stand twice, with record, channel, offset and time; they count once\n");
     EXPECT_EQ(contentsOf(results), before);
 }
 
@@ -229,15 +230,19 @@ TEST_F(Refract, SaysInOneLineWhatIsWrongAndLeavesNoFile) {
     expectFailure("--map pick=233:2", 1, line + ": no trace has a pick in the 2 bytes at byte 233");
     expectFailure("--picks " + (folder / "other.csv"), 1,
                   (folder / "other.csv") + ": none of its 2 picks belongs to a trace of " + line);
-    expectFailure("--records 9 --picks " + truth, 1, truth + ": none of its 60 picks belongs to a trace of --records of " + line);
-    expectFailure("--picks " + (folder / "nan.csv"), 1, (folder / "nan.csv") + ":3: column pick_ms is 'nan', expected a number");
-    expectFailure("--picks " + (folder / "few.csv"), 1,
-                  line + ": nothing could be fitted on 1 side of records; record 1 side +: 2 picks in the window; 4 are needed");
+    expectFailure("--records 9 --picks " + truth, 1,
+                  truth + ": none of its 60 picks belongs to a trace of --records of " + line);
+    expectFailure("--picks " + (folder / "nan.csv"), 1,
+                  (folder / "nan.csv") + ":3: column pick_ms is 'nan', expected a number");
+    expectFailure(
+        "--picks " + (folder / "few.csv"), 1,
+        line + ": nothing could be fitted on 1 side of records; record 1 side +: 2 picks in the window; 4 are needed");
     expectFailure("--offsets 200,100 --picks " + truth, 2, "--offsets: 200 to 100 m is no range of distances from the source");
     expectFailure("--direct nan,100 --picks " + truth, 2, "--direct: nan to 100 m is no range of distances from the source");
     expectFailure("--size 10,10 --picks " + truth, 2, "--size: 10,10 lies outside 400,300 .. 30000,30000");
-    expectFailure("--offsets 5000,6000 --picks " + truth, 1,
-                  line + ": nothing could be fitted on 3 sides of records; record 1 side +: 0 picks in the window; 4 are needed");
+    expectFailure(
+        "--offsets 5000,6000 --picks " + truth, 1,
+        line + ": nothing could be fitted on 3 sides of records; record 1 side +: 0 picks in the window; 4 are needed");
 }
 
 TEST_F(Refract, SaysWhereOffsetsCannotBeHad) {
@@ -246,13 +251,16 @@ TEST_F(Refract, SaysWhereOffsetsCannotBeHad) {
                   line + ": the offset word is 0 in every trace with a pick; --map offset=BYTE:SIZE tells where offsets stand");
     setWords(73, 4, 0);
     setWords(81, 4, 0);
-    expectFailure("--picks " + truth, 1,
-                  line + ": the offset word is 0 in every trace with a pick, and the coordinates of sources and receivers are equal "
-                         "or no lengths; --map offset=BYTE:SIZE tells where offsets stand");
+    expectFailure(
+        "--picks " + truth, 1,
+        line +
+            ": the offset word is 0 in every trace with a pick, and the coordinates of sources and receivers are equal "
+            "or no lengths; --map offset=BYTE:SIZE tells where offsets stand");
     setWords(37, 4, 300);
     expectFailure("--offsets-from coordinates --picks " + truth, 1,
-                  line + ": the coordinates of sources and receivers are equal or no lengths; --map offset=BYTE:SIZE tells where "
-                         "offsets stand");
+                  line +
+                      ": the coordinates of sources and receivers are equal or no lengths; --map offset=BYTE:SIZE tells where "
+                      "offsets stand");
     expectFailure("--picks " + truth, 1,
                   line + ": nothing could be fitted on 3 sides of records; record 1 side +: all 20 picks have the same offset");
 }
@@ -279,7 +287,8 @@ TEST(RefractFieldData, FitsBothSidesOfHandPicks) {
     const std::string survey = std::string(data) + "/refraction_roll";
     const Outcome outcome = pelta("refract " + survey + ".sgy - --offsets 25,200 --picks " + survey + "_picks.csv");
     ASSERT_EQ(outcome.status, 0) << outcome.err;
-    EXPECT_NE(outcome.err.find("207 first breaks; offsets from the coordinates, which the offset word rounds\n"), std::string::npos);
+    EXPECT_NE(outcome.err.find("207 first breaks; offsets from the coordinates, which the offset word rounds\n"),
+              std::string::npos);
     const Table table{outcome.out};
     int sides[2] = {0, 0};
     for (std::size_t row = 0; row < table.size(); ++row) {

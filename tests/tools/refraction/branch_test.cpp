@@ -113,7 +113,8 @@ TEST(Branches, FitAndErrorsAreThoseOfTheWeightedSums) {
         EXPECT_NEAR(branch.fit->robust.velocity, 1000.0 / slope, velocityRounding);
         EXPECT_NEAR(branch.fit->robust.interceptMs, intercept, interceptRounding * (1.0 + farAway / 500.0));
         constexpr double ofSinglePrecision = 1e-3; /* relative: sums of squares that nearly cancel */
-        EXPECT_NEAR(branch.fit->velocityError, 1000.0 / (slope * slope) * slopeError, ofSinglePrecision * 1000.0 / (slope * slope) * slopeError);
+        EXPECT_NEAR(branch.fit->velocityError, 1000.0 / (slope * slope) * slopeError,
+                    ofSinglePrecision * 1000.0 / (slope * slope) * slopeError);
         EXPECT_NEAR(branch.fit->interceptErrorMs, interceptError, ofSinglePrecision * interceptError);
     }
 }
@@ -188,8 +189,7 @@ TEST(Branches, HaveNoDelayWithoutAnInterceptAndNoDepthOverASlowerRefractor) {
     Settings settings;
     settings.refracted = {200.0, 500.0};
     settings.direct = Window{0.0, 150.0};
-    const Branch slower =
-        onlyBranch(recordOf(50, 500, 50, [](double x) { return x < 200.0 ? 0.2 * x : 10.0 + x; }), settings);
+    const Branch slower = onlyBranch(recordOf(50, 500, 50, [](double x) { return x < 200.0 ? 0.2 * x : 10.0 + x; }), settings);
     EXPECT_NEAR(slower.directVelocity.value(), 5000.0, velocityRounding);
     EXPECT_NEAR(slower.delayMs().value(), 5.0, interceptRounding);
     EXPECT_EQ(slower.thickness(), std::nullopt);
