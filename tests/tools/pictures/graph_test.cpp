@@ -62,9 +62,10 @@ TEST(Graph, LetsTimesGrowDownwards) {
 
 TEST(Graph, InterruptsACurveWhereAValueIsMissing) {
     Canvas canvas("picture.png", 400, 300);
-    drawGraph(canvas, box, graphOf({.x = {0, 4, 5, 6, 10}, .y = {5, 5, none, 5, 5}, .color = blue, .stroke = Stroke::solid}));
+    drawGraph(canvas, box,
+              graphOf({.x = {0, 4, 5, 6, 10}, .y = {5.5, 5.5, none, 5.5, 5.5}, .color = blue, .stroke = Stroke::solid}));
     const auto isDrawnAt = [&](double x) {
-        return countInk(canvas, 0xFFFFFF, placeOfX(x), placeOfX(x) + 1, placeOfY(5.0) - 1, placeOfY(5.0) + 2) < 3;
+        return countInk(canvas, 0xFFFFFF, placeOfX(x), placeOfX(x) + 1, placeOfY(5.5) - 1, placeOfY(5.5) + 2) < 3;
     };
     EXPECT_TRUE(isDrawnAt(2.1));
     EXPECT_FALSE(isDrawnAt(5.1));
