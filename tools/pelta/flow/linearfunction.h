@@ -21,6 +21,7 @@ class LinearFunction {
     LinearFunction(Pairs pairs, const PairNames& names, const std::string& what);
 
     double at(double key) const;
+    const Pairs& pairs() const { return _pairs; }
     double smallestKey() const { return _pairs.front().first; }
     double smallestValue() const;
     /* The key makes no difference. */

@@ -29,7 +29,7 @@ class GridFile {
     /* Fails (UsageError) on other endings, and like OutputFile. */
     GridFile(const std::string& name, bool overwrite);
 
-    /* The whole grid, once. what: says in the header what the values are. */
+    /* The whole grid, once. what: says in the header what the values are, without commas and braces. */
     void write(const Grid& grid, const std::string& what);
     void commit();
 

@@ -1,0 +1,193 @@
+#include "velocity/picture.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pictures/raster.h"
+#include "pictures/section.h"
+
+namespace pelta::velocity {
+namespace {
+
+using namespace pictures;
+
+constexpr double fontSize = 11.0, titleSize = 14.0;
+constexpr double left = 70.0, right = 20.0, top = 76.0, bottom = 44.0; /* around everything */
+constexpr double gap = 26.0;                                           /* between the boxes */
+constexpr double scaleRoom = 84.0, scaleWidth = 14.0;                  /* of the colour scale beside the panel */
+constexpr double gatherShare = 0.27;                                   /* of the width, for each of the two gathers */
+constexpr Color pickedColor = {1.0, 1.0, 1.0}, intervalColor = {1.0, 0.62, 0.2}, truthColor = {1.0, 0.25, 0.35};
+
+struct Boxes {
+    Box gather, panel, scale, corrected;
+};
+
+Boxes placeBoxes(const Canvas& canvas) {
+    const double height = canvas.height() - top - bottom;
+    const double width = canvas.width() - left - right - 2.0 * gap - scaleRoom;
+    const double gatherWidth = std::floor(gatherShare * width), panelWidth = std::floor(width - 2.0 * gatherWidth);
+    Boxes boxes;
+    boxes.gather = {left, top, gatherWidth, height};
+    boxes.panel = {boxes.gather.right() + gap, top, panelWidth, height};
+    boxes.scale = {boxes.panel.right() + 12.0, top, scaleWidth, height};
+    boxes.corrected = {boxes.panel.right() + scaleRoom + gap, top, gatherWidth, height};
+    return boxes;
+}
+
+double lastTimeMs(const Panel& panel) { return (panel.sampleCount - 1) * panel.intervalMs; }
+
+std::vector<SectionTrace> tracesOf(const Gather& gather) {
+    std::vector<SectionTrace> traces;
+    for (int k = 0; k < gather.traceCount(); ++k) {
+        SectionTrace& trace = traces.emplace_back();
+        trace.samples.assign(gather.trace(k), gather.trace(k) + gather.sampleCount);
+        trace.axisValue = std::round(gather.offsets[static_cast<std::size_t>(k)]);
+    }
+    return traces;
+}
+
+void drawGather(Canvas& canvas, const Box& box, const Gather& gather, const std::string& title, bool hasTimeAxis) {
+    constexpr double narrowestWiggle = 4.0;
+    SectionStyle style;
+    style.style = box.width / gather.traceCount() >= narrowestWiggle ? Style::wiggle : Style::density;
+    style.balancesTraces = true;
+    style.gain = 0.8;
+    style.toMs = (gather.sampleCount - 1) * gather.intervalMs;
+    style.intervalMs = gather.intervalMs;
+    style.hasTimeAxis = hasTimeAxis;
+    drawSection(canvas, box, tracesOf(gather), style);
+    canvas.setColor({});
+    canvas.text(box.left, box.top - 33.0, title, fontSize, Canvas::Anchor::left);
+}
+
+Raster rasterOf(const Panel& panel) {
+    Raster raster;
+    raster.columns = panel.fan.count;
+    raster.rows = panel.sampleCount;
+    raster.values.resize(panel.semblance.size());
+    for (int row = 0; row < raster.rows; ++row)
+        for (int column = 0; column < raster.columns; ++column)
+            raster.values[static_cast<std::size_t>(row) * raster.columns + column] = panel.at(column)[row];
+    raster.firstColumn = panel.fan.from;
+    raster.columnSpacing = panel.fan.step();
+    raster.rowSpacing = panel.intervalMs;
+    raster.highest = std::max(0.1, strongestValue(panel).semblance);
+    return raster;
+}
+
+/* A path in a colour, on a dark seam that sets it off from a light panel. */
+void strokeOver(Canvas& canvas, const Color& color, double width) {
+    canvas.setColor({0.0, 0.0, 0.0, 0.7});
+    cairo_set_line_width(canvas.pen(), width + 1.6);
+    cairo_stroke_preserve(canvas.pen());
+    canvas.setColor(color);
+    cairo_set_line_width(canvas.pen(), width);
+    cairo_stroke(canvas.pen());
+}
+
+constexpr double pickedWidth = 1.8, intervalWidth = 1.4, markRadius = 5.0;
+
+void addCircle(Canvas& canvas, double x, double y, double radius) {
+    cairo_new_sub_path(canvas.pen());
+    cairo_arc(canvas.pen(), x, y, radius, 0.0, 2.0 * M_PI);
+}
+
+void drawIntervalVelocities(Canvas& canvas, const std::vector<Pick>& picks, const Axis& across, const Axis& down) {
+    const std::vector<double> layers = intervalVelocities(picks);
+    double above = 0.0;
+    for (std::size_t k = 0; k < picks.size(); above = picks[k++].timeMs) {
+        const double x = across.place(layers[k]);
+        cairo_line_to(canvas.pen(), x, down.place(above));
+        cairo_line_to(canvas.pen(), x, down.place(picks[k].timeMs));
+    }
+    strokeOver(canvas, intervalColor, intervalWidth);
+}
+
+/* As the moveout step reads the picks: constant beyond them. */
+void drawPicked(Canvas& canvas, const std::vector<Pick>& picks, const Axis& across, const Axis& down) {
+    cairo_line_to(canvas.pen(), across.place(picks.front().velocity), down.firstPlace);
+    for (const Pick& pick : picks) cairo_line_to(canvas.pen(), across.place(pick.velocity), down.place(pick.timeMs));
+    cairo_line_to(canvas.pen(), across.place(picks.back().velocity), down.lastPlace);
+    strokeOver(canvas, pickedColor, pickedWidth);
+    for (const Pick& pick : picks) addCircle(canvas, across.place(pick.velocity), down.place(pick.timeMs), 2.0);
+    strokeOver(canvas, pickedColor, pickedWidth);
+}
+
+void drawTruth(Canvas& canvas, const TimeFunction& truth, const Axis& across, const Axis& down) {
+    for (const auto& [time, velocity] : truth.pairs()) addCircle(canvas, across.place(velocity), down.place(time), markRadius);
+    strokeOver(canvas, truthColor, intervalWidth);
+}
+
+/* One entry of the legend; returns where the next begins. */
+double drawKey(Canvas& canvas, double x, double y, const Color& color, const std::string& text, bool isCircle) {
+    constexpr double length = 20.0;
+    if (isCircle) {
+        addCircle(canvas, x + 0.5 * length, y, markRadius);
+    } else {
+        cairo_move_to(canvas.pen(), x, y);
+        cairo_line_to(canvas.pen(), x + length, y);
+    }
+    strokeOver(canvas, color, pickedWidth);
+    canvas.setColor({});
+    canvas.text(x + length + 6.0, y, text, fontSize, Canvas::Anchor::left);
+    return x + length + 22.0 + canvas.textWidth(text, fontSize);
+}
+
+void drawPanel(Canvas& canvas, const Boxes& boxes, const Analysis& analysis) {
+    const Box& box = boxes.panel;
+    const Panel& panel = analysis.panel;
+    const Axis across = {panel.fan.from, panel.fan.to, box.left, box.right()};
+    const Axis down = {0.0, lastTimeMs(panel), box.top, box.bottom()};
+    const Raster raster = rasterOf(panel);
+    drawRaster(canvas, box, across, down, raster);
+    cairo_save(canvas.pen());
+    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
+    cairo_clip(canvas.pen());
+    cairo_set_line_join(canvas.pen(), CAIRO_LINE_JOIN_ROUND);
+    drawIntervalVelocities(canvas, analysis.picks, across, down);
+    drawPicked(canvas, analysis.picks, across, down);
+    if (analysis.truth) drawTruth(canvas, *analysis.truth, across, down);
+    cairo_restore(canvas.pen());
+    canvas.setColor({});
+    cairo_set_line_width(canvas.pen(), 1.0);
+    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
+    cairo_stroke(canvas.pen());
+    drawTopAxis(canvas, box, across);
+    canvas.text(box.left, box.top - 33.0, "semblance over velocity, m/s", fontSize, Canvas::Anchor::left);
+    drawScaleBar(canvas, boxes.scale, raster.lowest, raster.highest, "semblance");
+    double x = box.left;
+    const double y = box.bottom() + 20.0;
+    x = drawKey(canvas, x, y, pickedColor, "picked", false);
+    x = drawKey(canvas, x, y, intervalColor, "interval velocities", false);
+    if (analysis.truth) drawKey(canvas, x, y, truthColor, "true", true);
+}
+
+}
+
+struct AnalysisPicture::Inside {
+    Inside(const std::string& name, int width, int height, bool overwrite)
+        : canvas(name, width, height), file(name, overwrite) {}
+    Canvas canvas;
+    OutputFile file;
+};
+
+AnalysisPicture::AnalysisPicture(const std::string& name, int width, int height, bool overwrite)
+    : _inside(std::make_unique<Inside>(name, width, height, overwrite)) {}
+
+AnalysisPicture::~AnalysisPicture() = default;
+
+void AnalysisPicture::draw(const Analysis& analysis) {
+    Canvas& canvas = _inside->canvas;
+    const Boxes boxes = placeBoxes(canvas);
+    const Gather corrected = correctedGather(analysis.gather, functionOf(analysis.picks), analysis.stretch);
+    drawGather(canvas, boxes.gather, analysis.gather, "gather by offset, m", true);
+    drawPanel(canvas, boxes, analysis);
+    drawGather(canvas, boxes.corrected, corrected, "after moveout with the picks", false);
+    canvas.setColor({});
+    canvas.text(boxes.gather.left, 22.0, analysis.title, titleSize, Canvas::Anchor::left);
+    canvas.write(_inside->file);
+}
+
+void AnalysisPicture::commit() { _inside->file.commit(); }
+
+}
