@@ -505,6 +505,152 @@ def picking_kernels_peers():
                        amplitudes_at_frequency(window), amplitudes_plainly(window), 1e-6)
 
 
+# Velocity analysis: a gather and its offsets. The panel is that of velan_bench.cpp.
+
+scanned_velocities = np.linspace(1500, 3480, 100)
+semblance_window = 11
+hilbert_taps = np.array([-2 / (np.pi * k) if k % 2 else 0 for k in range(-9, 10)], dtype=np.float32)
+stretch = np.float32(0.3)
+
+
+def interpolate_by_eight_taps(gather, positions):
+    """The moveout of the routine itself: eight samples around each position, weighted by a table of sincs."""
+    padded = np.pad(gather, ((0, 0), (3, 5)))
+    within = np.minimum(positions, gather.shape[1])
+    below = within.astype(np.intp)
+    rows = ((within - below) * fraction_count).astype(np.intp)
+    samples = sliding_window_view(padded, 8, axis=1)[np.arange(len(gather))[:, None], below]
+    return np.einsum("ijk,ijk->ij", samples, sinc_rows[rows])
+
+
+def interpolate_by_lines(gather, positions):
+    places = np.arange(gather.shape[1])
+    return np.array([np.interp(position, places, trace, 0, 0) for position, trace in zip(positions, gather)],
+                    dtype=np.float32)
+
+
+def interpolate_by_index(gather, positions):
+    """The same without np.interp's search: the samples around each position by their number."""
+    sample_count = gather.shape[1]
+    below = np.minimum(positions, sample_count - 2).astype(np.intp)
+    weights = positions - below
+    first = np.take_along_axis(gather, below, axis=1)
+    values = first + weights * (np.take_along_axis(gather, below + 1, axis=1) - first)
+    values[positions > sample_count - 1] = 0
+    return values
+
+
+def quadrature_by_transform(gather):
+    return scipy.signal.hilbert(gather, axis=1).imag
+
+
+def quadrature_by_taps(gather):
+    return scipy.ndimage.convolve1d(gather, hilbert_taps, axis=1, mode="constant")
+
+
+def semblance_panel(interpolate, quadrature_of):
+    """Moveout, quadrature traces, semblance, in this order for each velocity, a whole gather at a time."""
+    def panel(pair):
+        gather, offsets = pair
+        times = np.arange(gather.shape[1], dtype=np.float32) * np.float32(interval)
+        squared_times = times * times
+        latest = (np.float32(1) + stretch) * times
+        rows = np.empty((len(scanned_velocities), gather.shape[1]), dtype=np.float32)
+        for row, velocity in zip(rows, scanned_velocities):
+            slowness = 1000 * offsets[:, None] / np.float32(velocity)  # ms
+            arrivals = np.sqrt(squared_times + slowness * slowness)
+            corrected = interpolate(gather, arrivals / np.float32(interval))
+            corrected[arrivals > latest] = 0
+            quadrature = quadrature_of(corrected)
+            live = corrected != 0
+            quadrature[~live] = 0
+            fold = live.sum(axis=0)
+            scale = len(gather) / np.maximum(fold, 1)
+            stack = (corrected.sum(axis=0) * scale) ** 2 + (quadrature.sum(axis=0) * scale) ** 2
+            energy = (np.einsum("ij,ij->j", corrected, corrected) + np.einsum("ij,ij->j", quadrature, quadrature)) * scale
+            stack = scipy.ndimage.uniform_filter1d(stack, semblance_window, mode="mirror")
+            energy = scipy.ndimage.uniform_filter1d(energy, semblance_window, mode="mirror")
+            row[:] = np.where(energy > 0, stack / (len(gather) * np.where(energy > 0, energy, 1)), 0)
+        return rows
+    return panel
+
+
+compared_velocity = 35  # of the scanned ones
+
+
+def line_between(trace, position):
+    below = min(int(position), len(trace) - 2)
+    return trace[below] + (position - below) * (trace[below + 1] - trace[below]) if position <= len(trace) - 1 else 0
+
+
+def eight_taps(trace, position):
+    below = int(position)
+    return sum(np.sinc(position - i) * trace[i] for i in range(max(below - 3, 0), min(below + 5, len(trace))))
+
+
+def moveout_with_mute_plainly(trace, offset, velocity, read):
+    values = np.zeros(len(trace))
+    for i in range(len(trace)):
+        position = math.hypot(i * interval, offset / velocity) / interval
+        if position <= (1 + stretch) * i:
+            values[i] = read(trace, position)
+    return values
+
+
+def taps_plainly(trace):
+    return [sum(float(hilbert_taps[k + 9]) * trace[i - k] for k in range(-9, 10) if 0 <= i - k < len(trace))
+            for i in range(len(trace))]
+
+
+def transform_plainly(trace):
+    """The circular convolution that the transform of an even length stands for."""
+    count = len(trace)
+    odd = np.arange(1, count, 2)
+    kernel = np.zeros(count)
+    kernel[odd] = 2 / count / np.tan(np.pi * odd / count)
+    return [float(np.dot(kernel[(i - np.arange(count)) % count], trace)) for i in range(count)]
+
+
+def semblance_plainly(read, quadrature_of):
+    """One velocity of the panel, trace by trace and sample by sample; the others stay 0."""
+    def panel(pair):
+        gather, offsets = pair
+        sample_count, half = gather.shape[1], semblance_window // 2
+        sums, fold = np.zeros((3, sample_count)), np.zeros(sample_count)
+        for trace, offset in zip(gather, offsets):
+            velocity = scanned_velocities[compared_velocity] / 1000
+            corrected = moveout_with_mute_plainly(trace, float(offset), velocity, read)
+            quadrature = quadrature_of(corrected)
+            for i in np.flatnonzero(corrected):
+                sums[:, i] += corrected[i], quadrature[i], corrected[i] ** 2 + quadrature[i] ** 2
+                fold[i] += 1
+        sums *= len(gather) / np.maximum(fold, 1)
+        rows = np.zeros((len(scanned_velocities), sample_count))
+        for j in range(sample_count):
+            window = [abs(i) if i < sample_count else 2 * (sample_count - 1) - i for i in range(j - half, j + half + 1)]
+            stack = sum(sums[0, i] ** 2 + sums[1, i] ** 2 for i in window)
+            energy = sum(sums[2, i] for i in window)
+            rows[compared_velocity, j] = stack / (len(gather) * energy) if energy > 0 else 0
+        return rows
+    return panel
+
+
+def velan_peers():
+    gather = np.array(shot_gather(48, 2000))
+    offsets = (50 + 25 * np.arange(48)).astype(np.float32)
+    part = (slice(compared_velocity, compared_velocity + 1), slice(100, 1900))
+    case = "48 traces, 2000 samples, 100 velocities"
+    eight = interpolate_by_eight_taps, eight_taps
+    line, line_by_index = (interpolate_by_lines, line_between), (interpolate_by_index, line_between)
+    transform, taps = (quadrature_by_transform, transform_plainly), (quadrature_by_taps, taps_plainly)
+    for name, (interpolate, read), (quadrature, quadrature_plainly), tolerance in (
+            ("NumPy 8-tap sinc, SciPy 19-tap convolve1d", eight, taps, 2e-2),  # of the table's fractions
+            ("NumPy interp (linear), SciPy hilbert", line, transform, 1e-3),
+            ("NumPy indices (linear), SciPy 19-tap convolve1d", line_by_index, taps, 1e-3)):
+        yield Peer(f"velocity analysis|{name}|{case}", [(gather, offsets)], semblance_panel(interpolate, quadrature),
+                   semblance_plainly(read, quadrature_plainly), tolerance, part)
+
+
 families = {
     "formats": formats_peers,
     "statistics": statistics_peers,
@@ -515,6 +661,7 @@ families = {
     "gather": gather_peers,
     "fbpicker": fbpicker_peers,
     "picking_kernels": picking_kernels_peers,
+    "velan": velan_peers,
 }
 
 
