@@ -52,7 +52,8 @@ TEST_F(CommandLine, HelpsWithAnExampleForEveryCommand) {
     EXPECT_EQ(help.status, 0);
     EXPECT_NE(help.out.find("Example"), std::string::npos);
     EXPECT_EQ(pelta("--version").out, "1.0.0\n");
-    for (const char* command : {"bandpass", "gain", "moveout", "pick", "trim", "run", "synth", "ledger", "velan"}) {
+    for (const char* command : {"bandpass", "gain", "hilbert", "moveout", "mute", "phase", "pick", "static", "trim", "run",
+                                "synth", "ledger", "velan"}) {
         const Outcome outcome = pelta(std::string(command) + " --help");
         EXPECT_EQ(outcome.status, 0);
         EXPECT_NE(outcome.out.find(std::string("  pelta ") + command), std::string::npos) << command;

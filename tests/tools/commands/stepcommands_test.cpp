@@ -136,4 +136,80 @@ TEST_F(StepCommands, FindsTheOnlyOffsetOfALineInItsLastTrace) {
     EXPECT_TRUE(contentsOf(folder / "piped.sgy") == bytes);
 }
 
+TEST_F(StepCommands, MutesByOffsetAndSaysSoInTheHeader) {
+    ASSERT_EQ(pelta("mute " + line + " " + out + " --top 0:0,1000:1000 --bottom 0:500").status, 0);
+    const std::string before = contentsOf(line), after = contentsOf(out);
+    ASSERT_EQ(after.size(), before.size());
+    for (std::size_t t = 0; t < 30; ++t) {
+        const std::size_t start = preambleBytes + t * traceBytes;
+        std::string header = before.substr(start, 240);
+        putWord(header, 111, 2, 50 + 25 * (static_cast<int>(t) % 10) + t % 2); /* the next sample at 2 ms */
+        putWord(header, 113, 2, 500);
+        EXPECT_TRUE(after.substr(start, 240) == header) << "header of trace " << t + 1;
+    }
+}
+
+TEST_F(StepCommands, RefusesAMuteThatIsNone) {
+    std::ofstream(folder / "twice.csv") << "offset,time\n0,100\n500,100\n500,200\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"--top 500:100,0:50", "mute: top_m_ms: offsets must ascend, but 0 m follows 500 m"},
+        {"--bottom-file " + (folder / "twice.csv"), (folder / "twice.csv") + ": offsets must ascend, but 500 m follows 500 m"},
+        {"--bottom-file " + (folder / "none.csv"), (folder / "none.csv") + ": cannot read this table of offsets and times"},
+    };
+    const std::string listing = folder.listing();
+    for (const auto& [options, expected] : cases) {
+        const Outcome outcome = pelta("mute " + line + " " + out + " " + options);
+        EXPECT_EQ(outcome.status, 2) << options;
+        EXPECT_EQ(outcome.err, "pelta: " + expected + "\n") << options;
+    }
+    EXPECT_EQ(folder.listing(), listing);
+    const std::string changing = " --map offset=201:4 --top 0:0,1000:1000 ";
+    expectFailure("mute " + line + " " + out + changing,
+                  line +
+                      ": mute needs offsets, and the 4 bytes at byte 201 of every trace header hold 0; --map "
+                      "offset=BYTE:SIZE names the right word");
+    EXPECT_EQ(pelta("mute " + line + " " + out + " --map offset=201:4 --top 0:100").status, 0) << "one time for all offsets";
+}
+
+TEST_F(StepCommands, CountsTheTracesWithoutAStatic) {
+    const std::string statics = file("statics.csv", "record,channel,static_ms\n1,1,4\n1,2,-4\n1,3,0\n");
+    const Outcome outcome = pelta("static " + line + " " + out + " --quiet --statics-file " + statics);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err,
+              "pelta: warning: " + statics + ": holds no static of 27 of 30 traces, which were left where they are\n");
+    const std::string before = contentsOf(line), after = contentsOf(out);
+    const auto samplesOf = [](const std::string& bytes, std::size_t trace) {
+        return bytes.substr(preambleBytes + trace * traceBytes + 240, 4 * 300);
+    };
+    /* Two samples of 2 ms, later in the first trace and earlier in the second. */
+    EXPECT_TRUE(samplesOf(after, 0) == std::string(8, '\0') + samplesOf(before, 0).substr(0, 4 * 298));
+    EXPECT_TRUE(samplesOf(after, 1) == samplesOf(before, 1).substr(8) + std::string(8, '\0'));
+    EXPECT_TRUE(after.substr(preambleBytes + 2 * traceBytes) == before.substr(preambleBytes + 2 * traceBytes));
+}
+
+TEST_F(StepCommands, RefusesStaticsOfAnotherLine) {
+    const std::string statics = file("statics.csv", "record,channel,static_ms\n77,1,4\n");
+    const std::string flow = file("flow.toml", "[[step]]\nname='pick'\npicks_file='" + (folder / "picks.csv") +
+                                                   "'\n[[step]]\nname='static'\nstatics_file='" + statics + "'\n");
+    expectFailure(
+        "run " + flow + " " + line + " " + out,
+        statics + ": holds a static of none of the 30 traces; do its record and channel, or trace, count as in the line?");
+    expectFailure(
+        "static " + line + " " + out + " --statics-file " + file("bad.csv", "record,channel,static_ms\n1,1,4\n1,1,5\n"),
+        (folder / "bad.csv") + ":3: another static_ms of this trace stands in line 2");
+}
+
+TEST_F(StepCommands, GiveTheSameBytesForAnyNumberOfThreads) {
+    const std::string big = folder / "big.sgy";
+    const std::string flow = file("flow.toml",
+                                  "[[step]]\nname='static'\nword='channel'\n[[step]]\nname='mute'\ntop_m_ms=[[0,0],[900,300]]\n"
+                                  "[[step]]\nname='phase'\nangle_deg=-30\n[[step]]\nname='hilbert'\n"
+                                  "[[step]]\nname='trim'\ngate_m_ms=[[0,0],[2000,0],[2000,350]]\n");
+    ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
+    for (const char* threads : {"1", "7"})
+        ASSERT_EQ(pelta("run " + flow + " " + big + " " + (folder / threads) + " --threads " + threads).status, 0);
+    EXPECT_FALSE(contentsOf(folder / "1") == contentsOf(big));
+    EXPECT_TRUE(contentsOf(folder / "1") == contentsOf(folder / "7"));
+}
+
 }

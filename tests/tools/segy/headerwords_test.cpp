@@ -88,6 +88,12 @@ TEST(Scalar, ThatIsNoneCountsAsOne) {
     }
 }
 
+TEST(Scalar, IsTakenOffAgain) {
+    EXPECT_EQ(unscaled(123400.0, 100), 1234.0);
+    EXPECT_EQ(unscaled(12.34, -100), 1234.0);
+    for (const std::int64_t none : {0, 1, -1, 82}) EXPECT_EQ(unscaled(12.5, none), 12.5);
+}
+
 TEST(HeaderMap, KnowsTheStandardPlaces) {
     const HeaderMap map;
     EXPECT_EQ(map.find("offset"), (HeaderWord{37, 4}));
