@@ -54,7 +54,7 @@ PeltaPhaseShift::~PeltaPhaseShift() {
 void PeltaPhaseShift::setAngle(float angle) { _angle = angle; }
 
 void PeltaPhaseShift::applyPhaseShift(float* trace, int numsmp) {
-    const int count = std::min(_nsamples, numsmp);
+    const int count = std::min({_nsamples, numsmp, _nfft});
     if (count <= 0 || !_tempTrc1 || !_tempTrc2) return;
     constexpr double pi = 3.141592653589793;
     const auto angle = static_cast<float>(_angle * pi / 180.0);

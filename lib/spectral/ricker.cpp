@@ -9,14 +9,18 @@
 
 void ricker(float tdelay, float dt, float freq, int num, float amp, float* wave) {
     const std::int64_t peak = std::int64_t{truncated(tdelay / dt + 0.5f)} + 1; /* one-based */
+    // Kept on purpose: formed in single precision, in which 1.5 / 0.004 / 25 falls just short of 15, and the last sample of the
+    // wavelet, or of the array, is not written.
     const std::int64_t half = truncated(1.5f / dt / freq + 1.0f);
     const std::int64_t first = std::max(std::min<std::int64_t>(peak - half, num), std::int64_t{1}) - 1;
     const std::int64_t end = std::min<std::int64_t>(std::max(peak + half, std::int64_t{1}), num) - 1;
     constexpr float twoSquaredPi = 19.739208802178716f, squaredPi = 9.869604401089358f;
+    const float frequencySquared = freq * freq;
     for (std::int64_t i = first; i < end; ++i) {
         const float time = static_cast<float>(i) * dt - tdelay;
-        const float squared = freq * freq * (time * time);
-        wave[i] = (1.0f - twoSquaredPi * squared) * std::exp(-squaredPi * squared) * amp;
+        const float timeSquared = time * time;
+        wave[i] = (1.0f - twoSquaredPi * frequencySquared * timeSquared) *
+                  std::exp(-squaredPi * frequencySquared * timeSquared) * amp;
     }
 }
 
@@ -27,8 +31,8 @@ constexpr double pi = 3.141592653589793;
 /* The wavelet at the n-th sample from the peak, counted from 0. */
 float lobeAt(std::int64_t n, float dt, float freq) {
     const double b = static_cast<double>(static_cast<float>(n) * dt) * pi * freq;
-    const double squared = std::pow(b, 2.0);
-    return static_cast<float>((1.0 - 2.0 * squared) * std::exp(-squared));
+    const auto squared = static_cast<float>(std::pow(b, 2.0));
+    return (1.0f - 2.0f * squared) * std::exp(-squared);
 }
 
 }
@@ -42,8 +46,8 @@ int rickerLength(float dt, float freq, float amp) {
     if (before >= static_cast<double>(longest)) return INT_MAX;
     for (auto n = static_cast<std::int64_t>(before); n < longest; ++n) {
         const float lobe = lobeAt(n, dt, freq);
-        const bool hasVanished = lobe == 0.0f && static_cast<double>(n) * step > 1.0;
-        if ((lobe < 0.0f && std::abs(lobe) < amp) || hasVanished) return static_cast<int>(2 * n + 1);
+        const bool isNegative = lobe < 0.0f, hasVanished = !isNegative && static_cast<double>(n) * step > 1.0;
+        if ((isNegative && -lobe < amp) || hasVanished) return static_cast<int>(2 * n + 1);
     }
     return INT_MAX;
 }

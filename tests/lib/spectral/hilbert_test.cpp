@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <pelta/phaseshift.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "support/bits.h"
@@ -50,6 +52,18 @@ TEST(ApplyHilbert, AddsTheTermsInOrder) {
         const std::vector<float> quadrature = quadratureOf(trace), expected = plainQuadrature(trace);
         for (int i = 0; i < length; ++i) ASSERT_EQ(bitsOf(quadrature[i]), bitsOf(expected[i])) << length << " " << i;
     }
+}
+
+TEST(ApplyHilbert, AddsInfinitiesNegativeZerosAndDenormalsLikeAnyOther) {
+    std::vector<float> trace = randomTrace(200, 4);
+    std::fill(trace.begin() + 20, trace.begin() + 60, -0.0f);
+    for (int i = 60; i < 90; ++i) trace[i] *= 1e-40f;
+    trace[120] = std::numeric_limits<float>::infinity();
+    trace[131] = -std::numeric_limits<float>::infinity();
+    trace[170] = std::numeric_limits<float>::quiet_NaN();
+    const std::vector<float> quadrature = quadratureOf(trace);
+    EXPECT_TRUE(sameSamples(quadrature, plainQuadrature(trace)));
+    EXPECT_TRUE(std::isnan(quadrature[122])) << "a tap of 0 times infinity is no number";
 }
 
 TEST(ApplyHilbert, TurnsASineIntoACosineWithinTheBand) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <vector>
 
 #include "support/bits.h"
@@ -91,13 +92,48 @@ TEST(PeltaPhaseShift, CountsOfZeroOrLessDoNothing) {
     }
 }
 
+TEST(PeltaPhaseShift, HasRoomForTheSpectrumOfTheShortestTrace) {
+    PeltaPhaseShift shift(1, 45.0f);
+    ASSERT_EQ(shift._nfft, 2);
+    float sample = 2.0f;
+    shift.applyPhaseShift(&sample, 1); /* both of its bins are real: the sanitizers watch the arrays */
+    EXPECT_EQ(sample, 2.0f * std::cos(static_cast<float>(45.0f * 3.141592653589793 / 180.0f)));
+}
+
+TEST(PeltaPhaseShift, SpreadsWhatIsNoNumberOverTheWholeTrace) {
+    for (float sample : {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()}) {
+        std::vector<float> trace = randomTrace(300, 5);
+        trace[120] = sample;
+        PeltaPhaseShift(300, 30.0f).applyPhaseShift(trace.data(), 300);
+        for (float rotated : trace) EXPECT_TRUE(std::isnan(rotated));
+    }
+}
+
+TEST(PeltaPhaseShift, FollowsThePublishedStepsOnTinyAmplitudes) {
+    const std::vector<float> trace = randomTrace(300, 5, 1e-41f), expected = plainlyRotated(trace, 300, 30.0f);
+    std::vector<float> rotated = trace;
+    PeltaPhaseShift(300, 30.0f).applyPhaseShift(rotated.data(), 300);
+    EXPECT_TRUE(sameSamples(rotated, expected));
+}
+
+TEST(PeltaPhaseShift, RotatesNoMoreSamplesThanItsTransformHolds) {
+    PeltaPhaseShift shift(100, 180.0f);
+    shift._nfft = 60;
+    std::vector<float> trace(100, 1.0f);
+    shift.applyPhaseShift(trace.data(), 100);
+    EXPECT_LT(trace[59], 0.0f);
+    EXPECT_EQ(trace[60], 1.0f);
+}
+
 TEST(PeltaPhaseShift, LeavesTheTraceAloneWithoutWorkArrays) {
-    PeltaPhaseShift shift(10, 180.0f);
-    std::free(shift._tempTrc1);
-    shift._tempTrc1 = nullptr;
-    std::vector<float> trace(10, 1.0f);
-    shift.applyPhaseShift(trace.data(), 10);
-    EXPECT_EQ(trace, std::vector<float>(10, 1.0f));
+    for (float* PeltaPhaseShift::*workArray : {&PeltaPhaseShift::_tempTrc1, &PeltaPhaseShift::_tempTrc2}) {
+        PeltaPhaseShift shift(10, 180.0f);
+        std::free(shift.*workArray);
+        shift.*workArray = nullptr;
+        std::vector<float> trace(10, 1.0f);
+        shift.applyPhaseShift(trace.data(), 10);
+        EXPECT_EQ(trace, std::vector<float>(10, 1.0f));
+    }
 }
 
 }
