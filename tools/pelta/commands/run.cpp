@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "commands/profile.h"
 #include "flow/flowfile.h"
 #include "support/failure.h"
 
@@ -16,19 +16,6 @@ void say(const RunSummary& summary, double seconds, const std::string& output) {
     const std::string dropped = summary.droppedTraces > 0 ? fmt::format(", {} of them dropped", summary.droppedTraces) : "";
     fmt::print(stderr, "pelta: {} traces in {:.2f} s ({:.0f} a second){} -> {}\n", summary.traces, seconds, rate, dropped,
                output == "-" ? "standard output" : output);
-}
-
-void sayProfile(const RunSummary& summary, const std::vector<FlowStep>& steps) {
-    std::vector<std::string> names = {"read", "decode"};
-    for (const FlowStep& step : steps) names.push_back(step.kind->name);
-    names.insert(names.end(), {"encode", "write"});
-    double total = 0.0;
-    for (double seconds : summary.secondsPerStage) total += seconds;
-    for (std::size_t stage = 0; stage < names.size(); ++stage) {
-        const double seconds = summary.secondsPerStage[stage];
-        fmt::print(stderr, "{:>12} {:9.3f} s {:5.1f} % {:9.2f} us a trace\n", names[stage], seconds, 100.0 * seconds / total,
-                   1e6 * seconds / static_cast<double>(std::max<std::int64_t>(summary.traces, 1)));
-    }
 }
 
 /* What `run` and the subcommands of single steps share: files, options, the run and what is said of it. */
@@ -65,7 +52,7 @@ struct Job {
             warn(fmt::format("{}: {} samples did not fit the {} format and were clipped", output, summary.clippedSamples,
                              segy::nameOf(reader.layout().format)));
         if (!options.quiet) say(summary, taken.count(), output);
-        if (options.profile) sayProfile(summary, steps);
+        if (options.profile) sayProfile(summary, steps, {"encode", "write"});
         ledgerOptions.record("pelta-" + process, summary.traces);
         return 0;
     }

@@ -115,7 +115,7 @@ class OffsetCheck {
   private:
     void lookAhead() {
         segy::Trace trace;
-        while (!_isSatisfied && _reader.next(trace)) see(segy::readFacts(trace, _reader.layout()));
+        while (!_isSatisfied && _reader.nextHeader(trace)) see(segy::readFacts(trace, _reader.layout()));
         finish();
         _reader.seek(0);
     }
@@ -150,7 +150,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
     for (const FlowStep& step : steps)
         collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
 
-    sink.begin();
+    sink.begin(line);
 
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(options.threads));
     tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line); });
@@ -192,7 +192,8 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
             offsets.see(item.facts);
             for (std::size_t s = 0; s < batch->stepsDone[t]; ++s)
                 if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
-            if (item.isDropped) ++summary.droppedTraces;
+            summary.droppedTraces += item.isDropped;
+            if (item.isDropped) sink.drop(item);
             else sink.take(item);
         }
         summary.traces += static_cast<std::int64_t>(batch->count);
@@ -211,6 +212,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
         if (collector) collector->check();
     if (summary.droppedTraces > 0 && summary.droppedTraces == summary.traces)
         fail("{}: every trace was dropped, and none is left to write", reader.name());
+    sink.check();
     for (const auto& collector : collectors)
         if (collector) collector->finish();
     sink.finish();
@@ -225,11 +227,9 @@ class FileSink : public TraceSink {
     FileSink(const segy::Reader& reader, const std::vector<FlowStep>& steps, const std::string& name, const RunOptions& options)
         : _reader(reader), _steps(steps), _name(name), _options(options) {}
 
-    void begin() override {
-        segy::Preamble preamble = _reader.preamble();
-        segy::Layout layout = _reader.layout();
-        if (mayDropTraces(_steps)) segy::forgetTraceCount(preamble, layout);
-        if (_options.history) addHistory(preamble, layout, historyOf(_steps));
+    void begin(const Line& line) override {
+        segy::Preamble preamble = line.preamble;
+        if (_options.history) addHistory(preamble, line.layout, historyOf(_steps));
         _writer.emplace(_name, _options.overwrite, preamble);
     }
     bool wantsEncoded() const override { return true; }

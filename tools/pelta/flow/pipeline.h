@@ -30,12 +30,16 @@ class TraceSink {
   public:
     virtual ~TraceSink() = default;
     /* The steps fit the line: outputs may be made now. */
-    virtual void begin() {}
+    virtual void begin(const Line&) {}
     /* Whether take() wants the samples encoded in the line's format as well. */
     virtual bool wantsEncoded() const { return false; }
     /* One trace behind the last step; in trace order, in one thread. */
     virtual void take(const WorkTrace& work) = 0;
-    /* All traces were taken, and the steps' collectors are done. */
+    /* One that a step dropped, in its turn. */
+    virtual void drop(const WorkTrace&) {}
+    /* All traces were seen: fails where they make no result. No output of the run is final yet. */
+    virtual void check() {}
+    /* Every check was passed: make the output final. */
     virtual void finish() = 0;
 };
 

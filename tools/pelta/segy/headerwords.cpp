@@ -82,6 +82,7 @@ constexpr std::array<KnownWord, wordCount> knownWords = {{
     {"cdp", {21, 4}},
     {"trace_in_cdp", {25, 4}},
     {"trace_type", {29, 2}},
+    {"fold", {33, 2}},
     {"offset", {37, 4}},
     {"receiver_elevation", {41, 4}},
     {"source_elevation", {45, 4}},

@@ -44,6 +44,7 @@ enum class Word {
     cdp,
     traceInCdp,
     traceType,
+    fold,
     offset,
     receiverElevation,
     sourceElevation,
@@ -74,10 +75,11 @@ inline constexpr std::size_t wordCount = static_cast<std::size_t>(Word::pick) + 
 
 /* The words by name; any of them can be told to stand elsewhere. Names and standard places:
  *   trace 1:4 (in the line), trace_in_file 5:4, record 9:4, channel 13:4, source 17:4, cdp 21:4, trace_in_cdp 25:4,
- *   trace_type 29:2, offset 37:4, receiver_elevation 41:4, source_elevation 45:4, source_depth 49:4, elevation_scalar 69:2,
- *   coordinate_scalar 71:2, source_x 73:4, source_y 77:4, receiver_x 81:4, receiver_y 85:4, coordinate_units 89:2,
- *   source_static 99:2, receiver_static 101:2, total_static 103:2, delay 109:2, mute_start 111:2, mute_end 113:2,
- *   samples 115:2, interval 117:2, cdp_x 181:4, cdp_y 185:4, inline 189:4, crossline 193:4, time_scalar 215:2,
+ *   trace_type 29:2, fold 33:2 (traces stacked into this one), offset 37:4, receiver_elevation 41:4, source_elevation 45:4,
+ *   source_depth 49:4, elevation_scalar 69:2, coordinate_scalar 71:2, source_x 73:4, source_y 77:4, receiver_x 81:4,
+ *   receiver_y 85:4, coordinate_units 89:2, source_static 99:2, receiver_static 101:2, total_static 103:2, delay 109:2,
+ *   mute_start 111:2, mute_end 113:2, samples 115:2, interval 117:2, cdp_x 181:4, cdp_y 185:4, inline 189:4,
+ *   crossline 193:4, time_scalar 215:2,
  *   and pick, which has no place until it is given one. */
 class HeaderMap {
   public:

@@ -134,6 +134,16 @@ struct Reader::Inside {
         return true;
     }
 
+    /* Passes over count bytes; false when the file ends before. */
+    bool skip(std::size_t count) {
+        while (count > 0 && fill(1)) {
+            const std::size_t piece = std::min(count, available());
+            blockStart += piece;
+            count -= piece;
+        }
+        return count == 0;
+    }
+
     /* Anywhere in a file, into bytes of its own; in a pipe what has not been taken yet, which is all before the layout is
      * known. */
     const unsigned char* lookAt(std::int64_t place, std::size_t count) {
@@ -193,6 +203,18 @@ struct Reader::Inside {
         if (file.size()) trace.encoded.reserve(sampleBytes);
         trace.encoded.clear();
         const bool isWhole = take(trace.header, headerBytes) && take(trace.encoded, sampleBytes);
+        if (!isWhole) return endInsideTrace(trace);
+        ++number;
+        return true;
+    }
+
+    bool nextHeader(Trace& trace) {
+        if (!file.size()) return next(trace);
+        if (number == *wholeTraces) return false;
+        trace.number = number;
+        const auto headerBytes = static_cast<std::size_t>(layout.headerBytesPerTrace());
+        const bool isWhole =
+            take(trace.header, headerBytes) && skip(static_cast<std::size_t>(layout.traceBytes()) - headerBytes);
         if (!isWhole) return endInsideTrace(trace);
         ++number;
         return true;
@@ -266,6 +288,7 @@ std::optional<std::int64_t> Reader::fileSize() const { return _inside->file.size
 std::int64_t Reader::truncatedBytes() const { return _inside->truncatedBytes; }
 const std::vector<unsigned char>& Reader::trailer() const { return _inside->trailer; }
 bool Reader::next(Trace& trace) { return _inside->next(trace); }
+bool Reader::nextHeader(Trace& trace) { return _inside->nextHeader(trace); }
 void Reader::seek(std::int64_t traceNumber) { _inside->seek(traceNumber); }
 
 }

@@ -42,6 +42,8 @@ class Reader {
 
     /* The next trace with its bytes (not decoded); false at the end. Reuses the trace's arrays. */
     bool next(Trace& trace);
+    /* The same for its header: the samples of a file are passed over. */
+    bool nextHeader(Trace& trace);
     /* Goes to a trace by its position; fails on a pipe. */
     void seek(std::int64_t traceNumber);
 

@@ -146,6 +146,7 @@ const StepKind kind = {
              1e9},
         },
     .make = make,
+    .needsOffsets = [](const Parameters&) { return true; },
 };
 const Registration registration(kind);
 
