@@ -68,9 +68,11 @@ int runCommandLine(int argc, char** argv) {
     }
     try {
         app.parse(argc, argv);
-    } catch (const CLI::Success& request) { return app.exit(request); } catch (const CLI::ParseError& error) {
-        return complainOfUsage(app, error);
-    }
+    } catch (const CLI::Success& request) {
+        /* The help of a command that does not exist is not the general one. */
+        if (app.get_subcommands().empty() && !unknownText(app).empty()) return complainOfUsage(app, request);
+        return app.exit(request);
+    } catch (const CLI::ParseError& error) { return complainOfUsage(app, error); }
     for (const auto& [subcommand, action] : actions)
         if (subcommand->parsed()) return action();
     return 0;
