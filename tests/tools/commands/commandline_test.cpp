@@ -31,6 +31,9 @@ TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "pelta: A subcommand is required (see pelta --help)\n"},
         {"bandpas a b", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
+        {"bandpas --help", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
+        {"--help bandpas", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
+        {"xyz -h", "pelta: unknown command 'xyz' (see pelta --help)\n"},
         {"bandpass a b --cornes 1,2,3,4",
          "pelta: unknown option --cornes, did you mean '--corners'? (see pelta bandpass --help)\n"},
         {"gain a b c", "pelta: gain: 'c' is one argument too many (see pelta gain --help)\n"},
@@ -190,6 +193,20 @@ TEST_F(CommandLine, DrawsPicturesOfEveryFormat) {
     EXPECT_EQ(none.status, 1);
     EXPECT_EQ(none.err, "pelta: " + line + ": no trace was chosen by --records or --traces\n");
     EXPECT_FALSE(std::filesystem::exists(folder / "none.png"));
+}
+
+TEST_F(CommandLine, DrawsAStackedSectionOverItsCdps) {
+    if (pelta("plot").err.find("unknown command") != std::string::npos) GTEST_SKIP() << "built without pictures";
+    const auto picture = [&](const std::string& file, const std::string& options) {
+        const std::string name = folder / "section.svg";
+        EXPECT_EQ(pelta("plot " + file + " " + name + " --overwrite --title T" + options).err, "");
+        return contentsOf(name);
+    };
+    const std::string stack = folder / "stack.sgy";
+    ASSERT_EQ(pelta("stack " + line + " " + stack + " --quiet").status, 0);
+    EXPECT_TRUE(picture(stack, "") == picture(stack, " --axis cdp"));
+    EXPECT_FALSE(picture(stack, "") == picture(stack, " --axis channel"));
+    EXPECT_TRUE(picture(line, "") == picture(line, " --axis channel"));
 }
 
 TEST_F(CommandLine, AddsALineOfHistoryForEachStep) {

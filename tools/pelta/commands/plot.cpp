@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <set>
 
@@ -16,7 +17,7 @@ namespace pelta {
 namespace {
 
 struct Request {
-    std::string input, output, style = "auto", palette = "gray", axis = "channel", title;
+    std::string input, output, style = "auto", palette = "gray", axis = "auto", title;
     InputOptions inputOptions;
     std::vector<std::string> pickFiles;
     std::vector<std::int64_t> records, traceRange, size = {1200, 800};
@@ -40,10 +41,29 @@ std::int64_t stepFor(const segy::Reader& reader, const Request& request) {
 struct Selection {
     std::vector<pictures::SectionTrace> traces;
     std::set<std::int64_t> records;
+    std::string axis;
+};
+
+/* Traces of different CDPs without offsets are a stacked section, whatever records their headers come from. */
+class AxisChoice {
+  public:
+    void take(const segy::TraceFacts& facts) {
+        _hasOffsets = _hasOffsets || facts.offset != 0.0;
+        _cdps.push_back(static_cast<double>(facts.cdp));
+    }
+    bool isStackedSection() const {
+        return !_hasOffsets && std::adjacent_find(_cdps.begin(), _cdps.end(), std::not_equal_to()) != _cdps.end();
+    }
+    double cdp(std::size_t trace) const { return _cdps[trace]; }
+
+  private:
+    bool _hasOffsets = false;
+    std::vector<double> _cdps;
 };
 
 double axisValueOf(const Request& request, const segy::Trace& trace, const segy::TraceFacts& facts,
                    const segy::Layout& layout) {
+    if (request.axis == "auto") return static_cast<double>(facts.channel);
     if (request.axis == "offset") return facts.offset;
     const auto word = layout.words.find(request.axis);
     if (!word)
@@ -60,6 +80,7 @@ Selection select(segy::Reader& reader, const Request& request) {
     const std::int64_t last = request.traceRange.empty() ? std::numeric_limits<std::int64_t>::max() : request.traceRange[1];
     const std::int64_t step = stepFor(reader, request);
     Selection selection;
+    AxisChoice choice;
     segy::Trace trace;
     while (reader.next(trace) && trace.number < last) {
         const segy::TraceFacts facts = segy::readFacts(trace, reader.layout());
@@ -77,8 +98,12 @@ Selection select(segy::Reader& reader, const Request& request) {
             shown.pickTimesMs.push_back(
                 table.timeMs(trace.number + 1, facts.record, facts.channel).value_or(std::numeric_limits<double>::quiet_NaN()));
         selection.records.insert(facts.record);
+        choice.take(facts);
     }
     if (selection.traces.empty()) fail("{}: no trace was chosen by --records or --traces", request.input);
+    selection.axis = request.axis != "auto" ? request.axis : choice.isStackedSection() ? "cdp" : "channel";
+    if (request.axis == "auto" && selection.axis == "cdp")
+        for (std::size_t t = 0; t < selection.traces.size(); ++t) selection.traces[t].axisValue = choice.cdp(t);
     return selection;
 }
 
@@ -114,9 +139,10 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     }
     if (!(style.fromMs < style.toMs)) failUsage("--times: {:g} to {:g} ms is no range", style.fromMs, style.toMs);
     constexpr std::size_t mostRecordsApart = 40;
-    style.separatesRecords = selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
+    style.separatesRecords =
+        selection.axis != "cdp" && selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
     style.title = request.title.empty() ? nameOf(request.input) : request.title;
-    style.axisTitle = request.axis;
+    style.axisTitle = selection.axis;
     for (const std::string& file : request.pickFiles) style.pickNames.push_back(nameOf(file));
     return style;
 }
@@ -146,7 +172,8 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--palette", request->palette, "colours of a density picture: gray or seismic")
         ->check(CLI::IsMember({"gray", "seismic"}))
         ->capture_default_str();
-    app.add_option("--axis", request->axis, "header word of the horizontal axis, by name or as BYTE:SIZE")
+    app.add_option("--axis", request->axis,
+                   "header word of the horizontal axis, by name or as BYTE:SIZE; auto: cdp for a stacked section, else channel")
         ->capture_default_str();
     addWholeNumbers(app, "--records", request->records, "records to draw, side by side: 3,5");
     addWholeNumbers(app, "--traces", request->traceRange, "first and last trace to draw: 100,400", 2);
