@@ -4,37 +4,14 @@
 #include <cmath>
 #include <vector>
 
+#include "peakrate.h"
 #include "support/signals.h"
 
 /* Convolution and sinc reading by the stand-in host, each beside the arithmetic that cannot be avoided. */
 
 namespace {
 
-#if defined(PELTA_DISPATCH) && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
-#define EVERY_LEVEL __attribute__((target_clones("default", "arch=x86-64-v3", "arch=x86-64-v4")))
-#else
-#define EVERY_LEVEL
-#endif
-
-typedef float Lanes __attribute__((vector_size(64)));
-
-/* Products and sums at the rate of the vector units, eight chains side by side, nothing loaded. The barrier keeps the compiler
- * from forming a product once. */
-EVERY_LEVEL float multiplyAndAdd(long count, float factor) {
-    Lanes a = {}, b = {}, c = {}, d = {}, e = {}, f = {}, g = {}, h = {}, x = a + factor;
-    for (long k = 0; k < count; k += 8 * 16) {
-        asm volatile("" : "+m"(factor));
-        const Lanes t = Lanes{} + factor;
-        a += t * x, b += t * (x + a), c += t * a, d += t * b, e += t * c, f += t * d, g += t * e, h += t * f;
-    }
-    const Lanes sum = a + b + c + d + e + f + g + h;
-    return sum[0];
-}
-
-void peakRate(benchmark::State& state, int tapCount, int n) {
-    for (auto _ : state) benchmark::DoNotOptimize(multiplyAndAdd(static_cast<long>(tapCount) * n, 1e-8f));
-    state.SetItemsProcessed(state.iterations() * tapCount * n);
-}
+void peakRate(benchmark::State& state, int tapCount, int n) { multiplyAndAddAtPeak(state, static_cast<long>(tapCount) * n); }
 
 void convolve(benchmark::State& state, int tapCount, int n) {
     std::vector<float> taps = randomTrace(tapCount, 1), trace = randomTrace(n, 2), result(n);

@@ -342,6 +342,37 @@ def spectrum_peers():
         yield Peer(f"rectToPolar|NumPy abs and angle|{n} bins", spectra, polar, polar_plainly, 1e-5)
 
 
+# Phase rotation and quadrature traces.
+
+
+def rotation_of_spectra(angle, length):
+    factor = np.complex64(np.exp(1j * angle))  # NumPy's forward transform has the negative exponent
+    return lambda trace: scipy.fft.irfft(scipy.fft.rfft(trace, length) * factor, length)[:len(trace)]
+
+
+def rotation_plainly(angle, length):
+    """With the response's impulse, a sum of cosines; of the end bins the real part counts."""
+    def rotated(trace):
+        bins = np.arange(1, length // 2)
+        impulse = np.array([(1 + (-1) ** t) * np.cos(angle) + 2 * np.cos(2 * np.pi / length * (bins * t % length) + angle).sum()
+                            for t in range(length)]) / length
+        return [trace.astype(np.float64) @ impulse[(i - np.arange(len(trace))) % length] for i in range(len(trace))]
+    return rotated
+
+
+def phaseshift_peers():
+    angle = math.radians(30)
+    for n, length in zip(lengths, (1980, 5280)):
+        yield Peer(f"PeltaPhaseShift|SciPy rfft, product, irfft|{n} samples, transform {length}", [random_trace(n, 1)],
+                   rotation_of_spectra(angle, length), rotation_plainly(angle, length), 1e-5)
+    for n in lengths:
+        trace, case = random_trace(n, 1), f"{n} samples"
+        yield Peer(f"applyHilbert|SciPy hilbert|{case}", [trace], lambda trace: scipy.signal.hilbert(trace).imag,
+                   transform_plainly, 1e-5)
+        yield Peer(f"applyHilbert|NumPy convolve|{case}", [trace], lambda trace: np.convolve(trace, hilbert_taps, "same"),
+                   taps_plainly, 1e-5)
+
+
 # Moveout and gain.
 
 fraction_count = 1024
@@ -658,6 +689,7 @@ families = {
     "spectrum": spectrum_peers,
     "host": host_peers,
     "bandpassfilter": bandpassfilter_peers,
+    "phaseshift": phaseshift_peers,
     "gather": gather_peers,
     "fbpicker": fbpicker_peers,
     "picking_kernels": picking_kernels_peers,

@@ -1,14 +1,13 @@
 #include <benchmark/benchmark.h>
-#include <fftw3.h>
 #include <pelta/host.h>
 #include <pelta/spectrum.h>
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <string>
 #include <vector>
 
+#include "fftwtransforms.h"
 #include "support/signals.h"
 
 /* Autocorrelation, Levinson recursion, phase change and polar spectra, each beside FFTW's way to the same end (with other
@@ -62,37 +61,6 @@ void addOneByOne(benchmark::State& state, long count) {
     state.SetItemsProcessed(state.iterations() * count);
 }
 
-/* Real transforms of one length by FFTW, as a user would plan them for many traces. */
-class Transforms {
-  public:
-    explicit Transforms(int n) : length(n), series(fftwf_alloc_real(n)), bins_(fftwf_alloc_complex(n / 2 + 1)) {
-        forward_ = fftwf_plan_dft_r2c_1d(n, series, bins_, FFTW_PATIENT);
-        inverse_ = fftwf_plan_dft_c2r_1d(n, bins_, series, FFTW_PATIENT);
-    }
-    ~Transforms() {
-        fftwf_destroy_plan(forward_);
-        fftwf_destroy_plan(inverse_);
-        fftwf_free(series);
-        fftwf_free(bins_);
-    }
-    Transforms(const Transforms&) = delete;
-    Transforms& operator=(const Transforms&) = delete;
-
-    void load(const std::vector<float>& samples) {
-        std::fill(std::copy(samples.begin(), samples.end(), series), series + length, 0.0f);
-    }
-    void forward() { fftwf_execute(forward_); }
-    void inverse() { fftwf_execute(inverse_); }
-    std::complex<float>& bin(int k) { return reinterpret_cast<std::complex<float>*>(bins_)[k]; }
-
-    const int length;
-    float* const series;
-
-  private:
-    fftwf_complex* const bins_;
-    fftwf_plan forward_, inverse_;
-};
-
 void autocorrelate(benchmark::State& state, int n) {
     std::vector<float> trace = randomTrace(n, 1), lags(n);
     for (auto _ : state) {
@@ -105,7 +73,7 @@ void autocorrelate(benchmark::State& state, int n) {
 
 void autocorrelateByFftw(benchmark::State& state, int n) {
     std::vector<float> trace = randomTrace(n, 1), lags(n);
-    Transforms transforms(2 * n);
+    FftwTransforms transforms(2 * n);
     const float scale = 1.0f / static_cast<float>(2 * n);
     for (auto _ : state) {
         transforms.load(trace);
@@ -160,7 +128,7 @@ void changeToMinimumPhase(benchmark::State& state, int n, int transformLength) {
 /* The minimum-phase spectrum by folding the cepstrum: four transforms, and no spectra or quadrature trace as results. */
 void foldCepstrumByFftw(benchmark::State& state, int n, int transformLength) {
     std::vector<float> fresh = randomTrace(n, 4), wavelet(n);
-    Transforms transforms(transformLength);
+    FftwTransforms transforms(transformLength);
     const int nyquist = transformLength / 2;
     const float scale = 1.0f / static_cast<float>(transformLength);
     for (auto _ : state) {
