@@ -199,7 +199,9 @@ void drawGraph(Canvas& canvas, const Box& box, const Graph& graph) {
     const double above = topRoom + titleHeight + legendHeight;
     const Box inside = {left, box.top + above, width, std::max(box.height - above - bottomRoom, 1.0)};
     canvas.setColor({});
-    canvas.text(left, box.top + topRoom + 0.5 * titleHeight - 3.0, graph.title, titleSize, Canvas::Anchor::left);
+    const double room = std::max(box.right() - left, 1.0), needed = std::max(canvas.textWidth(graph.title, titleSize), 1.0);
+    canvas.text(left, box.top + topRoom + 0.5 * titleHeight - 3.0, graph.title, titleSize * std::min(1.0, room / needed),
+                Canvas::Anchor::left);
     drawLegend(canvas, left, box.top + topRoom + titleHeight - 2.0, legend);
 
     const Range x = xRangeOf(graph), y = yRangeOf(graph, x);

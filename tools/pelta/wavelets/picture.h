@@ -1,0 +1,14 @@
+#ifndef PELTA_TOOL_WAVELETS_PICTURE_H
+#define PELTA_TOOL_WAVELETS_PICTURE_H
+
+#include "pictures/graph.h"
+#include "wavelets/design.h"
+
+namespace pelta::wavelets {
+
+/* Draws the wavelets and their spectra, and below them the shaping filter at work. */
+void drawDesign(pictures::GraphPicture& picture, const Design& design);
+
+}
+
+#endif
