@@ -36,7 +36,8 @@ class PELTA_API PeltaPhaseShift {
 PELTA_BEGIN_C
 
 /* Quadrature (Hilbert-transformed) trace by a 19-point operator in the time domain: h[n] = -2 / (pi n) for odd n = -9 .. 9, not
- * tapered, and 0 for even n. A sine becomes a cosine of nearly its amplitude between about a tenth and nine tenths of Nyquist.
+ * tapered, and 0 for even n. A sine becomes a cosine, its amplitude right to 11 % from 0.15 to 0.85 of Nyquist, 18 %
+ * too large at 0.1 and 0.9, and falling to 0 beyond.
  *   datain   [nsamp] kept; zeros count beyond its ends
  *   dataout  [nsamp] receives sum over n of h[n] datain[i - n]; must not overlap datain */
 PELTA_API void applyHilbert(float* datain, float* dataout, int nsamp);

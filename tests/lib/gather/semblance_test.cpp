@@ -2,6 +2,7 @@
 #include <pelta/phaseshift.h>
 #include <pelta/semblance.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -94,6 +95,15 @@ TEST(BuildSemblance, PassesOverDeadSamplesWhateverTheirQuadrature) {
     EXPECT_EQ(gather.sqrd, (std::vector<double>{0, 0, 25}));
 }
 
+TEST(BuildSemblance, ADeadSampleLeavesTheSignOfAZero) {
+    Accumulators gather(40);
+    for (auto* sums : {&gather.sum, &gather.sumh, &gather.sqrd, &gather.fold}) std::fill(sums->begin(), sums->end(), -0.0);
+    const Accumulators before = gather;
+    gather.add(std::vector<float>(40, 0.0f), std::vector<float>(40, 0.0f));
+    EXPECT_TRUE(sameDoubles(gather.sum, before.sum) && sameDoubles(gather.sumh, before.sumh));
+    EXPECT_TRUE(sameDoubles(gather.sqrd, before.sqrd) && sameDoubles(gather.fold, before.fold));
+}
+
 TEST(BuildSemblance, AddsInDoublePrecisionToTheBit) {
     const float special[] = {0.0f, -0.0f, std::nanf(""), std::numeric_limits<float>::infinity(), 1e-45f, 3e38f, 1e-30f};
     for (int count : {1, 7, 64, 1501}) {
@@ -172,6 +182,47 @@ TEST(ApplySemblance, SlidesItsSumsToTheBit) {
                 ASSERT_TRUE(sameBits(semblance[i], expected[i])) << count << " " << nwin << " " << i;
             EXPECT_TRUE(sameDoubles(gather.sumh, sumh)) << "the energy of the stack";
         }
+}
+
+/* Where loud and quiet samples stand side by side every sum depends on its order. */
+TEST(ApplySemblance, SubtractsWhatLeavesBeforeItAddsWhatEnters) {
+    for (int count : {40, 700})
+        for (int nwin : {2, 5, 12}) {
+            Accumulators gather(count);
+            const std::vector<float> trace = randomTrace(count, 5u + nwin), loudness = randomTrace(count, 6u + nwin, 20.0f);
+            for (int i = 0; i < count; ++i) {
+                gather.sum[i] = std::ldexp(trace[i], static_cast<int>(loudness[i]));
+                gather.sqrd[i] = std::ldexp(std::abs(trace[i]), static_cast<int>(loudness[(i + 1) % count]));
+            }
+            std::vector<double> sumh = gather.sumh;
+            const std::vector<float> expected = plainSemblance(gather.sum, sumh, gather.sqrd, 3, nwin);
+            EXPECT_TRUE(sameSamples(gather.semblance(3, nwin), expected));
+        }
+}
+
+TEST(ApplySemblance, FormsItsDenominatorFromTheFoldInDouble) {
+    for (int nwin : {0, 3}) {
+        Accumulators gather(2);
+        gather.sum = {1, 1e150};
+        gather.sqrd = {1, 1e308};
+        const std::vector<float> semblance = gather.semblance(16777217, nwin);
+        EXPECT_EQ(semblance[0], static_cast<float>(1.0 / 16777217.0));
+        EXPECT_EQ(semblance[1], 0.0f) << "the fold's multiple overflows";
+    }
+}
+
+TEST(ApplySemblance, EnergyBelowZeroCountsAsNone) {
+    Accumulators gather(3);
+    gather.sum = {1, 1, 1};
+    gather.sqrd = {-1, std::nan(""), 2};
+    EXPECT_EQ(gather.semblance(1, 0), (std::vector<float>{0, 0, 0.5f}));
+}
+
+TEST(ApplySemblance, AWindowOfOneSampleRunsNoSums) {
+    Accumulators gather(3);
+    gather.sum = {INFINITY, 1, 1};
+    gather.sqrd = {1, 1, 1};
+    EXPECT_EQ(gather.semblance(1, 1), (std::vector<float>{INFINITY, 1, 1}));
 }
 
 TEST(ApplySemblance, AnEvenWindowGrowsByOne) {

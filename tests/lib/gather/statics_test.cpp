@@ -44,6 +44,14 @@ TEST(ApplyStatic, ReadsBetweenSamplesWithTheHostsInterpolation) {
     }
 }
 
+TEST(ApplyStatic, WritesItsPositionsUnlessTheyAreAllOutside) {
+    std::vector<float> trace(10, 1.0f), out(10), work(10, 9.0f);
+    applyStatic(trace.data(), out.data(), work.data(), 10, 10.0f);
+    EXPECT_EQ(work, std::vector<float>(10, 9.0f));
+    applyStatic(trace.data(), out.data(), work.data(), 10, -0.3f);
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(work[i], static_cast<float>(i) + -0.3f);
+}
+
 TEST(ApplyStatic, KeepsASmoothWaveAndMovesIt) {
     std::vector<float> trace(300);
     addRicker(trace, 150.0f, 25.0f, 4.0f, 1.0f);
@@ -58,6 +66,8 @@ TEST(ApplyStatic, AsLargeAsTheTraceLeavesZeros) {
     const std::vector<float> trace(10, 1.0f);
     for (float stat : {10.0f, -10.0f, 1e9f, std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()})
         EXPECT_EQ(shifted(trace, stat), std::vector<float>(10, 0.0f));
+    EXPECT_NE(shifted(trace, 9.5f), std::vector<float>(10, 0.0f));
+    EXPECT_EQ(shifted(trace, -10.5f), std::vector<float>(10, 0.0f)) << "which interpolation would leave a tail of";
     EXPECT_EQ(shifted(trace, 9.0f).front(), 1.0f);
     EXPECT_EQ(shifted(trace, std::nanf("")), std::vector<float>(10, 0.0f)) << "no position at all lies outside";
 }

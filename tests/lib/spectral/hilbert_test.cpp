@@ -66,12 +66,24 @@ TEST(ApplyHilbert, AddsInfinitiesNegativeZerosAndDenormalsLikeAnyOther) {
     EXPECT_TRUE(std::isnan(quadrature[122])) << "a tap of 0 times infinity is no number";
 }
 
-TEST(ApplyHilbert, TurnsASineIntoACosineWithinTheBand) {
-    std::vector<float> trace(400);
-    for (int i = 0; i < 400; ++i) trace[i] = std::sin(1.2f * i);
+/* Amplitude of the quadrature of a sine, at a fraction of Nyquist; it has to be a cosine. */
+double amplitudeAt(double fractionOfNyquist) {
+    constexpr int count = 400, reach = 9;
+    std::vector<float> trace(count);
+    for (int i = 0; i < count; ++i) trace[i] = static_cast<float>(std::sin(M_PI * fractionOfNyquist * i));
     const std::vector<float> quadrature = quadratureOf(trace);
-    constexpr float ripple = 0.1f; /* of a truncated operator */
-    for (int i = 20; i < 380; ++i) EXPECT_NEAR(quadrature[i], std::cos(1.2f * i), ripple);
+    const double amplitude = quadrature[200] / std::cos(M_PI * fractionOfNyquist * 200);
+    constexpr double rounding = 1e-5; /* near a zero of the cosine the quotient magnifies it */
+    for (int i = reach; i < count - reach; ++i)
+        EXPECT_NEAR(quadrature[i], amplitude * std::cos(M_PI * fractionOfNyquist * i), rounding) << fractionOfNyquist;
+    return amplitude;
+}
+
+TEST(ApplyHilbert, TurnsASineIntoACosineWithinTheBand) {
+    for (double fraction = 0.151; fraction < 0.85; fraction += 0.004) EXPECT_NEAR(amplitudeAt(fraction), 1.0, 0.11) << fraction;
+    EXPECT_NEAR(amplitudeAt(0.1001), 1.18, 0.005);
+    EXPECT_NEAR(amplitudeAt(0.8999), 1.18, 0.005);
+    EXPECT_LT(amplitudeAt(0.01), 0.25);
 }
 
 TEST(ApplyHilbert, NoSamplesAreNoWork) {

@@ -42,6 +42,13 @@ TEST(PeltaPhaseShift, HoldsWhatItWasBuiltWith) {
     EXPECT_EQ(shift._angle, -45.0f);
 }
 
+/* 170 times 1.3 falls just below 221 in single precision. */
+TEST(PeltaPhaseShift, TruncatesItsLengthInSinglePrecision) {
+    EXPECT_EQ(PeltaPhaseShift(170, 0.0f)._nfft, 220);
+    EXPECT_EQ(PeltaPhaseShift(370, 0.0f)._nfft, npfar(480));
+    EXPECT_EQ(PeltaPhaseShift(171, 0.0f)._nfft, npfar(222));
+}
+
 TEST(PeltaPhaseShift, FollowsThePublishedStepsToTheBit) {
     for (int length : {1, 2, 3, 7, 100, 501, 1500})
         for (float angle : {0.0f, 90.0f, 180.0f, -33.3f, 720.5f}) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <pelta/wavelet.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -82,6 +83,13 @@ TEST(Ricker, BeginsWithTheArrayWhereThePeakLiesEarly) {
     for (int i = 0; i < 30; ++i) EXPECT_EQ(wave[i] == 9.0f, i > 14) << i;
 }
 
+/* 1.5 / dt / freq rounds up to 100 in single precision and falls short of it in double. */
+TEST(Ricker, TruncatesItsHalfWidthInSinglePrecision) {
+    std::vector<float> wave(400, 9.0f);
+    ricker(0.3f, 0.0015f, 10.0f, 400, 1.0f, wave.data());
+    EXPECT_EQ(std::count(wave.begin(), wave.end(), 9.0f), 400 - 2 * 101);
+}
+
 TEST(Ricker, StaysInItsArray) {
     for (const float delay : {-1.0f, 0.0f, 0.01f, 0.37f, 0.4f, 5.0f, 1e30f, -1e30f, nan, infinity}) {
         for (const float dt : {0.004f, 0.0f, -0.004f, nan, infinity, 1e-30f})
@@ -142,6 +150,11 @@ TEST(RickerLength, DemandsLessThanTheAmplitudeToTheBit) {
             for (float amp : {std::nextafter(lobe, 0.0f), lobe, std::nextafter(lobe, 1.0f)})
                 ASSERT_EQ(rickerLength(0.004f, freq, amp), plainLength(0.004f, freq, amp)) << freq << " " << n;
         }
+}
+
+TEST(RickerLength, AZeroAtTheCrossingIsNoLobe) {
+    EXPECT_EQ(rickerLength(0.0450158156f, 5.0f, 0.9f), 5);
+    EXPECT_EQ(plainLength(0.0450158156f, 5.0f, 0.9f), 5);
 }
 
 TEST(RickerLength, EndsWhereTheRuleIsNeverMet) {

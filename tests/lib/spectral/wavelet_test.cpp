@@ -2,6 +2,7 @@
 #include <pelta/wavelet.h>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 #include "support/bits.h"
@@ -61,6 +62,20 @@ TEST(Wavelet, FollowsThePublishedStepsForEveryCount) {
         Wavelet(data.data(), num, num % 2 ? 0 : -1, work.data());
         plainInverse(expected, num);
         for (int i = 0; i < 2048; ++i) ASSERT_EQ(bitsOf(data[i]), bitsOf(expected[i])) << "inverse " << num << " " << i;
+    }
+}
+
+/* Of the smallest number half is 0, of the largest ones the sum is infinite. */
+TEST(Wavelet, HalvesTheSumNotItsTerms) {
+    constexpr float smallest = std::numeric_limits<float>::denorm_min(), infinity = std::numeric_limits<float>::infinity();
+    for (int num : {3, 65}) {
+        std::vector<float> data(num, smallest), work(num), expected(num, 0.0f);
+        expected.front() = expected.back() = smallest;
+        Wavelet(data.data(), num, 1, work.data());
+        EXPECT_EQ(data, expected);
+        data.assign(num, 3e38f);
+        Wavelet(data.data(), num, 1, work.data());
+        EXPECT_EQ(data.front(), infinity);
     }
 }
 

@@ -46,9 +46,19 @@ TEST(Sin2Angle, NeverExceedsOne) {
 /* Kept on purpose: with a gradient the value falls again behind the offset at which the ray turns at the reflector. */
 TEST(Sin2Angle, FallsBehindTheTurningRay) { EXPECT_LT(sine2(3000, 1500, 2.0f, 50000), sine2(3000, 1500, 2.0f, 7000)); }
 
+TEST(Sin2Angle, FormsTheStraightRayInSinglePrecision) {
+    for (int i = 0; i < 500; ++i) {
+        const float velocity = 1500.0f + 1.3f * i, time = 0.3f + 0.007f * i, offset = 11.7f * i;
+        const volatile float depth = velocity * (0.5f * time), squaredDepth = depth * depth, squared = offset * offset;
+        const volatile float offs2 = 0.25f * squared, both = squaredDepth + offs2;
+        ASSERT_EQ(sine2(velocity, velocity, time, offset), offs2 / both) << i;
+    }
+}
+
 TEST(Sin2Angle, FormsItsTermsInTheStatedPrecision) {
     for (int i = 0; i < 2000; ++i) {
-        const float vel = 1600.0f + 1.7f * i, vzero = 1500.0f, time = 0.3f + 0.001f * i, offset = 3.3f * i;
+        const float vel = i < 50 ? 1500.001f + 0.001f * i : 1600.0f + 1.7f * i, vzero = 1500.0f, time = 0.3f + 0.001f * i,
+                    offset = 3.3f * i;
         const float t = 0.5f * time, vgrad = std::log(vel / vzero) / t, vinvgrad = 1.0f / vgrad;
         const float zval = (std::exp(t * vgrad) - 1.0f) * vinvgrad * vzero, offs2 = 0.25f * (offset * offset);
         const double sinp = (static_cast<double>(vzero) * vinvgrad + zval) * offset;

@@ -36,6 +36,11 @@ TEST(DixIntVelocity, GivesTheLeastVelocityWhereALayerWouldBeImaginary) {
     EXPECT_EQ(interval({1, 2}, {1000, 1000}, 1400), (std::vector<float>{1400, 1400})) << "smaller ones are raised";
 }
 
+TEST(DixIntVelocity, ALayerWithoutThicknessHasTheLeastVelocity) {
+    EXPECT_EQ(interval({1, 1, 0, 0}, {2000, 2000, 0, 0}, 1400), (std::vector<float>{2000, 1400, 1400, 1400}));
+    EXPECT_EQ(interval({1, 1}, {2000, 2100}, 1400), (std::vector<float>{2000, INFINITY})) << "a step of it divides by zero";
+}
+
 TEST(DixIntVelocity, ComputesWithTheRmsVelocitiesAsGiven) {
     std::mt19937 engine(1);
     std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
