@@ -36,6 +36,8 @@
 #include "spdpicker.h"
 #include "leastsquares.h"
 #include "trimodel.h"
+#include "gmtgrid.h"
+#include "gmtsurface.h"
 #include "fileio.h"
 #include "cummlative.h"
 /* clang-format on */
