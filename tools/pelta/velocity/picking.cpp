@@ -109,7 +109,8 @@ Comparison compare(const TimeFunction& picked, const TimeFunction& truth) {
     Comparison comparison;
     double squares = 0.0, squaresPercent = 0.0;
     for (const auto& [time, velocity] : truth.pairs()) {
-        const Comparison::Row& row = comparison.rows.emplace_back(time, velocity, picked.at(time));
+        const Comparison::Row row = {time, velocity, picked.at(time)};
+        comparison.rows.push_back(row);
         squares += row.error() * row.error();
         squaresPercent += row.errorPercent() * row.errorPercent();
     }
