@@ -4,13 +4,26 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "support/bits.h"
 #include "support/signals.h"
+
+/* The host's scratch goes through the test, which can refuse it. */
+
+namespace {
+bool isMemoryShort = false;
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    void* memory = nullptr;
+    return isMemoryShort || posix_memalign(&memory, alignment, size) != 0 ? nullptr : memory;
+}
 
 namespace {
 
@@ -50,6 +63,51 @@ TEST(Qksort, SortsAscendingWithNotANumbersLast) {
     }
 }
 
+/* Any bits: numbers of all sizes, denormals, infinities and NaNs; or few or close values. */
+std::vector<std::vector<float>> longLists() {
+    std::mt19937 engine(4);
+    std::vector<std::vector<float>> lists;
+    for (int count : {127, 128, 129, 500, 4095, 20000}) {
+        std::vector<float> any(count), close(count), few(count), outlying(count, -1.0e-30f);
+        for (float& value : any) value = floatFromBits(static_cast<std::uint32_t>(engine()));
+        for (float& value : close) value = 1.0f + static_cast<float>(engine() % 4096) * 0x1p-23f;
+        for (float& value : few) value = static_cast<float>(engine() % 3) * (engine() % 2 ? 1.0f : -1.0f);
+        outlying[count / 3] = infinity;
+        outlying[count / 2] = -3.0e38f;
+        std::vector<float> falling = any;
+        std::stable_sort(falling.begin(), falling.end(), isBehind);
+        for (auto& list : {any, close, few, outlying, falling, std::vector<float>(count, notANumber)}) lists.push_back(list);
+    }
+    return lists;
+}
+
+std::vector<float> stablySorted(std::vector<float> values) {
+    std::stable_sort(values.begin(), values.end(), [](float x, float y) { return isBehind(y, x); });
+    return values;
+}
+
+TEST(Qksort, SortsLongListsOfAnyValues) {
+    for (std::vector<float> values : longLists()) {
+        const std::vector<float> expected = stablySorted(values);
+        qksort(static_cast<int>(values.size()), values.data());
+        EXPECT_TRUE(sameSamples(values, expected)) << values.size() << " values";
+    }
+}
+
+TEST(Qksort, KeepsTheBitsOfNotANumbers) {
+    for (std::vector<float> values : longLists()) {
+        const auto bitsOfAll = [&] {
+            std::vector<std::uint32_t> bits;
+            for (float value : values) bits.push_back(bitsOf(value));
+            std::sort(bits.begin(), bits.end());
+            return bits;
+        };
+        const auto expected = bitsOfAll();
+        qksort(static_cast<int>(values.size()), values.data());
+        EXPECT_EQ(bitsOfAll(), expected) << values.size() << " values";
+    }
+}
+
 TEST(Qksort, TakesInfinitiesAndNothingButNotANumbers) {
     std::vector<float> values = {infinity, notANumber, -infinity, 1.0f};
     qksort(4, values.data());
@@ -71,6 +129,20 @@ TEST(Qksort, DoesNothingForOneValueOrLess) {
     EXPECT_EQ(values[0], 2.0f);
 }
 
+/* Whether the indices are all there, the m-th is that of the m-th smallest, and none stands on the wrong side of it. */
+testing::AssertionResult isSelection(const std::vector<float>& values, const std::vector<float>& sorted, int m,
+                                     std::vector<int> indices) {
+    const float selected = values[indices[m]];
+    if (!sameBits(selected, sorted[m])) return testing::AssertionFailure() << selected << " in place of " << sorted[m];
+    for (int k = 0; k < static_cast<int>(indices.size()); ++k)
+        if (k < m ? isBehind(values[indices[k]], selected) : isBehind(selected, values[indices[k]]))
+            return testing::AssertionFailure() << values[indices[k]] << " at " << k << " beside " << selected << " at " << m;
+    std::sort(indices.begin(), indices.end());
+    for (int k = 0; k < static_cast<int>(indices.size()); ++k)
+        if (indices[k] != k) return testing::AssertionFailure() << "index " << k << " is lost";
+    return testing::AssertionSuccess();
+}
+
 TEST(Qkifind, PutsTheIndexOfTheMthSmallestInItsPlace) {
     std::mt19937 engine(2);
     for (int count = 1; count < 120; ++count)
@@ -82,13 +154,42 @@ TEST(Qkifind, PutsTheIndexOfTheMthSmallestInItsPlace) {
             std::shuffle(indices.begin(), indices.end(), engine);
             const int m = static_cast<int>(engine() % count);
             qkifind(m, count, values.data(), indices.data());
-            EXPECT_TRUE(sameBits(values[indices[m]], sorted[m]));
-            for (int k = 0; k < m; ++k) EXPECT_FALSE(isBehind(values[indices[k]], values[indices[m]]));
-            for (int k = m + 1; k < count; ++k) EXPECT_FALSE(isBehind(values[indices[m]], values[indices[k]]));
+            EXPECT_TRUE(isSelection(values, sorted, m, indices)) << "rank " << m << " of " << count;
             EXPECT_TRUE(sameSamples(values, before));
-            std::sort(indices.begin(), indices.end());
-            for (int k = 0; k < count; ++k) EXPECT_EQ(indices[k], k);
         }
+}
+
+TEST(Qkifind, SelectsFromLongListsOfAnyValues) {
+    std::mt19937 engine(5);
+    for (std::vector<float> values : longLists()) {
+        const std::vector<float> sorted = stablySorted(values);
+        const int count = static_cast<int>(values.size());
+        for (int m : {0, 1, count / 4, count / 2, count - 2, count - 1}) {
+            std::vector<int> indices(count);
+            std::iota(indices.begin(), indices.end(), 0);
+            if (m % 2) std::shuffle(indices.begin(), indices.end(), engine);
+            qkifind(m, count, values.data(), indices.data());
+            EXPECT_TRUE(isSelection(values, sorted, m, indices)) << "rank " << m << " of " << count;
+        }
+    }
+}
+
+TEST(Sorting, NeedsNoScratch) {
+    /* A thread that has none yet. */
+    std::thread([] {
+        for (std::vector<float> values : longLists()) {
+            const std::vector<float> sorted = stablySorted(values);
+            const int count = static_cast<int>(values.size());
+            std::vector<int> indices(count);
+            std::iota(indices.begin(), indices.end(), 0);
+            isMemoryShort = true;
+            qkifind(count / 2, count, values.data(), indices.data());
+            EXPECT_TRUE(isSelection(values, sorted, count / 2, indices)) << count << " values";
+            qksort(count, values.data());
+            isMemoryShort = false;
+            EXPECT_TRUE(sameSamples(values, sorted)) << count << " values";
+        }
+    }).join();
 }
 
 TEST(Qkifind, ChangesNothingForARankOutsideTheList) {
