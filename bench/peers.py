@@ -30,6 +30,7 @@ import scipy.interpolate
 import scipy.linalg
 import scipy.ndimage
 import scipy.signal
+import scipy.stats
 import shapely.geometry
 import shapely.prepared
 import shapely.vectorized
@@ -682,6 +683,58 @@ def velan_peers():
                    semblance_plainly(read, quadrature_plainly), tolerance, part)
 
 
+# Straight lines.
+
+
+def spread(count, seed, at_origin):
+    place, noise = random_trace(count, seed, 5), random_trace(count, seed + 1, 5)
+    index = np.arange(count, dtype=np.float32)
+    x = np.float32(100) + np.float32(12.5) * index + place
+    late = np.where(index % 10 == 7, np.float32(400), np.float32(0))
+    return x, np.float32(at_origin) + np.float32(0.4) * x + noise + late
+
+
+def spreads(count, at_origin):
+    return [spread(count, 10 * k, at_origin) for k in range(max(2, 40000 // count))]
+
+
+def line_by_polyfit(points):
+    slope, intercept = np.polyfit(*points, 1)
+    return intercept, slope
+
+
+def line_by_linregress(points):
+    line = scipy.stats.linregress(*points)
+    return line.intercept, line.slope
+
+
+def line_plainly(points):
+    x, y = ([float(value) for value in values] for values in points)
+    x_mean, y_mean = math.fsum(x) / len(x), math.fsum(y) / len(y)
+    slope = math.fsum((a - x_mean) * (b - y_mean) for a, b in zip(x, y)) / math.fsum((a - x_mean) ** 2 for a in x)
+    return y_mean - slope * x_mean, slope
+
+
+def trimmed_slope(points):
+    return scipy.stats.trim_mean(points[1] / points[0], 0.1)
+
+
+def trimmed_slope_plainly(points):
+    ratios = sorted(float(y) / float(x) for x, y in zip(*points))
+    ends = len(ratios) // 10
+    return math.fsum(ratios[ends:-ends]) / (len(ratios) - 2 * ends)
+
+
+def regression_peers():
+    single_precision = 1e-3  # of an intercept of 140
+    lines = spreads(1000, 100)
+    yield Peer("lstSquare|NumPy polyfit|1000 points", lines, line_by_polyfit, line_plainly, single_precision)
+    yield Peer("lstSquare|SciPy linregress|1000 points", lines, line_by_linregress, line_plainly, single_precision)
+    for count in (1000, 100000):
+        yield Peer(f"meanAlphaTrim|SciPy trim_mean|{count} points", spreads(count, 0), trimmed_slope,
+                   trimmed_slope_plainly, 1e-6)
+
+
 families = {
     "formats": formats_peers,
     "statistics": statistics_peers,
@@ -693,6 +746,7 @@ families = {
     "gather": gather_peers,
     "fbpicker": fbpicker_peers,
     "picking_kernels": picking_kernels_peers,
+    "regression": regression_peers,
     "velan": velan_peers,
 }
 
