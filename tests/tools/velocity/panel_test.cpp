@@ -83,6 +83,8 @@ std::vector<float> plainSemblance(const Gather& gather, const PanelSettings& set
     std::vector<float> semblance(sampleCount);
     applySemblance(sum.data(), quadratureSum.data(), energy.data(), gather.traceCount(), settings.windowSamples,
                    semblance.data(), sampleCount);
+    for (int i = 0; i < sampleCount; ++i)
+        if (fold[i] < settings.leastFold) semblance[i] = 0.0f;
     return semblance;
 }
 
@@ -99,6 +101,17 @@ TEST(Panel, IsTheLibrarysRoutinesInTheirOrderForAnyNumberOfThreads) {
             }
         }
     }
+}
+
+TEST(Panel, IsZeroBehindALoudReflectionWhereNothingIsLeft) {
+    constexpr int end = 300, interpolated = 8; /* samples; the interpolation of moveout reaches a little beyond the end */
+    Gather gather = gatherOf(24, 1150.0, 2200.0);
+    for (float& sample : gather.samples) sample *= 1e4f;
+    for (int k = 0; k < gather.traceCount(); ++k)
+        std::fill_n(gather.samples.begin() + k * sampleCount + end, sampleCount - end, 0.0f);
+    const Panel panel = computePanel(gather, settingsOf(41, 11), 1);
+    for (int k = 0; k < 41; ++k)
+        for (int i = 0; i < sampleCount; ++i) ASSERT_LE(panel.at(k)[i], i < end + interpolated ? 1.0f : 0.0f) << k << ", " << i;
 }
 
 TEST(Panel, IsZeroWhereTheMuteLeavesTooFewTraces) {

@@ -39,6 +39,7 @@ class Scan {
         const int count = _gather.sampleCount, fullFold = _gather.traceCount();
         equalizeSemblance(_sum.data(), _quadratureSum.data(), _energy.data(), _fold.data(), fullFold, count);
         applySemblance(_sum.data(), _quadratureSum.data(), _energy.data(), fullFold, _settings.windowSamples, semblance, count);
+        clearLowFold(semblance);
     }
 
   private:
@@ -60,6 +61,12 @@ class Scan {
     void dropLowFold() {
         for (std::size_t i = 0; i < samples(); ++i)
             if (_fold[i] < _settings.leastFold) _sum[i] = _quadratureSum[i] = _energy[i] = 0.0;
+    }
+
+    /* Sums that run on behind loud samples leave a rounding error there, and ratios of such errors are any number. */
+    void clearLowFold(float* semblance) const {
+        for (std::size_t i = 0; i < samples(); ++i)
+            if (_fold[i] < _settings.leastFold) semblance[i] = 0.0f;
     }
 
     const Gather& _gather;
