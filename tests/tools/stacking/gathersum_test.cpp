@@ -153,6 +153,12 @@ TEST(GatherSum, PutsSourceReceiverAndCdpInTheirMeanPlaces) {
     EXPECT_EQ(wordOf(stacked, Word::coordinateScalar), -10);
 }
 
+TEST(GatherSum, SetsAWrongSampleCountRight) {
+    WorkTrace work = traceOf({1, 2, 3});
+    setWord(work, Word::samples, 1500);
+    EXPECT_EQ(wordOf(stackOf({work}), Word::samples), 3);
+}
+
 TEST(GatherSum, MeansPlacesOfTracesWithDifferentScalars) {
     std::vector<WorkTrace> traces = {traceOf({1}), traceOf({1})};
     setWord(traces[0], Word::coordinateScalar, -100);

@@ -88,6 +88,7 @@ void GatherSum::setHeader(const segy::Layout& layout, std::vector<unsigned char>
     set(Word::traceType, _fold > 0 ? liveTrace : deadTrace);
     set(Word::fold, std::min(_fold, largestFold));
     set(Word::offset, 0);
+    writeUnsignedWord(header.data(), layout.words[Word::samples], layout.byteOrder, layout.sampleCount);
     if (_fold == 0) return;
     const std::int64_t scalar = readWord(header.data(), layout.words[Word::coordinateScalar], layout.byteOrder);
     const double unit = segy::scaled(1, scalar) * static_cast<double>(_fold);

@@ -39,8 +39,8 @@ class GatherSum {
     /* Live traces so far. */
     std::int64_t fold() const { return _fold; }
 
-    /* Makes the stacked trace: the header of the first live trace with the fold, offset 0 and source, receiver and CDP in
-     * their mean places. Without a live trace it is a dead one. */
+    /* Makes the stacked trace: the header of the first live trace with the fold, offset 0, the number of samples and
+     * source, receiver and CDP in their mean places. Without a live trace it is a dead one. */
     void finish(FoldScale& scale, const segy::Layout& layout, segy::Trace& stacked) const;
 
   private:
