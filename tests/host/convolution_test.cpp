@@ -81,6 +81,24 @@ TEST(Conv, FollowsTheDefinitionOnInfiniteSamplesAndDenormals) {
     EXPECT_TRUE(sameSamples(convolved(x, 0, y, 0, 480, -5), plainConvolution(x, 0, y, 0, 480, -5)));
 }
 
+TEST(Conv, FollowsTheDefinitionWhereTapsAreZero) {
+    std::mt19937 engine(2);
+    for (int round = 0; round < 400; ++round) {
+        const auto length = [&](int limit) { return static_cast<int>(engine() % limit); };
+        std::vector<float> x = randomTrace(1 + length(70), engine()), y = randomTrace(1 + length(400), engine(), 100.0f);
+        const unsigned share = engine() % 5;
+        for (float& tap : x)
+            if (engine() % 4 < share) tap = engine() % 2 ? 0.0f : -0.0f;
+        if (round % 3 == 0) y[length(static_cast<int>(y.size()))] = round % 2 ? infinity : -infinity;
+        if (round % 5 == 0) y[length(static_cast<int>(y.size()))] = std::numeric_limits<float>::quiet_NaN();
+        for (int i = length(100); i < static_cast<int>(y.size()); i += 3) y[i] = round % 2 ? -0.0f : y[i] * 1e-41f;
+        const int ifx = length(60) - 45, ify = length(60) - 30, ifz = length(200) - 100, lz = length(600);
+        EXPECT_TRUE(sameSamples(convolved(x, ifx, y, ify, lz, ifz), plainConvolution(x, ifx, y, ify, lz, ifz)))
+            << x.size() << " taps at " << ifx << ", " << y.size() << " samples at " << ify << ", " << lz << " outputs at "
+            << ifz;
+    }
+}
+
 TEST(Conv, NeverGivesANegativeZero) {
     const std::vector<float> z = convolved({-0.0f, -1.0f}, 0, {0.0f, 0.0f, 0.0f}, 0, 8, -2);
     for (float sample : z) EXPECT_EQ(bitsOf(sample), 0u);
