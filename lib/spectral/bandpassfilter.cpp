@@ -193,8 +193,9 @@ bool buildOperator(BandPassFilter& f) {
  * one vector instruction of them in spite of -ffp-contract=off. */
 PELTA_INLINE float withSignFlipped(float x) { return std::bit_cast<float>(std::bit_cast<std::uint32_t>(x) ^ 0x80000000u); }
 
-/* The data's bins a + ib times the conjugates of the filter's bins c + id: (ac + bd) + i (bc - ad). */
-PELTA_VECTORIZE void multiplyByConjugate(const float* data, const float* filter, float* product, int binCount) {
+/* Kernels between transforms keep to the width of register that those use: 512 bits would slow the transforms down.
+ * The data's bins a + ib times the conjugates of the filter's bins c + id: (ac + bd) + i (bc - ad). */
+PELTA_VECTORIZE_256 void multiplyByConjugate(const float* data, const float* filter, float* product, int binCount) {
     for (int k = 0; k < binCount; ++k) {
         const float a = data[2 * k], b = data[2 * k + 1], c = filter[2 * k], d = filter[2 * k + 1];
         product[2 * k] = a * c + b * d;
@@ -202,7 +203,7 @@ PELTA_VECTORIZE void multiplyByConjugate(const float* data, const float* filter,
     }
 }
 
-PELTA_VECTORIZE void divide(const float* values, float divisor, float* quotients, int count) {
+PELTA_VECTORIZE_256 void divide(const float* values, float divisor, float* quotients, int count) {
     for (int i = 0; i < count; ++i) quotients[i] = values[i] / divisor;
 }
 

@@ -20,9 +20,10 @@ float* workArray(int sampleCount, int transformLength) {
     return static_cast<float*>(reallocarray(nullptr, count, sizeof(float)));
 }
 
-/* Bins times cos a - i sin a. The difference in the imaginary part is written as a sum: side by side with the other one gcc 12
+/* Kernels between transforms keep to the width of register that those use: 512 bits would slow the transforms down.
+ * Bins times cos a - i sin a. The difference in the imaginary part is written as a sum: side by side with the other one gcc 12
  * would fuse it with its products. */
-PELTA_VECTORIZE void rotate(const float* bins, float cosine, float sine, float* rotated, int binCount) {
+PELTA_VECTORIZE_256 void rotate(const float* bins, float cosine, float sine, float* rotated, int binCount) {
     const float minusSine = -sine;
     for (int k = 0; k < binCount; ++k) {
         const float re = bins[2 * k], im = bins[2 * k + 1];
@@ -31,7 +32,7 @@ PELTA_VECTORIZE void rotate(const float* bins, float cosine, float sine, float* 
     }
 }
 
-PELTA_VECTORIZE void divide(const float* values, float divisor, float* quotients, int count) {
+PELTA_VECTORIZE_256 void divide(const float* values, float divisor, float* quotients, int count) {
     for (int i = 0; i < count; ++i) quotients[i] = values[i] / divisor;
 }
 
