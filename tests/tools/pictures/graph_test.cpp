@@ -146,6 +146,17 @@ TEST(Graph, IsDrawnForNoValuesOneValueAndExtremeOnes) {
     }
 }
 
+TEST(Graph, DoesNotSpreadWhatItsNumbersCannotTellApart) {
+    Canvas canvas("picture.png", 400, 300);
+    Graph graph = graphOf({.x = {3.0, 7.0}, .y = {2200.0, 2200.0001}, .color = blue, .mark = Mark::dot});
+    graph.yRange.reset();
+    drawGraph(canvas, box, graph);
+    const int middle = (top + bottom) / 2;
+    EXPECT_GT(countInk(canvas, blueInk, left, right, middle - 6, middle + 7), 0);
+    EXPECT_EQ(countInk(canvas, blueInk, left, right, top, middle - 6), 0);
+    EXPECT_EQ(countInk(canvas, blueInk, left, right, middle + 7, bottom), 0);
+}
+
 TEST(GraphPicture, StandsUnderItsNameOnceItIsWhole) {
     const ScratchFolder folder;
     const std::string name = folder.file("picture.png");

@@ -13,7 +13,8 @@ constexpr double fontSize = 11.0, titleSize = 12.0, pictureTitleSize = 14.0;
 constexpr double leftRoom = 68.0, rightRoom = 16.0, bottomRoom = 46.0, topRoom = 8.0; /* around the axes */
 constexpr double titleRoom = 18.0, legendRowHeight = 16.0;
 constexpr double markRadius = 2.6, curveWidth = 1.3, errorWidth = 0.8;
-constexpr double padding = 0.04; /* of the values' span, on each side */
+constexpr double padding = 0.04;  /* of the values' span, on each side */
+constexpr double tellable = 1e-3; /* span of an axis, of its values: short numbers tell its ticks apart */
 
 bool isDrawn(const Series& series, std::size_t k) { return std::isfinite(series.x[k]) && std::isfinite(series.y[k]); }
 
@@ -35,7 +36,8 @@ struct Span {
 Range padded(const Span& span) {
     if (span.isEmpty()) return {0.0, 1.0};
     const double width = span.to - span.from;
-    const double pad = width > 0.0 ? padding * width : std::max(0.05 * std::abs(span.to), 0.5);
+    const double least = tellable * std::max(std::abs(span.from), std::abs(span.to));
+    const double pad = width > 0.0 ? std::max(padding * width, 0.5 * (least - width)) : std::max(0.05 * std::abs(span.to), 0.5);
     const double from = span.from >= 0.0 ? std::max(span.from - pad, 0.0) : span.from - pad;
     const double to = span.to <= 0.0 ? std::min(span.to + pad, 0.0) : span.to + pad;
     return from < to ? Range{from, to} : Range{span.from - pad, span.to + pad};
