@@ -251,6 +251,37 @@ TEST(ApplySemblance, NothingGivesNothing) {
     EXPECT_EQ(gather.semblance(12, 0), std::vector<float>(40, 0.0f));
 }
 
+/* Lengths around the stretches in which the work is done. */
+TEST(ApplySemblance, IsThePlainFormAmongNaNsInfinitiesAndDenormals) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN(), infinity = std::numeric_limits<double>::infinity();
+    const double special[] = {0.0, -0.0, 5e-324, 1e-310, 1e300, -1e200, infinity, -infinity, nan};
+    for (int count : {31, 32, 33, 34, 63, 65, 75, 97, 300})
+        for (int kinds : {0, 3, 6, 8, 9})
+            for (int nwin : {0, 2, 11, 30}) {
+                Accumulators gather(count);
+                for (int k = 0; k < 4; ++k) gather.add(randomTrace(count, 5 * k + kinds), randomTrace(count, 5 * k + 9, 1e3f));
+                for (int i = 0; kinds > 0 && i < count; i += 19) {
+                    gather.sum[i] = special[i % kinds];
+                    gather.sumh[(i + 7) % count] = special[(i + 1) % kinds];
+                    gather.sqrd[(i + 11) % count] = special[(i + 2) % kinds];
+                }
+                std::vector<double> sumh = gather.sumh;
+                const std::vector<float> expected = plainSemblance(gather.sum, sumh, gather.sqrd, 4, nwin);
+                EXPECT_TRUE(sameSamples(gather.semblance(4, nwin), expected)) << count << " " << kinds << " " << nwin;
+                EXPECT_TRUE(sameDoubles(gather.sumh, sumh)) << "the energy of the stack";
+            }
+}
+
+TEST(ApplySemblance, AWindowAsLongAsTheTraceSlidesOverItsMirrorImages) {
+    for (int count : {3, 5, 33, 65, 257}) {
+        Accumulators gather(count);
+        for (int k = 0; k < 4; ++k) gather.add(randomTrace(count, k), randomTrace(count, 20 + k));
+        std::vector<double> sumh = gather.sumh;
+        const std::vector<float> expected = plainSemblance(gather.sum, sumh, gather.sqrd, 4, count);
+        EXPECT_TRUE(sameSamples(gather.semblance(4, count), expected)) << count;
+    }
+}
+
 TEST(Semblance, CountsOfZeroOrLessDoNothing) {
     double sums[4] = {1, 2, 3, 4};
     float trace = 5, out = 6;
