@@ -26,7 +26,7 @@ PELTA_API void applyMute(float* trace, int num, float dt, float* header, int ita
  *   datain   [nsamp] kept
  *   dataout  [nsamp] receives the shifted trace; what comes from outside is 0. Must not overlap datain
  *   work     [nsamp] scratch
- *   stat     shift in samples; as large as the trace or larger, it leaves zeros */
+ *   stat     shift in samples; as large as the trace or larger, or NaN, it leaves zeros */
 PELTA_API void applyStatic(float* datain, float* dataout, float* work, int nsamp, float stat);
 
 PELTA_END_C

@@ -11,7 +11,7 @@ PELTA_BEGIN_C
  *   time      [nsamp] ascending; equal ones divide by zero
  *   velocity  [nsamp] RMS velocities at these times; sample 0 stays, sample i becomes the interval velocity of the layer between
  *             times i - 1 and i
- *   vmin      the least velocity that comes out: in place of smaller ones, and of layers that would need an imaginary one
+ *   vmin      the least velocity that comes out: in place of smaller ones, of NaNs, and of layers that would need an imaginary one
  * C. H. Dix, Seismic velocities from surface measurements, Geophysics 20 (1955). */
 PELTA_API float* dixIntVelocity(float* time, float* velocity, int nsamp, float vmin);
 

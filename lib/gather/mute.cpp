@@ -39,6 +39,7 @@ int taperBottom(float* trace, int last, int itaperlen, const float* taper) {
 }
 
 void applyMute(float* trace, int num, float dt, float* header, int itaperlen, float* taper) {
+    if (num <= 0) return;
     const stdHdrStruct entries = stdHdr ? *stdHdr : stdHdrStruct{};
     if (const int first = firstLiveSample(trace, num)) {
         const int full = taperTop(trace, num, first, itaperlen, taper);

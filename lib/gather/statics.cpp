@@ -16,7 +16,7 @@ PELTA_VECTORIZE void writePositions(float* positions, float shift, int count) {
 
 void applyStatic(float* datain, float* dataout, float* work, int nsamp, float stat) {
     if (nsamp <= 0) return;
-    if (std::abs(stat) >= static_cast<float>(nsamp)) {
+    if (!(std::abs(stat) < static_cast<float>(nsamp))) {
         std::fill_n(dataout, nsamp, 0.0f);
         return;
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -84,6 +85,14 @@ TEST(ApplyMute, ATraceWithoutLiveSamplesInsideKeepsItsHeader) {
     EXPECT_EQ(atTheEnd.trace, (std::vector<float>{0, 0, 0, 21}));
     EXPECT_EQ(atTheEnd.liveStart(), 8.0f);
     EXPECT_EQ(atTheEnd.liveEnd(), unset) << "the last sample is no bottom edge";
+}
+
+TEST(ApplyMute, NoSamplesAreNoWork) {
+    float sample = 7, taper = 3;
+    std::vector<float> header(40, unset);
+    for (int num : {0, -1, std::numeric_limits<int>::min()}) applyMute(&sample, num, 2.0f, header.data(), 1, &taper);
+    EXPECT_EQ(sample, 7.0f);
+    EXPECT_EQ(header, std::vector<float>(40, unset));
 }
 
 TEST(ApplyMute, ANumberThatIsNoneIsLive) {

@@ -69,7 +69,15 @@ TEST(ApplyStatic, AsLargeAsTheTraceLeavesZeros) {
     EXPECT_NE(shifted(trace, 9.5f), std::vector<float>(10, 0.0f));
     EXPECT_EQ(shifted(trace, -10.5f), std::vector<float>(10, 0.0f)) << "which interpolation would leave a tail of";
     EXPECT_EQ(shifted(trace, 9.0f).front(), 1.0f);
-    EXPECT_EQ(shifted(trace, std::nanf("")), std::vector<float>(10, 0.0f)) << "no position at all lies outside";
+    EXPECT_EQ(shifted(trace, std::nanf("")), std::vector<float>(10, 0.0f)) << "no shift at all";
+}
+
+/* A host's interpolation need not know what to do there. */
+TEST(ApplyStatic, DoesNotAskTheHostForPositionsThatAreNone) {
+    std::vector<float> trace(10, 1.0f), out(10, 9.0f), work(10, 9.0f);
+    applyStatic(trace.data(), out.data(), work.data(), 10, std::nanf(""));
+    EXPECT_EQ(out, std::vector<float>(10, 0.0f));
+    EXPECT_EQ(work, std::vector<float>(10, 9.0f));
 }
 
 TEST(ApplyStatic, NoSamplesAreNoWork) {

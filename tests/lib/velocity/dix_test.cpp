@@ -60,6 +60,13 @@ TEST(DixIntVelocity, ComputesWithTheRmsVelocitiesAsGiven) {
     }
 }
 
+TEST(DixIntVelocity, NothingBelowTheLeastVelocityComesOutOfNaNsOrTimesThatFall) {
+    const float nan = std::nanf("");
+    EXPECT_EQ(interval({1, 2, 3, 4}, {nan, 2000, nan, 2000}, 1400), (std::vector<float>{1400, 1400, 1400, 1400}));
+    EXPECT_EQ(interval({4, 3}, {2000, 4000}, 1400), (std::vector<float>{2000, 1400}));
+    EXPECT_EQ(interval({nan}, {nan}, 1400), std::vector<float>{1400});
+}
+
 TEST(DixIntVelocity, OneSampleIsRaisedAndNoneIsNoWork) {
     EXPECT_EQ(interval({3}, {1000}, 1500), std::vector<float>{1500});
     EXPECT_EQ(interval({3}, {2000}, 1500), std::vector<float>{2000});
