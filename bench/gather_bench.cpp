@@ -1,7 +1,10 @@
 #include <benchmark/benchmark.h>
 #include <pelta/host.h>
+#include <pelta/mute.h>
 #include <pelta/normalmoveout.h>
 #include <pelta/peltaagc.h>
+#include <pelta/phaseshift.h>
+#include <pelta/semblance.h>
 
 #include <algorithm>
 #include <cmath>
@@ -304,6 +307,145 @@ void windowSlides(benchmark::State& state, int sampleCount, int window) {
     });
 }
 
+/* The traces of the gather, muted ahead of their first arrivals, and their quadrature traces. */
+struct AnalyticGather {
+    explicit AnalyticGather(int sampleCount) : traces(gather(sampleCount)), quadratures(traceCount, Trace(sampleCount)) {
+        for (int k = 0; k < traceCount; ++k) {
+            std::fill_n(traces[k].begin(), static_cast<int>(offsetOf(k) / 1.6f / intervalMs), 0.0f);
+            applyHilbert(traces[k].data(), quadratures[k].data(), sampleCount);
+        }
+    }
+    std::vector<Trace> traces, quadratures;
+};
+
+struct SemblanceSums {
+    explicit SemblanceSums(int sampleCount) : sum(sampleCount), sumh(sampleCount), sqrd(sampleCount), fold(sampleCount) {}
+
+    void add(AnalyticGather& from, int k) {
+        buildSemblance(sum.data(), sumh.data(), sqrd.data(), fold.data(), from.traces[k].data(), from.quadratures[k].data(),
+                       static_cast<int>(sum.size()));
+    }
+    void addAll(AnalyticGather& from) {
+        for (int k = 0; k < traceCount; ++k) add(from, k);
+    }
+
+    std::vector<double> sum, sumh, sqrd, fold;
+};
+
+void sumsByPelta(benchmark::State& state, int sampleCount) {
+    AnalyticGather from(sampleCount);
+    SemblanceSums sums(sampleCount);
+    sums.addAll(from);
+    for (int i = 0; i < sampleCount; ++i) {
+        double squares = 0.0;
+        int fold = 0;
+        for (int k = 0; k < traceCount; ++k) {
+            if (from.traces[k][i] == 0.0f) continue;
+            squares += std::pow(from.traces[k][i], 2.0) + std::pow(from.quadratures[k][i], 2.0);
+            ++fold;
+        }
+        require(sums.fold[i] == fold && sums.sqrd[i] == squares, "buildSemblance");
+    }
+    int number = 0;
+    for (auto _ : state) {
+        sums.add(from, number);
+        benchmark::ClobberMemory();
+        number = (number + 1) % traceCount;
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+/* Reads what the routine reads and writes what it writes. */
+PELTA_VECTORIZE void passOver(double* __restrict a, double* __restrict b, double* __restrict c, double* __restrict d,
+                              const float* __restrict e, const float* __restrict f, int count) {
+    for (int i = 0; i < count; ++i) {
+        a[i] += e[i];
+        b[i] += f[i];
+        c[i] += 1.0;
+        d[i] += 1.0;
+    }
+}
+
+void passOverSums(benchmark::State& state, int sampleCount) {
+    const AnalyticGather from(sampleCount);
+    SemblanceSums sums(sampleCount);
+    int number = 0;
+    for (auto _ : state) {
+        passOver(sums.sum.data(), sums.sumh.data(), sums.sqrd.data(), sums.fold.data(), from.traces[number].data(),
+                 from.quadratures[number].data(), sampleCount);
+        benchmark::ClobberMemory();
+        number = (number + 1) % traceCount;
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+double mirroredSum(const std::vector<double>& values, int centre, int half) {
+    const int last = static_cast<int>(values.size()) - 1;
+    double sum = 0.0;
+    for (int i = centre - half; i <= centre + half; ++i) sum += values[i < 0 ? -i : i > last ? 2 * last - i : i];
+    return sum;
+}
+
+constexpr int semblanceWindow = 11;
+
+void semblanceByPelta(benchmark::State& state, int sampleCount) {
+    AnalyticGather from(sampleCount);
+    SemblanceSums sums(sampleCount);
+    sums.addAll(from);
+    const std::vector<double> fresh = sums.sumh;
+    Trace semblance(sampleCount);
+    for (auto _ : state) {
+        std::copy(fresh.begin(), fresh.end(), sums.sumh.begin());
+        applySemblance(sums.sum.data(), sums.sumh.data(), sums.sqrd.data(), traceCount, semblanceWindow, semblance.data(),
+                       sampleCount);
+        benchmark::ClobberMemory();
+    }
+    for (int i = 0; i < sampleCount; ++i) {
+        const double stack = mirroredSum(sums.sumh, i, semblanceWindow / 2),
+                     all = mirroredSum(sums.sqrd, i, semblanceWindow / 2);
+        require(std::fabs(semblance[i] - (all > 0.0 ? stack / (traceCount * all) : 0.0)) < 1e-5, "applySemblance");
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+/* Two sums that slide side by side, each taking two additions a sample one after the other. */
+void slidingSumsAlone(benchmark::State& state, int sampleCount) {
+    const std::vector<double> values(sampleCount + semblanceWindow, 1.0);
+    for (auto _ : state) {
+        double a = values[0], b = values[1];
+        for (int i = 0; i < sampleCount; ++i) {
+            a = a - values[i] + values[i + semblanceWindow];
+            b = b - values[i] + values[i + semblanceWindow];
+            asm volatile("" : "+x"(a), "+x"(b));
+        }
+        benchmark::DoNotOptimize(a + b);
+    }
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+constexpr float staticShift = 2.5f;
+
+void staticByPelta(benchmark::State& state, int sampleCount) {
+    Trace shifted(sampleCount), work(sampleCount);
+    Trace first = gather(sampleCount)[0];
+    applyStatic(first.data(), shifted.data(), work.data(), sampleCount, staticShift);
+    for (int i = 10; i < sampleCount - 10; ++i)
+        require(std::fabs(shifted[i] - 0.5f * (first[i + 2] + first[i + 3])) < 0.1f, "applyStatic");
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) {
+        applyStatic(trace.data(), shifted.data(), work.data(), sampleCount, staticShift);
+        benchmark::DoNotOptimize(shifted.data());
+    });
+}
+
+void staticByReadingAlone(benchmark::State& state, int sampleCount) {
+    Trace shifted(sampleCount), positions(sampleCount);
+    for (int i = 0; i < sampleCount; ++i) positions[i] = static_cast<float>(i) + staticShift;
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) {
+        ints8r(sampleCount, 1.0f, 0.0f, trace.data(), 0.0f, 0.0f, sampleCount, positions.data(), shifted.data());
+        benchmark::DoNotOptimize(shifted.data());
+    });
+}
+
 void registerMoveout(int n) {
     const auto add = [](const std::string& name, auto work) { benchmark::RegisterBenchmark(name.c_str(), work); };
     add("applyNMO|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::hyperbola); });
@@ -326,8 +468,22 @@ void registerGainControl(int n, int window) {
     add("limit: window slides over lanes", windowSlides);
 }
 
+void registerSemblanceAndStatics(int n) {
+    const auto add = [&](const char* name, const std::string& more, auto work) {
+        benchmark::RegisterBenchmark((name + ("|" + caseName(n)) + more).c_str(), [=](auto& state) { work(state, n); });
+    };
+    const std::string window = " window " + std::to_string(semblanceWindow), shift = " shift 2.5";
+    add("buildSemblance|pelta", "", sumsByPelta);
+    add("buildSemblance|limit: pass over the same bytes", "", passOverSums);
+    add("applySemblance|pelta", window, semblanceByPelta);
+    add("applySemblance|limit: two chains of two adds", window, slidingSumsAlone);
+    add("applyStatic|pelta", shift, staticByPelta);
+    add("applyStatic|limit: ints8r", shift, staticByReadingAlone);
+}
+
 const bool isRegistered = [] {
     for (int n : {1500, 4000}) registerMoveout(n);
+    for (int n : {1500, 4000}) registerSemblanceAndStatics(n);
     for (auto [n, window] : {std::pair{1500, 125}, {1500, 251}, {4000, 251}, {4000, 1001}}) registerGainControl(n, window);
     return true;
 }();

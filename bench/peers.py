@@ -445,6 +445,82 @@ def gain_control_plainly(window):
     return balanced
 
 
+def analytic_gather(sample_count):
+    """Traces muted ahead of their first arrivals, and companions in the place of their quadrature traces."""
+    pairs = []
+    for k, trace in enumerate(shot_gather(32, sample_count)):
+        trace[:int((50 + 25 * k) / 1.6 / interval)] = 0
+        pairs.append((trace, np.roll(trace, 3)))
+    return pairs
+
+
+def semblance_sums(sample_count):
+    """Adds to sums that are kept; of a dead sample only the companion has to be masked."""
+    total, companions, squares = np.zeros((3, sample_count))
+    fold = np.zeros(sample_count)
+
+    def add(pair):
+        trace, companion = pair[0].astype(np.float64), pair[1].astype(np.float64)
+        live = trace != 0
+        companion *= live
+        np.add(fold, live, out=fold)
+        np.add(total, trace, out=total)
+        np.add(companions, companion, out=companions)
+        np.add(squares, trace * trace + companion * companion, out=squares)
+        return total, companions, squares, fold
+    return add
+
+
+def semblance_sums_plainly(pair):
+    terms = [(float(x), float(y), float(x) ** 2 + float(y) ** 2, 1.0) if x != 0 else (0.0,) * 4 for x, y in zip(*pair)]
+    return np.array(terms).T
+
+
+def semblance_from_sums(window):
+    def semblance(sums):
+        total, companions, squares, fold = sums
+        stack = scipy.ndimage.uniform_filter1d(total * total + companions * companions, window, mode="mirror")
+        energy = scipy.ndimage.uniform_filter1d(squares, window, mode="mirror")
+        ratio = np.zeros(len(total), np.float32)
+        return np.divide(stack, fold * energy, out=ratio, where=energy > 0, casting="same_kind")
+    return semblance
+
+
+def semblance_from_sums_plainly(window):
+    def semblance(sums):
+        total, companions, squares, fold = sums
+        count, half, ratios = len(total), window // 2, []
+        for j in range(count):
+            places = [abs(i) if i < count else 2 * (count - 1) - i for i in range(j - half, j + half + 1)]
+            energy = sum(squares[i] for i in places)
+            ratios.append(sum(total[i] ** 2 + companions[i] ** 2 for i in places) / (fold * energy) if energy > 0 else 0)
+        return ratios
+    return semblance
+
+
+static_shift = 2.5
+
+
+def shift_by_eight_taps(trace):
+    return read_eight_taps(trace, np.arange(len(trace), dtype=np.float32) + np.float32(static_shift), sinc_rows)
+
+
+def shift_by_lines(trace):
+    places = np.arange(len(trace))
+    return np.interp(places + static_shift, places, trace, 0, 0)
+
+
+def shift_by_splines(trace):
+    return scipy.ndimage.shift(trace, -static_shift)
+
+
+def shift_plainly(trace):
+    whole, fraction = int(static_shift), static_shift % 1
+    taps = np.sinc(fraction - np.arange(-3, 5))
+    return [sum(taps[j] * trace[i + whole - 3 + j] for j in range(8) if i + whole - 3 + j < len(trace))
+            for i in range(len(trace))]
+
+
 def gather_peers():
     for n in lengths:
         velocity = (1.8 + 0.0005 * np.arange(n)).astype(np.float32)
@@ -454,6 +530,16 @@ def gather_peers():
                    moveout_plainly(velocity), 1e-2, inside)
         yield Peer(f"applyNMO|NumPy positions, interp (linear)|n={n}", pairs, moveout_by_lines(velocity),
                    moveout_plainly(velocity), 0.1, inside)
+    for n in lengths:
+        pairs = analytic_gather(n)
+        yield Peer(f"buildSemblance|NumPy|n={n}", pairs, semblance_sums(n), semblance_sums_plainly, 1e-12)
+        sums = np.sum([semblance_sums_plainly(pair) for pair in pairs], axis=0)
+        yield Peer(f"applySemblance|NumPy, SciPy uniform_filter1d|n={n} window 11", [(*sums[:3], float(len(pairs)))],
+                   semblance_from_sums(11), semblance_from_sums_plainly(11), 1e-5)
+        traces, case, inside = shot_gather(32, n), f"n={n} shift {static_shift}", slice(100, n - 100)
+        for name, shift, tolerance in (("NumPy positions, numba 8-tap loop", shift_by_eight_taps, 1e-2),
+                                       ("NumPy interp (linear)", shift_by_lines, 0.1), ("SciPy shift (cubic)", shift_by_splines, 0.1)):
+            yield Peer(f"applyStatic|{name}|{case}", traces, shift, shift_plainly, tolerance, inside)
     for n, window in ((1500, 125), (1500, 251), (4000, 251), (4000, 1001)):
         yield Peer(f"PeltaAGC|bottleneck move_median|n={n} window {window}", shot_gather(32, n), gain_control(window),
                    gain_control_plainly(window), 1e-3)
