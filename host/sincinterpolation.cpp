@@ -4,6 +4,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "vectorize.h"
@@ -131,11 +132,12 @@ HOST_INLINE float weightedSum(const float* taps, const float* samples) {
     return (folded[0] + folded[2]) + (folded[1] + folded[3]);
 }
 
-/* Outputs whose eight samples all lie within the series, four at a time. Each sum is ((0+4)+(2+6)) + ((1+5)+(3+7)), the order in
- * which vector units of every level fold eight products. */
-HOST_VECTORIZE void sumWithin(const float* samples, const Operators& operators, const Places& places, int count, float* out) {
+/* Outputs whose eight samples all lie in a stretch that begins with the series' sample first, four at a time. Each sum is
+ * ((0+4)+(2+6)) + ((1+5)+(3+7)), the order in which vector units of every level fold eight products. */
+HOST_VECTORIZE void sumWithin(const float* samples, int first, const Operators& operators, const Places& places, int count,
+                              float* out) {
     const auto folded = [&](int k) HOST_ALWAYS_INLINE {
-        return foldedProducts(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore));
+        return foldedProducts(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore - first));
     };
     int k = 0;
     for (; k + 4 <= count; k += 4) {
@@ -145,7 +147,8 @@ HOST_VECTORIZE void sumWithin(const float* samples, const Operators& operators, 
         *reinterpret_cast<FourFloats*>(out + k) =
             __builtin_shufflevector(ab, cd, 0, 1, 4, 5) + __builtin_shufflevector(ab, cd, 2, 3, 6, 7);
     }
-    for (; k < count; ++k) out[k] = weightedSum(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore));
+    for (; k < count; ++k)
+        out[k] = weightedSum(operators[places.fraction[k]].data(), samples + (places.below[k] - tapsBefore - first));
 }
 
 HOST_VECTORIZE void sumAnywhere(const Series& series, const Operators& operators, const Places& places, int count, float* out) {
@@ -162,11 +165,25 @@ void copyHitSamples(const Series& series, const Places& places, int count, float
         if (places.fraction[k] == 0) out[k] = series.at(places.below[k]);
 }
 
+/* A stretch of the extended series. */
+void copyExtended(const Series& series, int first, int length, float* out) {
+    const auto ahead = static_cast<int>(std::clamp<std::int64_t>(-std::int64_t{first}, 0, length));
+    const auto end = static_cast<int>(std::clamp<std::int64_t>(std::int64_t{series.count} - first, 0, length));
+    std::fill(out, out + ahead, series.left);
+    if (ahead < end) std::copy(series.samples + first + ahead, series.samples + first + end, out + ahead);
+    std::fill(out + end, out + length, series.right);
+}
+
 void interpolate(const Series& series, const Operators& operators, const Places& places, int count, float* out) {
     const Extent extent = extentOf(places, count);
+    const int reachOfChunk = extent.highest - extent.lowest;
     if (extent.lowest >= tapsBefore && extent.highest - tapsBefore <= series.count - tapCount)
-        sumWithin(series.samples, operators, places, count, out);
-    else sumAnywhere(series, operators, places, count, out);
+        sumWithin(series.samples, 0, operators, places, count, out);
+    else if (constexpr int room = 4 * chunkLength; reachOfChunk <= room - tapCount) {
+        float around[room];
+        copyExtended(series, extent.lowest - tapsBefore, reachOfChunk + tapCount, around);
+        sumWithin(around, extent.lowest - tapsBefore, operators, places, count, out);
+    } else sumAnywhere(series, operators, places, count, out);
     if (extent.leastFraction == 0) copyHitSamples(series, places, count, out);
 }
 

@@ -126,6 +126,19 @@ TEST(SincInterpolation, GivesAPositionTheSameValueAloneAndAmongOthers) {
         EXPECT_TRUE(sameBits(resampled(series, {positions[k]}, 2.5f, -3.5f)[0], together[k])) << positions[k];
 }
 
+/* Beside the ends a group that lies close together is read from a copy. */
+TEST(SincInterpolation, GivesTheSameValuesBesideTheEndsHoweverFarAGroupSpreads) {
+    const std::vector<float> series = randomTrace(600, 20);
+    for (float spread : {1.5f, 120.5f, 503.5f, 504.5f, 505.5f, 590.5f})
+        for (float from : {-7.25f, -0.5f, 606.75f - spread}) {
+            std::vector<float> positions;
+            for (int k = 0; k <= 100; ++k) positions.push_back(from + spread * static_cast<float>(k) / 100.0f);
+            const std::vector<float> together = resampled(series, positions, 2.5f, -3.5f);
+            for (std::size_t k = 0; k < positions.size(); ++k)
+                EXPECT_TRUE(sameBits(resampled(series, {positions[k]}, 2.5f, -3.5f)[0], together[k])) << spread << positions[k];
+        }
+}
+
 TEST(SincInterpolation, IsExactAtSamplePositionsEvenBesideInfinities) {
     std::vector<float> series = randomTrace(100, 13), positions(100);
     series[20] = infinity;
