@@ -153,7 +153,8 @@ PELTA_API int GMT1set_grid_parameters(SURFACE_INFO* C, SURFACE_GLOBAL* G);
 PELTA_API int GMT1throw_away_unusables(SURFACE_INFO* C);
 PELTA_API int GMT1remove_planar_trend(SURFACE_INFO* C);
 PELTA_API int GMT1rescale_z_values(SURFACE_INFO* C);
-/* Makes the grids of bounds; transform: in terms of the scaled points instead of z's unit. */
+/* Makes new grids of bounds, with malloc, and leaves those of an earlier call to their owner; transform: in terms of the scaled points
+ * instead of z's unit. */
 PELTA_API int GMT1load_constraints(SURFACE_INFO* C, int transform);
 PELTA_API int GMT1smart_divide(SURFACE_INFO* C);
 PELTA_API int GMT1set_offset(SURFACE_INFO* C);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <numeric>
+#include <utility>
 
 #include "gridding/tensionspline.h"
 
@@ -177,10 +178,10 @@ void transformBound(const SURFACE_INFO& s, float* bound) {
         }
 }
 
-/* Modes above 2 would read their bounds from a file; here they do not bound anything. */
+/* Modes above 2 would read their bounds from a file; here they do not bound anything.
+ * Kept on purpose: the grid of an earlier call is not released. It is the caller's. */
 bool loadBound(SURFACE_INFO& s, float*& bound, int mode, double limit, float unbounded, bool isTransformed) {
     if (mode <= 0) return true;
-    std::free(bound);
     const std::size_t count = static_cast<std::size_t>(s.nx) * static_cast<std::size_t>(s.ny);
     bound = tension::obtain<float>(count).release();
     if (!bound) return false;
@@ -386,6 +387,7 @@ Range storeData(SURFACE_INFO& s, const float* x, const float* y, const float* z,
 }
 
 void setLimits(SURFACE_INFO& s, const Range& range) {
+    if (range.smallest > range.largest) return; /* no point */
     if (s.set_low == 1) s.low_limit = range.smallest;
     if (s.set_low == 2 && s.low_limit > range.smallest)
         std::puts("SURFACE: Warning:  Your lower value is > than min data value.");
@@ -483,6 +485,8 @@ int computeGMT1Surface(float* x, float* y, float* z, int npts, float xmin, float
     GMT1rescale_z_values(&s);
     if (GMT1load_constraints(&s, 1) != 0 || !solve(s)) return 0;
     GMT1replace_planar_trend(&s);
+    std::free(std::exchange(s.lower, nullptr));
+    std::free(std::exchange(s.upper, nullptr));
     if (GMT1load_constraints(&s, 0) == 0) writeSurface(s, z);
     return 0;
 }

@@ -485,17 +485,26 @@ class DataNodes {
     Block<Node> _nodes;
 };
 
+/* In u, of a node of the current stride or of the two pad nodes on each side, which are single nodes at every stride. */
+template <class State>
+std::size_t levelPlace(const State& s, int i, int j) {
+    const auto scaled = [&](int k, int count) {
+        return k < 0 ? k : k < count ? k * s.grid : (count - 1) * s.grid + k - (count - 1);
+    };
+    const std::ptrdiff_t east = scaled(i, s.block_nx), north = scaled(j, s.block_ny);
+    return static_cast<std::size_t>(s.ij_sw_corner + east * s.my + north);
+}
+
 /* Sweeps over the nodes of the current stride until they change by no more than the limit. False where memory ran out. */
 template <class State>
 bool iterate(State& s) {
     using Real = RealOf<State>;
     SkewedGrid grid(s.block_nx, s.block_ny);
     if (!grid.hasMemory()) return false;
-    const auto place = [&](int i, int j) { return nodeOf(s, i * s.grid, j * s.grid); };
     for (int i = 0; i < s.block_nx; ++i)
         for (int j = 0; j < s.block_ny; ++j) {
-            grid.value(i, j) = s.u[place(i, j)];
-            grid.state(i, j) = s.iu[place(i, j)];
+            grid.value(i, j) = s.u[levelPlace(s, i, j)];
+            grid.state(i, j) = s.iu[levelPlace(s, i, j)];
         }
     const DataNodes<State> dataNodes(s, grid);
     if (!dataNodes.hasMemory()) return false;
@@ -518,8 +527,13 @@ bool iterate(State& s) {
         ++s.total_iterations;
         change = largest * s.z_scale;
     } while (change > limit && sweeps < s.max_iterations);
+    const auto giveBack = [&](int i, int j) { s.u[levelPlace(s, i, j)] = grid.value(i, j); };
     for (int i = 0; i < s.block_nx; ++i)
-        for (int j = 0; j < s.block_ny; ++j) s.u[place(i, j)] = grid.value(i, j);
+        for (int j = -SkewedGrid::pad; j < s.block_ny + SkewedGrid::pad; ++j) giveBack(i, j);
+    for (int j = 0; j < s.block_ny; ++j)
+        for (int k = 0; k < SkewedGrid::pad; ++k) giveBack(-1 - k, j), giveBack(s.block_nx + k, j);
+    for (int i : {-1, s.block_nx})
+        for (int j : {-1, s.block_ny}) giveBack(i, j);
     return true;
 }
 

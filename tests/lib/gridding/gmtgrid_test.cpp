@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 #include <pelta/gmtgrid.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <vector>
@@ -191,6 +195,35 @@ TEST(MakeGMTGrid, WithoutPointsInsideEveryNodeIsWritten) {
     r.zmin = 2;
     EXPECT_EQ(surfaceOf(r), std::vector<float>(81, 2.0f));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) /* which needs the address space itself */
+
+/* Ends the process by itself if memory suffices. */
+void gridWithin(std::size_t bytes, int nodes, int points) {
+    Request r = waveRequest(nodes, points, 8);
+    r.iterations = 1;
+    std::vector<float> surface(static_cast<std::size_t>(nodes * nodes));
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t room = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + bytes;
+    const rlimit limit{room, room};
+    setrlimit(RLIMIT_AS, &limit);
+    makeGMTGrid(&r.xmin, &r.xmax, &r.ymin, &r.ymax, &r.zmin, &r.zmax, &r.ncols, &r.nrows, r.x.data(), r.y.data(), r.z.data(),
+                &points, &r.iterations, &r.boundaryTension, &r.limit, &r.epsilon, &r.interiorTension, surface.data());
+    std::_Exit(0);
+}
+
+TEST(MakeGMTGridDeathTest, OutOfMemoryEndsTheProcess) {
+    constexpr std::size_t mega = 1000000;
+    const auto ends = testing::ExitedWithCode(255);
+    EXPECT_EXIT(gridWithin(mega, 11, 300000), ends, "^grid: out of memory \\(data\\) \n$");
+    EXPECT_EXIT(gridWithin(mega, 2001, 100), ends, "^grid : out of memory \\(iu\\) \n$");
+    EXPECT_EXIT(gridWithin(10 * mega, 2001, 100), ends, "^grid : out of memory \\(u\\) \n$");
+    EXPECT_EXIT(gridWithin(23 * mega, 2001, 100), ends, "^grid : out of memory \\(u\\) \n$") << "one level's nodes";
+    EXPECT_EXIT(gridWithin(500 * mega, 2001, 100), testing::ExitedWithCode(0), "^$");
+}
+
+#endif
 
 TEST(MakeGMTGrid, EndsForTheSmallestGrids) {
     for (int ncols = 1; ncols < 5; ++ncols)

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 #include <pelta/gmtsurface.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <random>
@@ -129,6 +132,9 @@ TEST(ComputeGMT1Surface, WarnsOfLimitsThatCutThePoints) {
                         "SURFACE: Warning:  Your upper value is < than max data value.\n"),
               std::string::npos);
     EXPECT_EQ(r.z, std::vector<float>(25, 0.0f)) << "the limits of options that nobody set";
+    const std::string atLimits =
+        printedBy([&] { computeGMT1Surface(r.x.data(), r.y.data(), r.z.data(), 10, 0, 5, 5, 0, 5, 5, 1, 1.4f, 0.5f, 2); }).text;
+    EXPECT_EQ(atLimits, "computeSurface relax: 1.400000   tension: 0.500000   aspect: 1.000000   constrain: 2\n");
 }
 
 TEST(ComputeGMT1Surface, StaysInTheRangeOfThePoints) {
@@ -153,8 +159,10 @@ TEST(ComputeGMT1Surface, EndsForTheSmallestGridsAndWithoutPoints) {
     EXPECT_EQ(surfaceOf(none), std::vector<float>(441, 0.0f));
     none.add(1e6f, 0, 5);
     none.add(std::nanf(""), 0, 5);
-    none.constrain = 1;
-    surfaceOf(none);
+    for (int constrain : {1, 2, 3}) {
+        none.constrain = constrain;
+        EXPECT_EQ(surfaceOf(none), std::vector<float>(441, 0.0f)) << constrain;
+    }
 }
 
 TEST(ComputeGMT1Surface, PointsOfOneValueGiveThatValue) {
@@ -225,9 +233,230 @@ TEST(SurfaceSteps, BoundsAreTransformedLikeThePoints) {
     EXPECT_EQ(s.upper, nullptr);
     const float expected[6] = {2.5f, 1.5f, 0.5f, 4.5f, 3.5f, 2.5f}; /* the last row is the lowest of the plane */
     for (int k = 0; k < 6; ++k) EXPECT_EQ(s.lower[k], expected[k]) << k;
-    EXPECT_EQ(GMT1load_constraints(&s, 0), 0);
-    for (int k = 0; k < 6; ++k) EXPECT_EQ(s.lower[k], 10.0f);
+    s.set_low = 0;
+    s.set_high = 2;
+    s.high_limit = 20.0;
+    EXPECT_EQ(GMT1load_constraints(&s, 1), 0);
+    for (int k = 0; k < 6; ++k) EXPECT_EQ(s.upper[k], expected[k] + 5.0f) << k;
     std::free(s.lower);
+    std::free(s.upper);
+}
+
+/* Kept on purpose. */
+TEST(SurfaceSteps, BoundsOfAnEarlierCallStayTheirOwners) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 2;
+    s.plane_c0 = 1.0;
+    s.r_z_scale = 0.5;
+    s.low_limit = 10.0;
+    s.high_limit = 20.0;
+    float lower[4] = {1, 2, 3, 4}, upper[4] = {5, 6, 7, 8};
+    s.lower = lower;
+    s.upper = upper;
+    for (int mode : {0, -1}) {
+        s.set_low = s.set_high = mode;
+        EXPECT_EQ(GMT1load_constraints(&s, 0), 0);
+        EXPECT_EQ(s.lower, lower);
+        EXPECT_EQ(s.upper, upper);
+        EXPECT_EQ(s.constrained, 0);
+    }
+    s.set_low = s.set_high = 1;
+    EXPECT_EQ(GMT1load_constraints(&s, 0), 0);
+    ASSERT_NE(s.lower, lower);
+    ASSERT_NE(s.upper, upper);
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(s.lower[k], 10.0f);
+        EXPECT_EQ(s.upper[k], 20.0f);
+        EXPECT_EQ(lower[k], static_cast<float>(k + 1));
+        EXPECT_EQ(upper[k], static_cast<float>(k + 5));
+    }
+    std::free(s.lower);
+    std::free(s.upper);
+}
+
+/* Nodes that all stand fixed: a sweep does no more than set the pad. */
+TEST(SurfaceSteps, ASweepSetsThePadFromTheEdges) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = 13;
+    s.ny = 10;
+    s.mx = 17;
+    s.my = 14;
+    s.grid = 3;
+    s.x_inc = s.y_inc = 1;
+    s.l_epsilon = 1.5;
+    s.boundary_tension = 0.375;
+    s.z_scale = 1.0;
+    s.converge_limit = 0.0; /* which no change at all does not exceed */
+    s.max_iterations = 5;
+    SURFACE_GLOBAL global;
+    GMT1set_grid_parameters(&s, &global);
+    GMT1set_offset(&s);
+    GMT1set_coefficients(&s);
+    EXPECT_EQ(s.ij_sw_corner, 30);
+    EXPECT_EQ(s.ij_se_corner, 30 + 12 * 14);
+    EXPECT_EQ(s.ij_nw_corner, 39);
+    EXPECT_EQ(s.ij_ne_corner, 39 + 12 * 14);
+    std::vector<float> u(17 * 14);
+    std::vector<char> states(u.size(), 5);
+    std::mt19937 engine(11);
+    for (float& value : u) value = std::uniform_real_distribution<float>(-9.0f, 9.0f)(engine);
+    const std::vector<float> before = u;
+    s.u = u.data();
+    s.iu = states.data();
+    EXPECT_EQ(GMT1iterate(&s, 1), 1);
+    EXPECT_EQ(GMT1iterate(&s, 0), 1);
+    EXPECT_EQ(s.total_iterations, 2);
+
+    const double tension = 0.375, y = 2 * 1.5 * (1 - tension) + tension;
+    const double x0 = 4 * (1 - tension) / (2 - tension), x1 = (3 * tension - 2) / (2 - tension);
+    const double y0 = 4 * 1.5 * (1 - tension) / y, y1 = (tension - 2 * 1.5 * (1 - tension)) / y;
+    const auto at = [&](int i, int j) -> double { return u[static_cast<std::size_t>(30 + i * 14 + j)]; };
+    const auto rounded = [](double value) { return static_cast<double>(static_cast<float>(value)); };
+    for (int i = 0; i < 13; ++i)
+        for (int j = 0; j < 10; ++j) EXPECT_EQ(at(i, j), before[static_cast<std::size_t>(30 + i * 14 + j)]);
+    for (int i = 0; i < 13; i += 3) {
+        EXPECT_EQ(at(i, -1), rounded(y0 * at(i, 0) + y1 * at(i, 3)));
+        EXPECT_EQ(at(i, 10), rounded(y0 * at(i, 9) + y1 * at(i, 6)));
+        const int w = i == 0 ? -1 : i - 3, e = i == 12 ? 13 : i + 3;
+        EXPECT_EQ(at(i, -2), rounded(at(i, 6) + s.eps_m2 * (at(w, 3) + at(e, 3) - at(w, -1) - at(e, -1)) +
+                                     s.two_plus_em2 * (at(i, -1) - at(i, 3))));
+        EXPECT_EQ(at(i, 11), rounded(-(s.eps_m2 * (at(w, 10) + at(e, 10) - at(w, 6) - at(e, 6)) - at(i, 3) +
+                                       s.two_plus_em2 * (at(i, 6) - at(i, 10)))));
+    }
+    for (int j = 0; j < 10; j += 3) {
+        EXPECT_EQ(at(-1, j), rounded(x1 * at(3, j) + x0 * at(0, j)));
+        EXPECT_EQ(at(13, j), rounded(x1 * at(9, j) + x0 * at(12, j)));
+        const int t = j == 0 ? -1 : j - 3, n = j == 9 ? 10 : j + 3;
+        EXPECT_EQ(at(-2, j), rounded(at(6, j) + s.eps_p2 * (at(3, n) + at(3, t) - at(-1, n) - at(-1, t)) +
+                                     s.two_plus_ep2 * (at(-1, j) - at(3, j))));
+        EXPECT_EQ(at(14, j), rounded(-(s.eps_p2 * (at(13, n) + at(13, t) - at(9, n) - at(9, t)) - at(6, j) +
+                                       s.two_plus_ep2 * (at(9, j) - at(13, j)))));
+    }
+    EXPECT_EQ(at(-1, -1), rounded(at(-1, 3) + at(3, -1) - at(3, 3)));
+    EXPECT_EQ(at(-1, 10), rounded(at(-1, 6) + at(3, 10) - at(3, 6)));
+    EXPECT_EQ(at(13, -1), rounded(at(13, 3) + at(9, -1) - at(9, 3)));
+    EXPECT_EQ(at(13, 10), rounded(at(13, 6) + at(9, 10) - at(9, 6)));
+}
+
+TEST(SurfaceSteps, CoefficientsOfTheEquations) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 5;
+    s.my = 9;
+    s.l_epsilon = 2.0;
+    s.interior_tension = 0.5;
+    GMT1set_coefficients(&s);
+    EXPECT_EQ(s.eps_p2, 4.0);
+    EXPECT_EQ(s.eps_m2, 0.25);
+    EXPECT_EQ(s.one_plus_e2, 5.0);
+    EXPECT_EQ(s.two_plus_ep2, 10.0);
+    EXPECT_EQ(s.two_plus_em2, 2.5);
+    EXPECT_EQ(s.e_2, 8.0);
+    EXPECT_EQ(s.e_m2, 0.5);
+    EXPECT_EQ(s.x_edge_const, 20.0 - 2.0);
+    EXPECT_EQ(s.y_edge_const, 5.0 - 0.5);
+    EXPECT_EQ(s.a0_const_1, 17.0);
+    EXPECT_EQ(s.a0_const_2, 5.5);
+    const double a0 = 1.0 / (48.0 + 20.0 + 4.0 - 10.0 + 10.0);
+    const double withData[12] = {-8, -4, 20, -4, -0.5, 5, 5, -0.5, -4, 20, -4, -8};
+    const double without[12] = {-8, -4, 42, -4, -0.5, 10.5, 10.5, -0.5, -4, 42, -4, -8};
+    for (int k = 0; k < 12; ++k) {
+        EXPECT_EQ(s.coeff[1][k], withData[k]) << k;
+        EXPECT_EQ(s.coeff[0][k], without[k] * a0) << k;
+    }
+}
+
+TEST(SurfaceSteps, AnRmsOfNothingIsAScaleOfOne) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    SURFACE_DATA points[2] = {{0, 0, 0, 0}, {1, 1, 0, 5}};
+    s.data = points;
+    s.npoints = 2;
+    s.converge_limit = 2.0;
+    GMT1rescale_z_values(&s);
+    EXPECT_EQ(s.z_scale, 1.0);
+    EXPECT_EQ(s.r_z_scale, 1.0);
+    EXPECT_EQ(s.converge_limit, 2.0);
+    s.converge_limit = 0.0;
+    GMT1rescale_z_values(&s);
+    EXPECT_EQ(s.converge_limit, 0.001);
+    points[0].z = 10.0f;
+    points[1].z = -10.0f;
+    s.converge_limit = 0.0;
+    GMT1rescale_z_values(&s);
+    EXPECT_EQ(s.z_scale, 10.0);
+    EXPECT_EQ(s.r_z_scale, 0.1);
+    EXPECT_EQ(s.converge_limit, 0.001 * 10.0);
+    EXPECT_EQ(points[1].z, -1.0f);
+}
+
+TEST(SurfaceSteps, TheNearestPointGivesItsNodeAStateAndARecord) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 5;
+    s.mx = s.my = 9;
+    s.grid = 2;
+    s.x_inc = s.y_inc = 0.5f;
+    s.l_epsilon = 1.0;
+    SURFACE_GLOBAL global;
+    GMT1set_grid_parameters(&s, &global);
+    GMT1set_coefficients(&s);
+    /* 3 by 3 nodes, 1 apart; on a node means within 0.05 */
+    SURFACE_DATA points[6] = {{0.25f, 0.125f, 3, 0}, {0.03125f, 1.03125f, 7, 1}, {0.9375f, 0.0f, 4, 3},
+                              {0.5f, 0.5f, 9, 3},    {0.75f, 0.75f, 5, 4},       {2.0f, 1.75f, 6, 8}};
+    s.data = points;
+    s.npoints = 6;
+    std::vector<float> u(81, 100.0f);
+    std::vector<char> states(81, 3);
+    SURFACE_BRIGGS records[6] = {};
+    s.u = u.data();
+    s.iu = states.data();
+    s.briggs = records;
+    GMT1find_nearest_point(&s);
+    EXPECT_EQ(s.small, 0.05);
+    const int expected[3][3] = {{1, 5, 0}, {2, 3, 0}, {0, 0, 4}};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) EXPECT_EQ(states[static_cast<std::size_t>(20 + 18 * i + 2 * j)], expected[i][j]) << i << j;
+    EXPECT_EQ(states[21], 3) << "between the nodes of this stride";
+    EXPECT_EQ(u[22], 7.0f);
+    EXPECT_EQ(u[20], 100.0f);
+    /* dx = dy = 1 / 4 at the third record: last = 4 / (1 / 2 * 3 / 2) */
+    const double last = 4.0 / 0.75, far = 1.5;
+    const double b[4] = {1 - 0.5 * 0.3125 * last, (2 * far - 1) / far, 2 / far, 0.5 * (2 - 0.3125 * last)};
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(records[2].b[k], b[k]) << k;
+    EXPECT_EQ(records[2].b[4], b[0] + b[1] + b[2] + b[3] + last);
+    EXPECT_EQ(records[2].b[5], last * 5);
+    EXPECT_EQ(records[4].b[5], 0.0) << "one record for each node that is not fixed";
+    EXPECT_NE(records[3].b[5], 0.0);
+}
+
+TEST(SurfaceSteps, TheForecastIsBilinearAndKeepsTheOldNodes) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = 9;
+    s.ny = 5;
+    s.my = 9;
+    s.grid = 1;
+    s.old_grid = 4;
+    s.l_epsilon = 1.0;
+    GMT1set_coefficients(&s);
+    std::vector<float> u(13 * 9, 100.0f);
+    std::vector<char> states(u.size(), 3);
+    s.u = u.data();
+    s.iu = states.data();
+    const auto place = [](int i, int j) { return static_cast<std::size_t>(20 + i * 9 + j); };
+    const auto bilinear = [](int i, int j) { return static_cast<float>(2 * i - 3 * j + i * j); };
+    for (int i = 0; i < 9; i += 4)
+        for (int j = 0; j < 5; j += 4) u[place(i, j)] = bilinear(i, j);
+    GMT1fill_in_forecast(&s);
+    for (int i = 0; i < 9; ++i)
+        for (int j = 0; j < 5; ++j) {
+            EXPECT_EQ(u[place(i, j)], bilinear(i, j)) << i << " " << j;
+            EXPECT_EQ(states[place(i, j)], i % 4 == 0 && j % 4 == 0 ? 5 : 0) << i << " " << j;
+        }
+    EXPECT_EQ(states[place(-1, 0)], 3);
 }
 
 TEST(SurfaceSteps, PointsAreOrderedByNodeAndNearness) {
@@ -282,6 +511,37 @@ TEST(SurfaceSizes, SuggestsTenBestFirstOrNone) {
     }
     EXPECT_EQ(printedBy([&] { GMT1suggest_sizes_for_surface(factors, 2, 2); }).text,
               "Cannot suggest any nx,ny better than your -R -I define.\n");
+}
+
+TEST(SurfaceSizes, SuggestsFromAllSizesOfSmallPrimesUpToTwice) {
+    int factors[32];
+    const auto candidates = [](int size) {
+        std::vector<int> found;
+        for (int twos = 2; twos <= 2 * size; twos *= 2)
+            for (int threes = twos; threes <= 2 * size; threes *= 3)
+                for (int fives = threes; fives <= 2 * size; fives *= 5)
+                    if (fives >= size) found.push_back(fives);
+        return found;
+    };
+    for (int nx : {1, 2, 3, 5, 6, 8, 11, 27, 64, 135})
+        for (int ny : {2, 3, 4, 7, 13, 27, 81, 100}) {
+            const double usual = GMT1guess_surface_time(factors, nx, ny);
+            std::vector<SURFACE_SUGGESTION> better;
+            for (int x : candidates(nx))
+                for (int y : candidates(ny))
+                    if (const double time = GMT1guess_surface_time(factors, x, y); time < usual)
+                        better.push_back({x, y, usual / time});
+            std::stable_sort(better.begin(), better.end(), [](const auto& a, const auto& b) { return a.factor > b.factor; });
+            better.resize(std::min<std::size_t>(better.size(), 10));
+            std::string expected = better.empty() ? "Cannot suggest any nx,ny better than your -R -I define.\n" : "";
+            for (const SURFACE_SUGGESTION& b : better) {
+                char line[120];
+                std::snprintf(line, sizeof line, "HINT:  Choosing nx = %d, ny = %d might cut run time by a factor of %.8g\n",
+                              b.nx, b.ny, b.factor);
+                expected += line;
+            }
+            EXPECT_EQ(printedBy([&] { GMT1suggest_sizes_for_surface(factors, nx, ny); }).text, expected) << nx << " by " << ny;
+        }
 }
 
 }
