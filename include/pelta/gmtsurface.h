@@ -10,7 +10,9 @@ PELTA_BEGIN_C
 
 typedef int BOOLEAN;
 
-/* Options. */
+/* Options. The field I steps in where <complex.h> has made a macro of its name. */
+#pragma push_macro("I")
+#undef I
 typedef struct SURFACE_CTRL_STRUCT {
     struct {
         BOOLEAN active;
@@ -55,6 +57,7 @@ typedef struct SURFACE_CTRL_STRUCT {
         double value;
     } Z; /* over-relaxation factor */
 } SURFACE_CTRL;
+#pragma pop_macro("I")
 
 /* A point. */
 typedef struct SURFACE_DATA_STRUCT {
