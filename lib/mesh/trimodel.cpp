@@ -33,6 +33,7 @@ struct Store : Model {
     AbscissaChain abscissae;
     HullSides sides;
     std::size_t faceCount = 2;
+    bool hasFlatFaces = false, hasTurnedFaces = false; /* or had them */
 
     ~Store() { std::free(sides.x); }
 };
@@ -246,30 +247,6 @@ void triModel::tri_circle(Face* F) {
 
 namespace {
 
-/* Follows the sides that have the point to their left, from any face on. Null unless the walk ends in a face that has the
- * point strictly inside: no other face contains it then, whichever way one comes. */
-Face* strictlyContainingFace(Face* face, Coord x, Coord y) {
-    constexpr int longestWalk = 1000;
-    const EdgeUse* entered = face->eu;
-    for (int i = 0; i < longestWalk; ++i) {
-        const EdgeUse *next = entered->euCW, *last = entered->euCCW;
-        const int ofNext = sideOf(next, x, y), ofLast = sideOf(last, x, y);
-        const EdgeUse* crossed;
-        if (ofNext == 1) crossed = next;
-        else if (ofLast == 1) crossed = last;
-        else {
-            const int ofEntered = sideOf(entered, x, y);
-            if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return face;
-            if (ofEntered != 1) return nullptr;
-            crossed = entered;
-        }
-        entered = crossed->euMate;
-        face = entered->f;
-        if (!face) return nullptr;
-    }
-    return nullptr;
-}
-
 /* How far the point lies beyond the side of the face that it is farthest beyond. */
 double violation(const Face* face, Coord x, Coord y) {
     double farthest = 0.0;
@@ -339,19 +316,15 @@ EdgeUse* firstSideCrossed(triModel& mesh, const Vertex* vertex, Coord x, Coord y
 
 }
 
-void triModel::tri_face(Coord x, Coord y, Face** F) {
-    if (!model) return;
-    if (!*F) *F = model->f;
-    if (tri_inside(*F, x, y)) return;
-    Vertex* vertex = (*F)->eu->vu->v;
-    std::size_t stepsLeft = 20 * storeOf(model).faceCount + 1000; /* rounding can lead a walk in circles */
+namespace {
+
+/* Walks from a vertex to a face that contains the point. */
+Face* walkFrom(triModel& mesh, Vertex* vertex, Coord x, Coord y) {
+    std::size_t stepsLeft = 20 * storeOf(mesh.model).faceCount + 1000; /* rounding can lead a walk in circles */
     while (true) {
         vertex = descend(vertex, x, y);
-        if (Face* face = containingFaceAt(*this, vertex, x, y)) {
-            *F = face;
-            return;
-        }
-        EdgeUse* side = firstSideCrossed(*this, vertex, x, y);
+        if (Face* face = containingFaceAt(mesh, vertex, x, y)) return face;
+        EdgeUse* side = firstSideCrossed(mesh, vertex, x, y);
         int crossed = 0;
         while (side && crossed != 3) {
             EdgeUse* const entered = side->euMate;
@@ -359,30 +332,89 @@ void triModel::tri_face(Coord x, Coord y, Face** F) {
                 side = nullptr;
                 break;
             }
-            *F = entered->f;
-            if (tri_inside(*F, x, y)) return;
-            crossed =
-                tri_sect(entered->euCW, vertex->x, vertex->y, x, y) + 2 * tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
+            if (mesh.tri_inside(entered->f, x, y)) return entered->f;
+            crossed = mesh.tri_sect(entered->euCW, vertex->x, vertex->y, x, y) +
+                      2 * mesh.tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
             side = crossed == 0 ? nullptr : crossed == 1 ? entered->euCW : entered->euCCW;
         }
-        if (!side) break;
+        if (!side) return searchAllFaces(mesh, x, y);
         vertex = side->vu->v; /* the way leads through the far corner */
     }
-    *F = searchAllFaces(*this, x, y);
+}
+
+/* False where another descent could have ended elsewhere: at a neighbour that is about as near, however circles were rounded. */
+bool isNearestByFar(const Vertex* vertex, Coord x, Coord y) {
+    constexpr double margin = 1.001;
+    const double distance = squaredDistance(vertex, x, y);
+    const VertexUse* use = vertex->vu;
+    do {
+        if (squaredDistance(endOf(use->eu), x, y) <= margin * distance) return false;
+        use = use->vuNext;
+    } while (use != vertex->vu);
+    return true;
+}
+
+}
+
+void triModel::tri_face(Coord x, Coord y, Face** F) {
+    if (!model) return;
+    if (!*F) *F = model->f;
+    if (!tri_inside(*F, x, y)) *F = walkFrom(*this, (*F)->eu->vu->v, x, y);
 }
 
 namespace {
 
-/* Sets Fcur to the face of a point inside the square. Where a face has it strictly inside, a short way there will do;
- * otherwise the walk from the face found last decides. */
+/* 1 where the point is to the left of the side, -1 where it is to the right of it by more than any test may err, 0 otherwise.
+ * Tests err by less than the spacing of numbers at the size of the square, times the length of the side. */
+int clearSideOf(const EdgeUse* side, Coord x, Coord y) {
+    constexpr double clear = 1e-7;
+    const Vertex *from = startOf(side), *to = endOf(side);
+    const double dx = to->x - from->x, dy = to->y - from->y;
+    const double ahead = dx * (y - from->y), aside = (x - from->x) * dy;
+    if (ahead > aside) return 1;
+    return aside - ahead > clear * (std::abs(dx) + std::abs(dy)) ? -1 : 0;
+}
+
+/* Follows the sides that have the point to their left, from any face on. Null unless the walk ends in a face that has the
+ * point clearly inside. In a mesh without flat faces no other face contains it then, whichever way one comes. */
+Face* clearlyContainingFace(Face* face, Coord x, Coord y) {
+    constexpr int longestWalk = 1000;
+    const EdgeUse* entered = face->eu;
+    for (int i = 0; i < longestWalk; ++i) {
+        const EdgeUse *next = entered->euCW, *last = entered->euCCW;
+        const int ofNext = clearSideOf(next, x, y), ofLast = clearSideOf(last, x, y);
+        const EdgeUse* crossed;
+        if (ofNext == 1) crossed = next;
+        else if (ofLast == 1) crossed = last;
+        else {
+            const int ofEntered = clearSideOf(entered, x, y);
+            if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return face;
+            if (ofEntered != 1) return nullptr;
+            crossed = entered;
+        }
+        entered = crossed->euMate;
+        face = entered->f;
+        if (!face) return nullptr;
+    }
+    return nullptr;
+}
+
+/* Sets Fcur to the face of a point inside the square that tri_face finds from there, by a shorter way. Where one face alone
+ * can have the point, any way there will do. Otherwise the vertex nearest to the point decides: it is the same wherever the
+ * descent begins, unless two are as near. */
 void locate(triModel& mesh, Coord x, Coord y) {
     Store& store = storeOf(mesh.model);
-    Face* start = store.Fcur;
-    if (!store.grid.isNear(startOf(start->eu->euCCW), x, y))
-        if (const Vertex* vertex = store.grid.near(x, y))
-            if (Face* face = vertex->vu->eu->f) start = face;
-    if (Face* face = strictlyContainingFace(start, x, y)) store.Fcur = face;
-    else mesh.tri_face(x, y, &store.Fcur);
+    Face*& current = store.Fcur;
+    Vertex* const known = store.grid.isNear(startOf(current->eu->euCCW), x, y) ? nullptr : store.grid.near(x, y);
+    if (!store.hasFlatFaces) {
+        Face* const start = known && known->vu->eu->f ? known->vu->eu->f : current;
+        if (Face* face = clearlyContainingFace(start, x, y)) return static_cast<void>(current = face);
+    }
+    if (mesh.tri_inside(current, x, y)) return;
+    Vertex* vertex = current->eu->vu->v;
+    if (known && !store.hasTurnedFaces)
+        if (Vertex* nearest = descend(known, x, y); isNearestByFar(nearest, x, y)) vertex = nearest;
+    current = walkFrom(mesh, vertex, x, y);
 }
 
 }
@@ -521,6 +553,21 @@ bool flipsSide(const Face* face, Coord x, Coord y) {
 
 }
 
+namespace {
+
+/* Notes a face whose corners lie on a line, as far as rounding can tell, or even the wrong way round: such a face may seem to
+ * contain places far off. */
+void noteShape(Store& store, const Face* face) {
+    constexpr double flat = 1e-10; /* sine of an angle */
+    const Vertex *a = startOf(face->eu), *b = startOf(face->eu->euCW), *c = startOf(face->eu->euCCW);
+    const double ahead = (b->x - a->x) * (c->y - a->y), aside = (c->x - a->x) * (b->y - a->y);
+    if (aside - ahead > flat * (std::abs(ahead) + std::abs(aside))) return;
+    store.hasFlatFaces = true;
+    if (!(aside > ahead)) store.hasTurnedFaces = true;
+}
+
+}
+
 /* A flip leaves this face, to be looked at again, and the one behind, to be looked at when this one and all that comes of it are
  * done. That is the next face round the point, up to the one that has the first side's start. */
 void triModel::tri_opt(Face* F, Coord x, Coord y) {
@@ -528,6 +575,7 @@ void triModel::tri_opt(Face* F, Coord x, Coord y) {
     while (true) {
         while (flipsSide(F, x, y)) flip(*this, F);
         tri_circle(F);
+        noteShape(storeOf(model), F);
         if (startOf(F->eu) == last) return;
         F = F->eu->euCCW->euMate->f;
     }

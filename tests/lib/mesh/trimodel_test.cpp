@@ -335,6 +335,51 @@ TEST_P(AwkwardPoints, LeaveAWellLinkedMeshThatAnswers) {
     }
 }
 
+/* Adds points one by one; getting goes shorter ways than tri_face and has to come to the same face: at the next point, at one
+ * that stands already, and halfway between. */
+void expectLocationsOfTheWalk(const std::vector<std::pair<double, double>>& points, std::mt19937& engine) {
+    Started mesh;
+    testing::internal::CaptureStdout();
+    bool isSame = true;
+    for (std::size_t i = 0; i < points.size() && isSame; ++i) {
+        const auto [x, y] = points[i];
+        const auto [otherX, otherY] = points[engine() % (i + 1)];
+        const std::pair<double, double> places[] = {{x, y}, {otherX, otherY}, {(x + otherX) / 2, (y + otherY) / 2}};
+        for (const auto& [placeX, placeY] : places) {
+            Face* face = mesh.model->Fcur;
+            mesh.tri_face(placeX, placeY, &face);
+            get(mesh, placeX, placeY);
+            isSame &= mesh.model->Fcur == face;
+        }
+        add(mesh, x, y);
+    }
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(isSame);
+}
+
+TEST_P(AwkwardPoints, AreFoundInTheFaceThatTheWalkEndsIn) {
+    for (unsigned seed = 1; seed <= 20; ++seed) {
+        std::mt19937 engine(seed);
+        expectLocationsOfTheWalk(awkwardPoints(GetParam(), 150, engine), engine);
+        if (HasFailure()) FAIL() << GetParam() << ", seed " << seed;
+    }
+}
+
+TEST(TriModel, PointsOfRotatedLinesAreFoundInTheFaceThatTheWalkEndsIn) {
+    std::mt19937 engine(9);
+    for (const double spacing : {0.1, 12.5, 100.0}) {
+        std::vector<std::pair<double, double>> points;
+        for (int i = 0; i < 900; ++i) {
+            const double along = i % 30 * spacing, across = i / 30 * spacing;
+            points.emplace_back(5e5 + along * std::cos(0.3) - across * std::sin(0.3),
+                                5e6 + along * std::sin(0.3) + across * std::cos(0.3));
+        }
+        expectLocationsOfTheWalk(points, engine);
+        std::shuffle(points.begin(), points.end(), engine);
+        expectLocationsOfTheWalk(points, engine);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, AwkwardPoints,
                          testing::Values("random", "lattice", "fine lattice far out", "upright line", "slanted line", "circle",
                                          "neighbouring numbers", "rim", "clusters", "turned lattice"),
