@@ -551,10 +551,6 @@ bool flipsSide(const Face* face, Coord x, Coord y) {
     return dx * dx + dy * dy < behind->rs && !areJoined(startOf(side->euCCW), startOf(side->euMate->euCCW));
 }
 
-}
-
-namespace {
-
 /* Notes a face whose corners lie on a line, as far as rounding can tell, or even the wrong way round: such a face may seem to
  * contain places far off. */
 void noteShape(Store& store, const Face* face) {

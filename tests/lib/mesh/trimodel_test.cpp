@@ -678,6 +678,189 @@ TEST(TriModel, OutsideTheHullTheValueRunsFromBisectorToBisector) {
     EXPECT_EQ(valueAt(mesh, 5, 0), 45.0f) << "on the hull: inside";
 }
 
+TEST(TriModel, SidesAndCornersOfAFaceBelongToIt) {
+    Started mesh;
+    Face* face = mesh.model->f; /* corners 0, 2, 1 of the square */
+    EXPECT_EQ(mesh.tri_inside(face, 0, 0), 1);
+    EXPECT_EQ(mesh.tri_inside(face, half, 7), 1);
+    EXPECT_EQ(mesh.tri_inside(face, half, half), 1);
+    EXPECT_EQ(mesh.tri_inside(face, 0, 1e-7), 0);
+}
+
+TEST(TriModel, ASegmentAcrossOrAlongASideCrossesIt) {
+    Started mesh;
+    EdgeUse* diagonal = mesh.model->f->eu;
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5, 0, 1, 0), 1) << "the side's ends lie on either side of the segment";
+    EXPECT_EQ(mesh.tri_sect(diagonal, -5, 5, half, half), 1) << "through an end of the side";
+    EXPECT_EQ(mesh.tri_sect(diagonal, 0, 0, 0, 5), 1) << "from the side on";
+    EXPECT_EQ(mesh.tri_sect(diagonal, 1, 1, 2, 2), 1) << "in the side";
+}
+
+TEST(TriModel, APointOnACircleFlipsNothing) {
+    Started mesh;
+    for (const auto& [x, y] : std::vector<std::pair<double, double>>{{0, 0}, {4, 0}, {0, 4}, {4, 4}}) add(mesh, x, y);
+    int inner = 0;
+    for (const Face* face = mesh.model->f; face; face = face->fNext) {
+        if (face->rs != 8.0) continue;
+        ++inner;
+        const EdgeUse* side = face->eu;
+        for (int j = 0; j < 3; ++j, side = side->euCW) {
+            const Vertex *v = side->vu->v, *w = side->euCW->vu->v;
+            if (v->x != w->x && v->y != w->y) { EXPECT_EQ(v->x + v->y, 4.0) << "the diagonal that stood first"; }
+        }
+    }
+    EXPECT_EQ(inner, 2);
+}
+
+TEST(TriModel, TheFacesOfASplitFollowOneAnother) {
+    Started mesh;
+    Face* const first = mesh.model->f;
+    Face* const second = first->fNext;
+    EdgeUse* const sides[3] = {first->eu, first->eu->euCW, first->eu->euCCW};
+    add(mesh, 39000000, 0);
+    const Face* face = mesh.model->f;
+    ASSERT_EQ(face, first);
+    for (int i = 1; i < 3; ++i) {
+        face = face->fNext;
+        EXPECT_EQ(face->eu, sides[i]) << "the side opposite the new point";
+    }
+    EXPECT_EQ(face->fNext, second);
+    EXPECT_EQ(second->fNext, nullptr);
+}
+
+TEST(TriModel, CirclesAreThoseOfTheirFormulaFromTheFacesSideOn) {
+    std::mt19937 engine(10);
+    std::uniform_real_distribution<double> uniform(0.0, 1000.0);
+    Started mesh;
+    for (int i = 0; i < 300; ++i) add(mesh, uniform(engine), uniform(engine));
+    for (int i = 0; i < 50; ++i) add(mesh, static_cast<double>(engine() % 20), static_cast<double>(engine() % 20));
+    for (const Face* face = mesh.model->f; face; face = face->fNext) {
+        const Vertex *p = face->eu->vu->v, *q = face->eu->euCW->vu->v, *r = face->eu->euCCW->vu->v;
+        const double a = q->x - p->x, b = r->x - p->x, det = (r->y - p->y) * a - (q->y - p->y) * b;
+        const double c = p->x * p->x + p->y * p->y;
+        const double h2 = (q->x * q->x + q->y * q->y - c) * 0.5, h3 = (r->x * r->x + r->y * r->y - c) * 0.5;
+        const double yc = (a * h3 - b * h2) / det;
+        const double xc = a == 0.0 ? (h3 - yc * (r->y - p->y)) / b : (h2 - yc * (q->y - p->y)) / a;
+        ASSERT_EQ(face->xc, xc);
+        ASSERT_EQ(face->yc, yc);
+        ASSERT_EQ(face->rs, (p->x - xc) * (p->x - xc) + (p->y - yc) * (p->y - yc));
+    }
+}
+
+TEST(TriModel, FacesWithAPointOnTheRimArePrintedWithoutCorners) {
+    Started mesh;
+    add(mesh, half, 5);
+    add(mesh, 0, 0);
+    add(mesh, 0, 100);
+    get(mesh, -3e7, 0);
+    get(mesh, 3e7, 3e7);
+    ASSERT_NE(mesh.model->Fcur, mesh.model->f);
+    const std::string text = printedBy([&] { mesh.triPrint(); }).text;
+    EXPECT_EQ(text.find("\n0 "), std::string::npos);
+    EXPECT_EQ(mesh.model->Fcur, mesh.model->f);
+}
+
+bool isLeft(const Vertex* from, const Vertex* to, double x, double y) {
+    return (to->x - from->x) * (y - from->y) > (x - from->x) * (to->y - from->y);
+}
+
+double plainDistance(double x1, double y1, double x2, double y2) {
+    return std::sqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
+}
+
+/* Of constant functions, outside a hull of three points or more. */
+float plainExtrapolation(const Hull& hull, double x, double y) {
+    std::vector<const VertexHull*> ring{hull.vh};
+    while (ring.back()->vhNext != hull.vh) ring.push_back(ring.back()->vhNext);
+    const VertexHull* nearest = nullptr;
+    const auto squared = [&](const VertexHull* r) { return (x - r->v->x) * (x - r->v->x) + (y - r->v->y) * (y - r->v->y); };
+    for (const VertexHull* r : ring)
+        if (isLeft(r->v, r->vhNext->v, x, y) || isLeft(r->vhPrev->v, r->v, x, y))
+            if (!nearest || squared(r) < squared(nearest)) nearest = r;
+    Vertex bisector = {};
+    bisector.x = nearest->x;
+    bisector.y = nearest->y;
+    const VertexHull* other = isLeft(nearest->v, &bisector, x, y) ? nearest->vhPrev : nearest->vhNext;
+    const Vertex *b = nearest->v, *n = other->v;
+    const auto isDegenerate = [](const VertexHull* r) {
+        const double product = (r->v->y - r->vhPrev->y) * (r->v->x - r->vhNext->x);
+        return (r->v->x - r->vhPrev->x) * (r->v->y - r->vhNext->y) == -product;
+    };
+    if (isDegenerate(other) || isDegenerate(nearest)) {
+        const auto foot = [](double x1, double y1, double x2, double y2, double x3, double y3) {
+            const double dx = x2 - x1, dy = y2 - y1;
+            return ((y3 - y1) * dy * dx + x1 * (dy * dy) + (dx * dx) * x3) / (dy * dy + dx * dx);
+        };
+        const double fx = foot(n->x, n->y, b->x, b->y, x, y), fy = foot(n->y, n->x, b->y, b->x, y, x);
+        const bool isUpright = n->x == b->x, isHigh = isUpright ? n->y >= b->y : n->x >= b->x;
+        const Vertex *high = isHigh ? n : b, *low = isHigh ? b : n;
+        const double c = isUpright ? fy : fx;
+        if (c >= (isUpright ? high->y : high->x)) return high->va[1];
+        if (c < (isUpright ? low->y : low->x)) return low->va[1];
+        const double w = plainDistance(fx, fy, low->x, low->y) / plainDistance(high->x, high->y, low->x, low->y);
+        return static_cast<float>(high->va[1] * w + low->va[1] * (1 - w));
+    }
+    const auto meeting = [](double x1, double y1, double x2, double y2, double x3, double y3, double x4, double y4) {
+        const double above = (y2 - y4) * (x3 - x1) * (x2 - x1) + (x2 - x1) * x4 * (y3 - y1) - (y2 - y1) * x2 * (x3 - x1);
+        return above / ((x2 - x1) * y3 + (x3 - x2) * y1 + (x1 - x3) * y2);
+    };
+    const double ax = meeting(b->x, b->y, nearest->x, nearest->y, n->x, n->y, x, y);
+    const double ay = meeting(b->y, b->x, nearest->y, nearest->x, n->y, n->x, y, x);
+    const double cx = meeting(n->x, n->y, other->x, other->y, b->x, b->y, x, y);
+    const double cy = meeting(n->y, n->x, other->y, other->x, b->y, b->x, y, x);
+    const double w = plainDistance(x, y, ax, ay) / plainDistance(ax, ay, cx, cy);
+    return static_cast<float>(n->va[1] * w + b->va[1] * (1 - w));
+}
+
+TEST(TriModel, ExtrapolatesToTheBitsOfThePlainSteps) {
+    std::mt19937 engine(11);
+    std::uniform_real_distribution<double> uniform(-1000.0, 1000.0);
+    int outside = 0;
+    for (int round = 0; round < 400; ++round) {
+        Started mesh;
+        testing::internal::CaptureStdout();
+        const auto coordinate = [&] { return round % 2 ? uniform(engine) : static_cast<double>(engine() % 5); };
+        const int count = 3 + static_cast<int>(engine() % 12);
+        for (int i = 0; i < count; ++i) {
+            const double x = coordinate(), y = coordinate();
+            add(mesh, x, y, constant(static_cast<float>(1500.0 + 2.0 * uniform(engine))));
+        }
+        for (int i = 0; i < 40; ++i) {
+            const double x = 2.0 * coordinate() - 2.0, y = i % 3 ? 2.0 * coordinate() - 2.0 : x;
+            const float value = valueAt(mesh, x, y);
+            if (mesh.model->hull.n < 3 || !mesh.tri_out_hull(x, y)) continue;
+            ++outside;
+            const float expected = plainExtrapolation(mesh.model->hull, x, y);
+            EXPECT_TRUE(value == expected || (std::isnan(value) && std::isnan(expected)));
+        }
+        testing::internal::GetCapturedStdout();
+        ASSERT_FALSE(HasFailure()) << "round " << round;
+    }
+    EXPECT_GT(outside, 5000);
+}
+
+TEST(TriModel, BisectorsTurnByTheMeanDirection) {
+    triModel mesh;
+    double x, y;
+    mesh.tri_bisector(1, 0, 0, 1, -1, 0, &x, &y); /* directions 3/4 pi and -3/4 pi: across the half turn, the other way */
+    EXPECT_NEAR(x, 0.0, 1e-15);
+    EXPECT_NEAR(y, 0.0, 1e-15);
+    mesh.tri_bisector(0, 0, 1, 0, 0, 0, &x, &y); /* directions 0 and pi: not more than half a turn */
+    EXPECT_NEAR(x, 0.0, 1e-15);
+    EXPECT_NEAR(y, 0.0, 1e-15);
+}
+
+TEST(TriModel, OfPlacesAsFarTheLowerIsDropped) {
+    triModel mesh;
+    const auto at = [&](double x, double x1, double x2, double x3) {
+        float z1 = 10, z2 = 20, z3 = 40, value;
+        mesh.tri_initialize(x, 0, &value, 1, x1, 0, &z1, x2, 0, &z2, x3, 0, &z3);
+        return value;
+    };
+    EXPECT_EQ(at(2, 0, 4, 3), 20.0f / 3 + 40.0f * 2 / 3) << "first and second";
+    EXPECT_EQ(at(2, 3, 0, 4), 10.0f * 2 / 3 + 40.0f / 3) << "second and third";
+}
+
 TEST(TriModel, ExtrapolationTakesTheTwoPointRuleWhereBisectorPointsLieOnALine) {
     triModel mesh;
     Vertex vertex = {};
