@@ -30,6 +30,7 @@ import scipy.interpolate
 import scipy.linalg
 import scipy.ndimage
 import scipy.signal
+import scipy.spatial
 import scipy.stats
 import shapely.geometry
 import shapely.prepared
@@ -821,6 +822,76 @@ def regression_peers():
                    trimmed_slope_plainly, 1e-6)
 
 
+# Mesh: the survey of mesh_bench.cpp, functions of 12 pairs at a thousand places and as many locations in rows.
+
+
+@dataclass
+class Survey:
+    places: np.ndarray
+    times: np.ndarray
+    velocities: np.ndarray
+    locations: np.ndarray
+    grid: np.ndarray
+    triangulation: Any
+    ready_made: Callable  # a function at every place, resampled before
+
+
+def survey():
+    width, pairs = 10000.0, 12
+    k, j = np.arange(1000)[:, None], np.arange(pairs)
+    places = width * np.fmod(np.hstack([k * 0.7548776662466927, k * 0.5698402909980532]), 1.0)
+    times = -100 + 2400.0 * j / (pairs - 1) + np.where(j > 0, 7.0 * (k % 11), 0.0)
+    velocities = 1500 + 2000.0 * j / (pairs - 1) + 10.0 * ((k + j) % 17)
+    locations = np.array([(width * (0.1 + 0.8 * column / 100), width * (0.3 + 0.04 * row))
+                          for row in range(10) for column in range(100)])
+    grid = 4.0 * np.arange(501)
+    resampled = np.array([np.interp(grid, *function) for function in zip(times, velocities)])
+    triangulation = scipy.spatial.Delaunay(places)
+    return Survey(places, times, velocities, locations, grid, triangulation,
+                  scipy.interpolate.LinearNDInterpolator(triangulation, resampled))
+
+
+def corners_and_weights(one):
+    """Of the triangle of every location."""
+    faces = one.triangulation.find_simplex(one.locations)
+    transforms = one.triangulation.transform[faces]
+    first_two = np.einsum("nij,nj->ni", transforms[:, :2], one.locations - transforms[:, 2])
+    return one.triangulation.simplices[faces], np.hstack([first_two, 1 - first_two.sum(axis=1, keepdims=True)])
+
+
+def interpolate_ready_made(one):
+    return one.ready_made(one.locations)
+
+
+def interpolate_three(one):
+    return [sum(weight * np.interp(one.grid, one.times[corner], one.velocities[corner])
+                for corner, weight in zip(corners, weights))
+            for corners, weights in zip(*corners_and_weights(one))]
+
+
+def interpolate_plainly(one):
+    """Each location from the triangle that has it inside, by areas."""
+    result = []
+    for x, y in one.locations:
+        a, b, c = one.places[one.triangulation.simplices].transpose(1, 2, 0)
+        whole = (b[0] - a[0]) * (c[1] - a[1]) - (c[0] - a[0]) * (b[1] - a[1])
+        of_b = ((x - a[0]) * (c[1] - a[1]) - (c[0] - a[0]) * (y - a[1])) / whole
+        of_c = ((b[0] - a[0]) * (y - a[1]) - (x - a[0]) * (b[1] - a[1])) / whole
+        face = np.argmax(np.minimum(np.minimum(of_b, of_c), 1 - of_b - of_c))
+        weights = (1 - of_b[face] - of_c[face], of_b[face], of_c[face])
+        result.append(sum(weight * np.interp(one.grid, one.times[corner], one.velocities[corner])
+                          for corner, weight in zip(one.triangulation.simplices[face], weights)))
+    return result
+
+
+def mesh_peers():
+    case, rounded = "1000 ordered locations, 12 pairs, 501 samples", 1e-6
+    surveys = [survey()]
+    yield Peer(f"triInterpolate|SciPy LinearND, ready-made vectors|{case}", surveys, interpolate_ready_made,
+               interpolate_plainly, rounded)
+    yield Peer(f"triInterpolate|NumPy, three interp and a sum|{case}", surveys, interpolate_three, interpolate_plainly, rounded)
+
+
 families = {
     "formats": formats_peers,
     "statistics": statistics_peers,
@@ -834,6 +905,7 @@ families = {
     "picking_kernels": picking_kernels_peers,
     "regression": regression_peers,
     "velan": velan_peers,
+    "mesh": mesh_peers,
 }
 
 
