@@ -171,8 +171,8 @@ void addBuild(const std::string& who, const std::string& order, Places (*makePla
             const Places places = makePlaces(count / parts);
             for (auto _ : state)
                 for (int part = 0; part < parts; ++part) build(places);
-            state.counters["ns a point"] = benchmark::Counter(1e-9 * count, benchmark::Counter::kIsIterationInvariantRate |
-                                                                                benchmark::Counter::kInvert);
+            state.counters["ns a point"] =
+                benchmark::Counter(1e-9 * count, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
         });
     registered->Unit(benchmark::kMillisecond);
     if (repetitions > 0) registered->Repetitions(repetitions)->Iterations(1);
@@ -181,7 +181,8 @@ void addBuild(const std::string& who, const std::string& order, Places (*makePla
 Places inRandomOrder(int count) { return randomPlaces(count, 1); }
 
 void registerBuilds() {
-    const std::string pelta = "pelta", walk = "CGAL, hint last face", hierarchy = "CGAL hierarchy", atOnce = "CGAL, all at once";
+    const std::string pelta = "pelta", walk = "CGAL, hint last face", hierarchy = "CGAL hierarchy",
+                      atOnce = "CGAL, all at once";
     constexpr int few = 3; /* turns of what takes seconds */
     const std::pair<std::string, Places (*)(int)> spatialOrders[] = {{"in lines", placesInLines},
                                                                      {"Hilbert order", placesAlongHilbert}};
@@ -435,7 +436,8 @@ void registerChanges() {
     const auto add = [](const std::string& routine, Change change, int turns) {
         const std::string text = "mesh of 1000000 points, 1000 of them on the hull";
         for (const auto& [who, count] : {std::pair{"pelta", 1000000}, std::pair{"limit: mesh of 3000 points", 3000}})
-            benchmark::RegisterBenchmark((routine + "|" + who + "|" + text).c_str(), [=, size = count](benchmark::State& state) {
+            benchmark::RegisterBenchmark((routine + "|" + who + "|" + text).c_str(), [=,
+                                                                                      size = count](benchmark::State& state) {
                 change(state, size);
             })->Iterations(turns);
     };
@@ -468,7 +470,8 @@ void checkFaces() {
         pairsAt(mesh, inside);
         const Walking::Face_handle face = peer.locate(Point(inside.x, inside.y));
         std::array<Place, 3> corners;
-        for (int i = 0; i < 3; ++i) corners[static_cast<std::size_t>(i)] = {face->vertex(i)->point().x(), face->vertex(i)->point().y()};
+        for (int i = 0; i < 3; ++i)
+            corners[static_cast<std::size_t>(i)] = {face->vertex(i)->point().x(), face->vertex(i)->point().y()};
         std::sort(corners.begin(), corners.end());
         require(cornersOf(mesh.model->Fcur) == corners, "a face");
     }

@@ -34,7 +34,9 @@ auto through(CallRecord call, Make make) -> decltype(make(call.argument)) {
     return make(call.argument);
 }
 
-CallRecord onPath(SystemCall call, const char* path, std::int64_t argument = 0) { return {call, -1, path, argument, 0, nullptr}; }
+CallRecord onPath(SystemCall call, const char* path, std::int64_t argument = 0) {
+    return {call, -1, path, argument, 0, nullptr};
+}
 
 CallRecord onDescriptor(SystemCall call, int descriptor, std::int64_t argument = 0, int kind = 0, const void* data = nullptr) {
     return {call, descriptor, {}, argument, kind, const_cast<void*>(data)};
@@ -45,9 +47,7 @@ CallRecord onDescriptor(SystemCall call, int descriptor, std::int64_t argument =
 FaultySystem::FaultySystem() { current = this; }
 FaultySystem::~FaultySystem() { current = nullptr; }
 
-int FaultySystem::count(SystemCall call) const {
-    return static_cast<int>(std::ranges::count(calls_, call, &CallRecord::call));
-}
+int FaultySystem::count(SystemCall call) const { return static_cast<int>(std::ranges::count(calls_, call, &CallRecord::call)); }
 
 bool FaultySystem::allFaultsMet() const {
     return std::ranges::all_of(faults_, [](const Fault& fault) { return fault.remaining <= 0; });
@@ -123,9 +123,8 @@ INTERPOSED ssize_t write(int descriptor, const void* data, size_t length) {
 }
 
 INTERPOSED off_t lseek(int descriptor, off_t distance, int whence) noexcept {
-    return through(onDescriptor(SystemCall::lseek, descriptor, distance, whence), [=](std::int64_t asked) {
-        return next<off_t(int, off_t, int)>("lseek64")(descriptor, asked, whence);
-    });
+    return through(onDescriptor(SystemCall::lseek, descriptor, distance, whence),
+                   [=](std::int64_t asked) { return next<off_t(int, off_t, int)>("lseek64")(descriptor, asked, whence); });
 }
 
 INTERPOSED int fallocate(int descriptor, int mode, off_t start, off_t length) {
@@ -135,9 +134,8 @@ INTERPOSED int fallocate(int descriptor, int mode, off_t start, off_t length) {
 }
 
 INTERPOSED int ftruncate(int descriptor, off_t length) noexcept {
-    return through(onDescriptor(SystemCall::ftruncate, descriptor, length), [=](std::int64_t bytes) {
-        return next<int(int, off_t)>("ftruncate64")(descriptor, bytes);
-    });
+    return through(onDescriptor(SystemCall::ftruncate, descriptor, length),
+                   [=](std::int64_t bytes) { return next<int(int, off_t)>("ftruncate64")(descriptor, bytes); });
 }
 
 INTERPOSED int fstat(int descriptor, struct stat* status) noexcept {

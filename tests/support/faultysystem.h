@@ -15,21 +15,21 @@
  * that the library's go through it; they pass through to the system unless a FaultySystem lives. */
 
 enum class SystemCall {
-    open,      // path, argument: flags
-    fopen,     // path; what a stream does later is the C library's own affair
-    mkstemp,   // path: the template
-    close,     // descriptor
-    read,      // descriptor, data, argument: length
-    write,     // descriptor, data, argument: length
-    lseek,     // descriptor, argument: distance, kind: from where
-    fallocate, // descriptor, argument: length, kind: mode
-    ftruncate, // descriptor, argument: length
-    fstat,     // descriptor, data: the record to fill
-    fsync,     // descriptor
-    flock,     // descriptor, argument: operation
-    ioctl,     // descriptor, argument: request, data: what goes with it
-    mmap,      // descriptor, argument: length
-    unlink,    // path
+    open,       // path, argument: flags
+    fopen,      // path; what a stream does later is the C library's own affair
+    mkstemp,    // path: the template
+    close,      // descriptor
+    read,       // descriptor, data, argument: length
+    write,      // descriptor, data, argument: length
+    lseek,      // descriptor, argument: distance, kind: from where
+    fallocate,  // descriptor, argument: length, kind: mode
+    ftruncate,  // descriptor, argument: length
+    fstat,      // descriptor, data: the record to fill
+    fsync,      // descriptor
+    flock,      // descriptor, argument: operation
+    ioctl,      // descriptor, argument: request, data: what goes with it
+    mmap,       // descriptor, argument: length
+    unlink,     // path
 };
 
 struct CallRecord {
