@@ -6,7 +6,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
-#include "picks/picktable.h"
+#include "picks/picksource.h"
 #include "refraction/picture.h"
 #include "support/failure.h"
 #include "support/textoutput.h"
@@ -41,22 +41,6 @@ refraction::Settings settingsOf(const Request& request) {
 refraction::OffsetSource offsetSource(const Request& request) {
     if (request.offsetsFrom == "word") return refraction::OffsetSource::word;
     return request.offsetsFrom == "coordinates" ? refraction::OffsetSource::coordinates : refraction::OffsetSource::automatic;
-}
-
-/* The picks of a table. */
-refraction::PickOf picksOf(const PickTable& table) {
-    return [&table](const segy::Trace& trace, const segy::TraceFacts& facts) {
-        return table.timeMs(trace.number + 1, facts.record, facts.channel);
-    };
-}
-
-/* The picks in the trace headers, as the step pick writes them. */
-refraction::PickOf picksOf(segy::HeaderWord word, const std::string& unit, const segy::Layout& layout) {
-    return [word, unit, &layout](const segy::Trace& trace, const segy::TraceFacts& facts) -> std::optional<double> {
-        const auto value = static_cast<double>(segy::readWord(trace.header.data(), word, layout.byteOrder));
-        if (value == 0.0) return std::nullopt;
-        return unit == "ms" ? value : unit == "us" ? value / 1000.0 : facts.delayMs + value * layout.intervalMs;
-    };
 }
 
 refraction::Arrivals readArrivals(segy::Reader& reader, const Request& request) {

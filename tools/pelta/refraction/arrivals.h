@@ -2,12 +2,11 @@
 #define PELTA_TOOL_REFRACTION_ARRIVALS_H
 
 #include <cstdint>
-#include <functional>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "picks/picksource.h"
 #include "segy/reader.h"
 
 namespace pelta::refraction {
@@ -29,9 +28,6 @@ struct Arrivals {
     std::string offsetsFrom;   /* what was decided, for the report */
     int repeated = 0;          /* the same pick of the same place once more, left out */
 };
-
-/* The time of a trace's first break, if it has one. */
-using PickOf = std::function<std::optional<double>(const segy::Trace&, const segy::TraceFacts&)>;
 
 /* Reads a line's first breaks; of all records when none are named. Without any, the list is empty. Fails (Failure) where no
  * offsets can be had.
