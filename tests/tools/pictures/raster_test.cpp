@@ -53,6 +53,28 @@ TEST(Raster, LeavesTheRestOfThePictureAlone) {
     EXPECT_NE(pixel(canvas, 134, 60), 0xFFFFFFu);
 }
 
+int brightness(std::uint32_t color) { return static_cast<int>((color >> 16 & 0xFF) + (color >> 8 & 0xFF) + (color & 0xFF)); }
+
+/* A ridge along the middle column: its left flank faces the light. */
+TEST(Raster, LightsAReliefFromTheUpperLeft) {
+    Raster raster;
+    raster.columns = 3;
+    raster.rows = 2;
+    raster.values = {0, 4, 0, 0, 4, 0};
+    raster.highest = 4.0;
+    const Axis columns = {0, 2, box.left, box.right()}, rows = {0, 1, box.top, box.bottom()};
+    Canvas flat("picture.png", width, height), relief("picture.png", width, height);
+    drawRaster(flat, box, columns, rows, raster);
+    drawShadedRaster(relief, box, columns, rows, raster);
+    EXPECT_EQ(pixel(flat, 99, 100), pixel(flat, 200, 100)) << "the same height";
+    EXPECT_GT(brightness(pixel(relief, 99, 100)), brightness(pixel(flat, 99, 100)) + 50);
+    EXPECT_LT(brightness(pixel(relief, 200, 100)), brightness(pixel(flat, 200, 100)) - 50);
+    raster.values.assign(6, 2.0f);
+    drawRaster(flat, box, columns, rows, raster);
+    drawShadedRaster(relief, box, columns, rows, raster);
+    EXPECT_EQ(pixel(relief, 99, 100), pixel(flat, 99, 100)) << "a plain has no shade";
+}
+
 TEST(Raster, ShowsAUniformOneInTheLowestColour) {
     Canvas canvas("picture.png", width, height);
     Raster raster = smallRaster();

@@ -16,8 +16,7 @@ constexpr double mostPixels = 30000.0; /* across an image */
 constexpr int scaleColors[][3] = {{68, 1, 84},    {71, 44, 122}, {59, 81, 139},  {44, 113, 142}, {33, 144, 141},
                                   {39, 173, 129}, {92, 200, 99}, {170, 220, 50}, {253, 231, 37}};
 
-std::uint32_t pixelOf(double share) {
-    const Color color = scaleColor(share);
+std::uint32_t pixelOf(const Color& color) {
     const auto channel = [](double value) { return static_cast<std::uint32_t>(std::lround(255.0 * value)); };
     return 0xFF000000u | channel(color.red) << 16 | channel(color.green) << 8 | channel(color.blue);
 }
@@ -102,19 +101,90 @@ Color scaleColor(double share) {
     return {channel(0), channel(1), channel(2)};
 }
 
+namespace {
+
+/* The raster under the places of a picture. */
+class Sheet {
+  public:
+    Sheet(const Axis& across, const Axis& down, const Raster& raster) : _across(across), _down(down), _raster(raster) {}
+
+    double value(double x, double y) const {
+        return valueAt(_raster, (valueAtPlace(_across, x) - _raster.firstColumn) / _raster.columnSpacing,
+                       (valueAtPlace(_down, y) - _raster.firstRow) / _raster.rowSpacing);
+    }
+    Color color(double value) const {
+        const double range = _raster.highest - _raster.lowest;
+        return scaleColor(range > 0.0 ? (value - _raster.lowest) / range : 0.0);
+    }
+    /* Points of the picture from one node to the next. */
+    double nodeWidth() const { return std::abs(_across.place(_raster.columnSpacing) - _across.place(0.0)); }
+    double nodeHeight() const { return std::abs(_down.place(_raster.rowSpacing) - _down.place(0.0)); }
+
+  private:
+    const Axis &_across, &_down;
+    const Raster& _raster;
+};
+
+/* How steeply a sheet rises away from a light in the picture's upper left corner. */
+class Slope {
+  public:
+    Slope(const Sheet& sheet, const Box& box) : _sheet(sheet) {
+        _reach = std::max(0.5, 0.5 * std::min(sheet.nodeWidth(), sheet.nodeHeight()));
+        constexpr int probes = 100; /* along x and y */
+        double squares = 0.0, count = 0.0;
+        for (int row = 0; row < probes; ++row)
+            for (int column = 0; column < probes; ++column) {
+                const double rise =
+                    of(box.left + (column + 0.5) * box.width / probes, box.top + (row + 0.5) * box.height / probes);
+                if (!std::isfinite(rise)) continue;
+                squares += rise * rise;
+                ++count;
+            }
+        _usual = count > 0.0 ? std::sqrt(squares / count) : 0.0;
+    }
+    /* The shade, -1 (dark) .. 1 (bright), of a place: half of either at the sheet's RMS slope, or nearly so. */
+    double shade(double x, double y) const {
+        const double rise = of(x, y);
+        if (!std::isfinite(rise) || !(_usual > 0.0)) return 0.0;
+        const double share = 0.6 * rise / _usual;
+        return share / std::sqrt(1.0 + share * share);
+    }
+
+  private:
+    double of(double x, double y) const { return _sheet.value(x + _reach, y + _reach) - _sheet.value(x - _reach, y - _reach); }
+
+    const Sheet& _sheet;
+    double _reach, _usual;
+};
+
+Color shaded(const Color& color, double shade) {
+    constexpr double mostWhite = 0.5, mostBlack = 0.7;
+    const double other = shade > 0.0 ? 1.0 : 0.0, weight = shade > 0.0 ? mostWhite * shade : -mostBlack * shade;
+    return {mixed(color.red, other, weight), mixed(color.green, other, weight), mixed(color.blue, other, weight)};
+}
+
+}
+
 void drawRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster) {
-    const double range = raster.highest - raster.lowest;
+    const Sheet sheet(across, down, raster);
     fillBox(canvas, box, [&](double x, double y) {
-        const double column = (valueAtPlace(across, x) - raster.firstColumn) / raster.columnSpacing;
-        const double row = (valueAtPlace(down, y) - raster.firstRow) / raster.rowSpacing;
-        const double value = valueAt(raster, column, row);
-        return std::isfinite(value) ? pixelOf(range > 0.0 ? (value - raster.lowest) / range : 0.0) : 0u;
+        const double value = sheet.value(x, y);
+        return std::isfinite(value) ? pixelOf(sheet.color(value)) : 0u;
+    });
+}
+
+void drawShadedRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster) {
+    const Sheet sheet(across, down, raster);
+    const Slope slope(sheet, box);
+    fillBox(canvas, box, [&](double x, double y) {
+        const double value = sheet.value(x, y);
+        return std::isfinite(value) ? pixelOf(shaded(sheet.color(value), slope.shade(x, y))) : 0u;
     });
 }
 
 void drawScaleBar(Canvas& canvas, const Box& bar, double lowest, double highest, const std::string& title) {
     const Axis scale = {lowest, highest, bar.bottom(), bar.top};
-    fillBox(canvas, bar, [&](double, double y) { return pixelOf((bar.bottom() - y) / bar.height); });
+    fillBox(canvas, bar, [&](double, double y) { return pixelOf(scaleColor((bar.bottom() - y) / bar.height)); });
     canvas.setColor({});
     cairo_set_line_width(canvas.pen(), 1.0);
     cairo_rectangle(canvas.pen(), bar.left, bar.top, bar.width, bar.height);

@@ -23,6 +23,8 @@ Color scaleColor(double share);
 
 /* Colours a box with the raster, linear between its nodes, as far as the axes and half a spacing beyond the outer nodes go. */
 void drawRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster);
+/* The same as a relief: values are heights, lit from the upper left; steeper than usual is no brighter than white. */
+void drawShadedRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster);
 
 /* The colour scale as an upright bar with ticks and the title on its right. */
 void drawScaleBar(Canvas& canvas, const Box& bar, double lowest, double highest, const std::string& title);
