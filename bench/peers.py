@@ -1,12 +1,13 @@
 #!/usr/bin/python3
-"""Measures what a user of NumPy, SciPy, bottleneck, numba or Shapely would write in place of pelta's routines.
+"""Measures what a user of NumPy, SciPy, bottleneck, numba, Shapely, GDAL or GRASS would write in place of pelta's routines.
 
   bench/peers.py FAMILY ...
 
 Prints JSON, {"routine|who|case": seconds a call}, for the families of the benchmarks (formats, statistics, ...). Routine and
 case are spelt as in the family's _bench.cpp, the traces come from the same makers, and scripts/bench sets the figures beside
 one another. A figure is the median processor time over many turns through all traces of the peer, on one thread. Before a peer
-is measured its answer is held against a plain formula: a peer that computes something else ends the run.
+is measured its answer is held against a plain formula: a peer that computes something else ends the run. A program that is not
+installed is left out and named.
 """
 import os
 
@@ -16,8 +17,12 @@ for variable in ("OMP_NUM_THREADS", "OPENBLAS_NUM_THREADS", "MKL_NUM_THREADS", "
 import gc
 import json
 import math
+import resource
+import shutil
 import statistics
+import subprocess
 import sys
+import tempfile
 import time
 from dataclasses import dataclass
 from typing import Any, Callable, Sequence
@@ -892,6 +897,136 @@ def mesh_peers():
     yield Peer(f"triInterpolate|NumPy, three interp and a sum|{case}", surveys, interpolate_three, interpolate_plainly, rounded)
 
 
+# Surfaces through scattered points, as in gridding_bench.cpp.
+
+extent, point_count = 10.0, 10000  # km
+
+
+def hills(x, y):
+    a, b = 9 * x / extent, 9 * y / extent
+
+    def bell(p, q):
+        return np.exp(-p * p - q * q)
+    return (750 * bell((a - 2) / 2, (b - 2) / 2) + 750 * np.exp(-(a + 1) ** 2 / 49 - (b + 1) / 10)
+            + 500 * bell((a - 7) / 2, (b - 3) / 2) - 200 * bell(a - 4, b - 7))
+
+
+def folds(x, y):
+    return 300 * np.sin(np.pi * x) * np.cos(2 * np.pi / 3 * y) + 60 * x - 40 * y
+
+
+def points_on(surface):
+    x, y = (random_trace(point_count, seed, extent / 2).astype(np.float64) + extent / 2 for seed in (1, 2))
+    return np.stack([x, y, surface(x, y)], axis=1)
+
+
+class CloughTocher:
+    name = "SciPy CloughTocher"
+
+    def __init__(self, points, size):
+        self.points, self.axis = points, np.linspace(0, extent, size)
+
+    def work(self):
+        spline = scipy.interpolate.CloughTocher2DInterpolator(self.points[:, :2], self.points[:, 2])
+        self.answer = spline(self.axis[None, :], self.axis[:, None])
+
+    def grid(self):
+        return self.answer
+
+
+class GriddingProgram:
+    """Works in a folder of its own. Its nodes are the centres of cells: the region reaches half a spacing further."""
+
+    def __init__(self, points, size):
+        self.folder = tempfile.TemporaryDirectory()
+        self.size, half = str(size), extent / (size - 1) / 2
+        self.low, self.high = repr(-half), repr(extent + half)
+        np.savetxt(self.path("points.csv"), points, "%.9g", ",", header="x,y,z", comments="")
+        self.prepare()
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def call(self, *command):
+        done = subprocess.run(command, cwd=self.folder.name, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        if done.returncode != 0:
+            sys.exit(f"peers.py: {' '.join(command)}\n{done.stdout}")
+
+    def grid(self):
+        """From the south on; both programs write the northernmost line first."""
+        return np.fromfile(self.path("grid.bin"), np.float32).reshape(int(self.size), -1)[::-1]
+
+
+class GdalGrid(GriddingProgram):
+    name, command = "gdal_grid linear", "gdal_grid"
+
+    def prepare(self):
+        with open(self.path("points.vrt"), "w") as layer:
+            layer.write('<OGRVRTDataSource><OGRVRTLayer name="points"><SrcDataSource>points.csv</SrcDataSource>'
+                        '<GeometryType>wkbPoint</GeometryType><GeometryField encoding="PointFromColumns" x="x" y="y" z="z"/>'
+                        '</OGRVRTLayer></OGRVRTDataSource>')
+
+    def work(self):
+        self.call("gdal_grid", "-a", "linear:radius=-1", "-txe", self.low, self.high, "-tye", self.low, self.high, "-outsize",
+                  self.size, self.size, "-of", "ENVI", "-ot", "Float32", "-l", "points", "points.vrt", "grid.bin")
+
+
+class GrassSplines(GriddingProgram):
+    name, command = "GRASS v.surf.rst", "grass"
+
+    def module(self, *command):
+        self.call("grass", "place/PERMANENT", "--exec", *command)
+
+    def prepare(self):
+        self.call("grass", "-c", "XY", "place", "-e")
+        self.module("v.in.ascii", "-z", "-t", "input=points.csv", "output=points", "separator=comma", "skip=1", "x=1", "y=2", "z=3")
+        self.module("g.region", f"w={self.low}", f"e={self.high}", f"s={self.low}", f"n={self.high}", f"rows={self.size}",
+                    f"cols={self.size}")
+
+    def work(self):
+        self.module("v.surf.rst", "input=points", "elevation=grid", "--overwrite")
+
+    def grid(self):
+        self.module("r.out.bin", "-f", "input=grid", "output=grid.bin")
+        return super().grid()
+
+
+def processor_time():
+    children = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return time.process_time() + children.ru_utime + children.ru_stime
+
+
+def rms_error(grid, surface):
+    """As in gridding_bench.cpp, a twentieth of the region away from its rim."""
+    size = len(grid)
+    inside, axis = slice(size // 20, size - size // 20), np.linspace(0, extent, size)
+    return np.sqrt(np.mean((grid - surface(axis[None, :], axis[:, None]))[inside, inside] ** 2))
+
+
+def gridding_figures():
+    """Times and errors, of which both of pelta's routines have their own. One turn where it takes long."""
+    figures = {}
+    for kind, sizes, turns in ((CloughTocher, (501, 2001), 3), (GdalGrid, (501, 2001), 3), (GrassSplines, (501,), 1)):
+        command = getattr(kind, "command", None)
+        if command and not shutil.which(command):
+            print(f"peers.py: no {command} here: {kind.name} is left out", file=sys.stderr)
+            continue
+        for size in sizes:
+            for surface in (hills, folds):
+                peer, seconds = kind(points_on(surface), size), []
+                for _ in range(turns):
+                    start = processor_time()
+                    peer.work()
+                    seconds.append(processor_time() - start)
+                error = rms_error(peer.grid(), surface)
+                if not error < 10:  # m; the heights reach over 1000
+                    sys.exit(f"peers.py: {kind.name}: the surface is off by {error:g} m")
+                for routine in ("makeGMTGrid", "computeGMT1Surface"):
+                    end = f"|{kind.name}|{size} x {size} nodes, {surface.__name__}"
+                    figures[routine + end], figures[f"{routine}, RMS error{end}"] = statistics.median(seconds), error
+    return figures
+
+
 families = {
     "formats": formats_peers,
     "statistics": statistics_peers,
@@ -943,6 +1078,8 @@ def main():
     figures = {}
     gc.disable()
     for family in sys.argv[1:]:
+        if family == "gridding":
+            figures.update(gridding_figures())
         for peer in families.get(family, list)():
             check(peer)
             figures[peer.name] = seconds_per_call(peer)

@@ -1,0 +1,251 @@
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <pelta/gmtgrid.h>
+#include <pelta/gmtsurface.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "gridding/sweep.h"
+#include "support/signals.h"
+
+/* Surfaces through scattered points: sweeps over nodes without data, then whole grids, with their distance from the surface that
+ * the points were taken from. */
+
+namespace {
+
+const std::string single = "grid sweep, single", twice = "grid sweep, double";
+
+std::string nodesText(int size) { return std::to_string(size) + " x " + std::to_string(size) + " nodes"; }
+
+/* Of an interior tension of 0.25, over-relaxed by 1.4. */
+template <class Real>
+Relaxation<Real> usualRelaxation() {
+    constexpr Real tension = 0.25, loose = 1 - tension, a0 = 1 / (24 * loose - 4 + 8 * tension),
+                   near = (8 * loose + tension) * a0;
+    Relaxation<Real> relaxation = {};
+    for (StencilNode node : {north2, south2, west2, east2}) relaxation.coefficients[node] = -loose * a0;
+    for (StencilNode node : {northWest, northEast, southWest, southEast}) relaxation.coefficients[node] = -2 * loose * a0;
+    for (StencilNode node : {north, south, west, east}) relaxation.coefficients[node] = near;
+    relaxation.ofNew = static_cast<Real>(1.4);
+    relaxation.ofOld = 1 - relaxation.ofNew;
+    return relaxation;
+}
+
+/* Square, with its pad; the pad stays what it is. */
+std::vector<float> startValues(int size) {
+    const int width = size + 2 * SkewedGrid::pad;
+    std::vector<float> values = randomTrace(width * width, 1);
+    for (float& value : values) value += 2.0f; /* far from where differences would become denormal */
+    return values;
+}
+
+template <class Real>
+class SkewedSweep {
+  public:
+    explicit SkewedSweep(int size) : _grid(size, size) {
+        constexpr int pad = SkewedGrid::pad;
+        const std::vector<float> values = startValues(size);
+        const float* next = values.data();
+        for (int i = -pad; i < size + pad; ++i)
+            for (int j = -pad; j < size + pad; ++j) _grid.value(i, j) = *next++;
+    }
+    Real sweep() {
+        Real largest = 0;
+        for (int front = 0; front < _grid.frontCount(); ++front)
+            largest = std::max(largest, sweepFront(_grid, front, _relaxation));
+        return largest;
+    }
+    float value(int i, int j) { return _grid.value(i, j); }
+
+  private:
+    SkewedGrid _grid;
+    const Relaxation<Real> _relaxation = usualRelaxation<Real>();
+};
+
+template <class Real>
+class InOrderSweep {
+  public:
+    explicit InOrderSweep(int size) : _size(size), _width(size + 2 * SkewedGrid::pad), _values(startValues(size)) {
+        for (int k = 0; k < stencilSize; ++k) _offsets[k] = stencil[k].i * _width + stencil[k].j;
+    }
+    Real sweep() {
+        Real largest = 0;
+        for (int i = 0; i < _size; ++i)
+            for (int j = 0; j < _size; ++j) {
+                float& node = value(i, j);
+                Real sum = 0;
+                for (int k = 0; k < stencilSize; ++k)
+                    sum += _relaxation.coefficients[k] * static_cast<Real>((&node)[_offsets[k]]);
+                const Real old = node, changed = old * _relaxation.ofOld + sum * _relaxation.ofNew;
+                largest = std::max(largest, std::abs(changed - old));
+                node = static_cast<float>(changed);
+            }
+        return largest;
+    }
+    float& value(int i, int j) {
+        const std::ptrdiff_t row = i + SkewedGrid::pad;
+        return _values[static_cast<std::size_t>(row * _width + j + SkewedGrid::pad)];
+    }
+
+  private:
+    const int _size, _width;
+    std::vector<float> _values;
+    std::ptrdiff_t _offsets[stencilSize];
+    const Relaxation<Real> _relaxation = usualRelaxation<Real>();
+};
+
+template <class Sweep>
+void sweepRate(benchmark::State& state, int size) {
+    Sweep work(size);
+    for (auto _ : state) benchmark::DoNotOptimize(work.sweep());
+    state.SetItemsProcessed(state.iterations() * size * size);
+}
+
+template <class Real>
+bool sweepsAgree(int size) {
+    SkewedSweep<Real> skewed(size);
+    InOrderSweep<Real> inOrder(size);
+    for (int k = 0; k < 3; ++k)
+        if (skewed.sweep() != inOrder.sweep()) return false;
+    for (int i = 0; i < size; ++i)
+        for (int j = 0; j < size; ++j)
+            if (skewed.value(i, j) != inOrder.value(i, j)) return false;
+    return true;
+}
+
+/* A survey of 10 km by 10 km, heights in m. Lengths are in km: from a spacing of 10 units on, every point would count as lying on
+ * its node. peers.py has the same. */
+constexpr float extent = 10.0f;
+constexpr int pointCount = 10000;
+
+/* Two hills, a hump and a hollow: R. Franke, Scattered data interpolation, Mathematics of Computation 38 (1982). Times 1000. */
+double franke(double x, double y) {
+    const double a = 9 * x / extent, b = 9 * y / extent;
+    const auto bell = [](double p, double q) { return std::exp(-p * p - q * q); };
+    return 750 * bell((a - 2) / 2, (b - 2) / 2) + 750 * std::exp(-(a + 1) * (a + 1) / 49 - (b + 1) / 10) +
+           500 * bell((a - 7) / 2, (b - 3) / 2) - 200 * bell(a - 4, b - 7);
+}
+
+/* Folds of 2 km by 3 km on a slope. */
+double folds(double x, double y) { return 300 * std::sin(M_PI * x) * std::cos(2 * M_PI / 3 * y) + 60 * x - 40 * y; }
+
+using Surface = double (*)(double, double);
+
+struct Points {
+    std::vector<float> x, y, z;
+
+    explicit Points(Surface surface) : x(randomTrace(pointCount, 1, extent / 2)), y(randomTrace(pointCount, 2, extent / 2)) {
+        for (int k = 0; k < pointCount; ++k) {
+            x[k] += extent / 2;
+            y[k] += extent / 2;
+            z.push_back(static_cast<float>(surface(x[k], y[k])));
+        }
+    }
+};
+
+/* Over the nodes that lie a twentieth of the region or more from its rim: beyond the outermost points some peers give nothing. */
+double rmsError(const std::vector<float>& grid, int size, Surface surface) {
+    const int rim = (size - 1) / 20;
+    const double spacing = extent / (size - 1);
+    double squares = 0;
+    for (int j = rim; j < size - rim; ++j)
+        for (int i = rim; i < size - rim; ++i) {
+            const double error = grid[static_cast<std::size_t>(j) * size + i] - surface(i * spacing, j * spacing);
+            squares += error * error;
+        }
+    return std::sqrt(squares / (size - 2 * rim) / (size - 2 * rim));
+}
+
+/* A level is done after so many sweeps, or when heights change by no more than the limit over the level's stride. */
+struct Effort {
+    int sweeps;
+    float limit;
+};
+constexpr Effort untilSettled = {250, 2.0f}, twoHundredSweeps = {100, 0.0f}; /* every level is swept twice */
+
+void makeGrid(Points& points, int size, Effort effort, std::vector<float>& grid) {
+    float start = 0, end = extent, lowest = -1e9f, highest = 1e9f, tension = 0.25f, aspect = 1;
+    int count = pointCount;
+    makeGMTGrid(&start, &end, &start, &end, &lowest, &highest, &size, &size, points.x.data(), points.y.data(), points.z.data(),
+                &count, &effort.sweeps, &tension, &effort.limit, &aspect, &tension, grid.data());
+}
+
+/* The limit is the routine's own, of 2; the sweeps, 100. Heights in um never settle. */
+void computeSurface(Points& points, int size, Effort effort, std::vector<float>& grid) {
+    const float scale = effort.limit > 0 ? 1.0f : 1e6f, spacing = extent / static_cast<float>(size - 1);
+    for (int k = 0; k < pointCount; ++k) grid[k] = scale * points.z[k];
+    computeGMT1Surface(points.x.data(), points.y.data(), grid.data(), pointCount, 0, spacing, size, 0, spacing, size, 1, 1.4f,
+                       0.25f, 0);
+    for (float& value : grid) value /= scale;
+}
+
+/* What the routines say would land among the figures. */
+class Hushed {
+  public:
+    Hushed() : _kept(dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(nowhere, STDOUT_FILENO);
+        close(nowhere);
+    }
+    ~Hushed() {
+        std::fflush(stdout);
+        dup2(_kept, STDOUT_FILENO);
+        close(_kept);
+    }
+    Hushed(const Hushed&) = delete;
+    Hushed& operator=(const Hushed&) = delete;
+
+  private:
+    int _kept;
+};
+
+using Routine = void (*)(Points&, int, Effort, std::vector<float>&);
+
+void wholeGrid(benchmark::State& state, Routine routine, int size, Surface surface, Effort effort) {
+    Points points(surface);
+    std::vector<float> grid(static_cast<std::size_t>(size) * size);
+    const Hushed hushed;
+    for (auto _ : state) routine(points, size, effort, grid);
+    if (effort.limit > 0) state.counters["RMS error"] = rmsError(grid, size, surface);
+}
+
+template <class Body, class... Arguments>
+auto* add(const std::string& routine, const std::string& who, const std::string& what, Body body, Arguments... arguments) {
+    return benchmark::RegisterBenchmark((routine + "|" + who + "|" + what).c_str(),
+                                        [=](benchmark::State& state) { body(state, arguments...); })
+        ->Unit(benchmark::kMillisecond);
+}
+
+void addWholeGrids(const std::string& name, Routine routine) {
+    for (int size : {501, 2001}) {
+        const std::string nodes = nodesText(size);
+        add(name, "pelta", nodes + ", hills", wholeGrid, routine, size, franke, untilSettled);
+        add(name, "pelta", nodes + ", folds", wholeGrid, routine, size, folds, untilSettled);
+        add(name, "pelta", nodes + ", 200 sweeps a level", wholeGrid, routine, size, franke, twoHundredSweeps)->Repetitions(3);
+    }
+}
+
+const bool registered = [] {
+    if (!sweepsAgree<float>(67) || !sweepsAgree<double>(67)) {
+        std::fprintf(stderr, "gridding_bench: the sweeps disagree\n");
+        std::exit(1);
+    }
+    for (int size : {126, 501, 2001}) {
+        add(single, "pelta", nodesText(size), sweepRate<SkewedSweep<float>>, size);
+        add(single, "in-order loop", nodesText(size), sweepRate<InOrderSweep<float>>, size);
+        add(twice, "pelta", nodesText(size), sweepRate<SkewedSweep<double>>, size);
+        add(twice, "in-order loop", nodesText(size), sweepRate<InOrderSweep<double>>, size);
+    }
+    addWholeGrids("makeGMTGrid", makeGrid);
+    addWholeGrids("computeGMT1Surface", computeSurface);
+    return true;
+}();
+
+}
