@@ -38,6 +38,7 @@
 #include "trimodel.h"
 #include "gmtgrid.h"
 #include "gmtsurface.h"
+#include "peltadisk.h"
 #include "fileio.h"
 #include "cummlative.h"
 /* clang-format on */

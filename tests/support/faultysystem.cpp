@@ -30,7 +30,7 @@ Function* next(const char* name) {
 template <class Make>
 auto through(CallRecord call, Make make) -> decltype(make(call.argument)) {
     if (current)
-        if (const std::optional<long> result = current->before(call)) return static_cast<decltype(make(0))>(*result);
+        if (const std::optional<std::int64_t> result = current->before(call)) return static_cast<decltype(make(0))>(*result);
     return make(call.argument);
 }
 
@@ -53,9 +53,9 @@ bool FaultySystem::allFaultsMet() const {
     return std::ranges::all_of(faults_, [](const Fault& fault) { return fault.remaining <= 0; });
 }
 
-std::optional<long> FaultySystem::before(CallRecord& call) {
+std::optional<std::int64_t> FaultySystem::before(CallRecord& call) {
     calls_.push_back(call);
-    std::optional<long> result;
+    std::optional<std::int64_t> result;
     for (Fault& fault : faults_) {
         if (fault.call && *fault.call != call.call) continue;
         if (--fault.remaining != 0) continue;

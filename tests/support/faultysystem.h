@@ -59,7 +59,7 @@ class FaultySystem {
     void shorten(SystemCall call, int nth, std::size_t longest) { faults_.push_back({call, nth, 0, longest}); }
     /* Sees each call before it is made, may change its argument, and may answer in the system's place with a result (and errno):
      * for doubles of devices, for killing the process in between, and for leaving out what is slow. */
-    void answerBy(std::function<std::optional<long>(CallRecord&)> answer) { answer_ = std::move(answer); }
+    void answerBy(std::function<std::optional<std::int64_t>(CallRecord&)> answer) { answer_ = std::move(answer); }
 
     /* The calls so far, in order, with what they were asked. */
     const std::vector<CallRecord>& calls() const { return calls_; }
@@ -68,7 +68,7 @@ class FaultySystem {
     bool allFaultsMet() const;
 
     /* For the definitions of the calls: notes the call and says what takes its place. */
-    std::optional<long> before(CallRecord& call);
+    std::optional<std::int64_t> before(CallRecord& call);
 
   private:
     struct Fault {
@@ -80,7 +80,7 @@ class FaultySystem {
 
     std::vector<Fault> faults_;
     std::vector<CallRecord> calls_;
-    std::function<std::optional<long>(CallRecord&)> answer_;
+    std::function<std::optional<std::int64_t>(CallRecord&)> answer_;
 };
 
 /* The process's open descriptors: equal before and after where none was left open. */

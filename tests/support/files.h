@@ -4,8 +4,11 @@
 #include <gtest/gtest.h>
 #include <stdio_ext.h>
 #include <stdlib.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -14,7 +17,7 @@
 #include <string>
 #include <string_view>
 
-/* Scratch folders, whole files as strings, and what was printed. */
+/* Scratch folders, whole files as strings, what was printed, and limits that a test sets itself. */
 
 /* A folder of a test's own, gone with its contents at the end. */
 class ScratchFolder {
@@ -87,6 +90,45 @@ class WithVariable {
     const char* name_;
     std::string before_;
     bool wasSet_ = false;
+};
+
+/* Limits the length of files that this process writes. */
+class WithFileLimit {
+  public:
+    explicit WithFileLimit(rlim_t bytes) {
+        before_ = std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &limit_);
+        const struct rlimit limit = {bytes, limit_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~WithFileLimit() {
+        setrlimit(RLIMIT_FSIZE, &limit_);
+        std::signal(SIGXFSZ, before_);
+    }
+    WithFileLimit(const WithFileLimit&) = delete;
+    WithFileLimit& operator=(const WithFileLimit&) = delete;
+
+  private:
+    struct rlimit limit_;
+    void (*before_)(int);
+};
+
+/* Root may write everywhere; here it is somebody else until the end of the scope. */
+class WithoutPrivileges {
+  public:
+    WithoutPrivileges() { become(nobody); }
+    ~WithoutPrivileges() { become(0); }
+    WithoutPrivileges(const WithoutPrivileges&) = delete;
+    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+
+  private:
+    static constexpr uid_t nobody = 65534;
+
+    void become(uid_t user) const {
+        if (wasRoot_ && seteuid(user) != 0) std::perror("seteuid");
+    }
+
+    const bool wasRoot_ = geteuid() == 0;
 };
 
 #endif

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <pelta/fileio.h>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -10,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdarg>
 #include <string>
 #include <vector>
@@ -450,25 +448,6 @@ TEST_F(FileIO, WritesOnAfterAShortTransfer) {
     fileClose(&file);
     EXPECT_EQ(contentsOf(path), "0123456789");
 }
-
-/* Limits the length of files that this process writes. */
-class WithFileLimit {
-  public:
-    explicit WithFileLimit(rlim_t bytes) {
-        before_ = std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &limit_);
-        const struct rlimit limit = {bytes, limit_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~WithFileLimit() {
-        setrlimit(RLIMIT_FSIZE, &limit_);
-        std::signal(SIGXFSZ, before_);
-    }
-
-  private:
-    struct rlimit limit_;
-    void (*before_)(int);
-};
 
 TEST_F(FileIO, ReturnsWhatFittedWhenTheRestCouldNotBeWritten) {
     ASSERT_EQ(open(path, forWriting, descriptor), 1);
