@@ -28,7 +28,7 @@ PELTA_BEGIN_C
  * (standard input is closed) counts as a failure. */
 PELTA_API int fileOpen(fileIOStruct* f, int mode, int type);
 
-/* Closes what is open and marks f as not open. Always returns 1. */
+/* Closes what is open and marks f as not open. Always returns 1, even where a stream's last text could not be written. */
 PELTA_API int fileClose(fileIOStruct* f);
 
 /* Reads from a descriptor up to maxlen bytes, from a stream one line.
@@ -39,7 +39,8 @@ PELTA_API int fileClose(fileIOStruct* f);
 PELTA_API int fileRead(fileIOStruct* f, char* data, unsigned long maxlen);
 
 /* Writes to a descriptor maxlen bytes of data, to a stream the text in data up to its NUL, whatever maxlen says. data is kept.
- * One call moves at most 2147479552 bytes.
+ * One call moves at most 2147479552 bytes. A stream keeps text back until its buffer is full or flushed, and may find only then
+ * that the device is: who has to know looks at ferror(f->fp) behind fileFlush.
  * Returns the bytes written, which is fewer than asked for when the rest could not be written. A result of 0 (nothing to
  * write) or -1 (an error, or nothing open) is a failure and prints the message. */
 PELTA_API int fileWrite(fileIOStruct* f, char* data, unsigned long maxlen);

@@ -26,7 +26,9 @@ void report(const char* action, const char* fileName) {
 
 /* Kept on purpose: an existing file is not truncated, so that a longer one keeps its tail. */
 int openDescriptor(const char* fileName, bool forWriting) {
-    const int descriptor = ::open(fileName, forWriting ? O_WRONLY | O_CREAT : O_RDONLY, 0666);
+    int descriptor;
+    do descriptor = ::open(fileName, forWriting ? O_WRONLY | O_CREAT : O_RDONLY, 0666);
+    while (descriptor < 0 && errno == EINTR);  // a named pipe waits for its other end
     if (descriptor != 0) return std::max(descriptor, 0);
     // A program whose standard input is closed gets number 0, which the record takes for "not open".
     ::close(descriptor);
@@ -34,12 +36,34 @@ int openDescriptor(const char* fileName, bool forWriting) {
     return 0;
 }
 
+std::FILE* openStream(const char* fileName, bool forWriting) {
+    std::FILE* stream;
+    do stream = std::fopen(fileName, forWriting ? "w" : "r");
+    while (!stream && errno == EINTR);
+    return stream;
+}
+
+/* The next byte of the stream, EOF at its end or after an error. A signal is no error. */
+int nextByte(std::FILE* stream) {
+    int byte;
+    while ((byte = ::getc_unlocked(stream)) == EOF && ::ferror_unlocked(stream) && errno == EINTR) ::clearerr_unlocked(stream);
+    return byte;
+}
+
 /* Bytes of the next line, 0 at the end of the stream, -1 on an error. */
 int readLine(std::FILE* stream, char* line, unsigned long capacity) {
     if (capacity == 0) return 0;
-    const int bounded = static_cast<int>(std::min<unsigned long>(capacity, INT_MAX));
-    if (std::fgets(line, bounded, stream)) return static_cast<int>(std::strlen(line));
-    return std::ferror(stream) && !std::feof(stream) ? -1 : 0;
+    const unsigned long longest = std::min<unsigned long>(capacity, INT_MAX) - 1;
+    unsigned long length = 0;
+    ::flockfile(stream);
+    int byte = 0;
+    while (length < longest && byte != '\n' && (byte = nextByte(stream)) != EOF) line[length++] = static_cast<char>(byte);
+    const bool failed = byte == EOF && !::feof_unlocked(stream);
+    ::funlockfile(stream);
+    if (failed) return -1;
+    if (byte == EOF && length == 0) return 0;
+    line[length] = '\0';
+    return static_cast<int>(std::strlen(line));
 }
 
 /* Bytes of the text, -1 on an error. */
@@ -59,7 +83,7 @@ int fileOpen(fileIOStruct* f, int mode, int type) {
     const bool forWriting = mode != 0;
     f->iFile = 0;
     f->fp = nullptr;
-    if (type != 0) f->fp = std::fopen(f->cFileName, forWriting ? "w" : "r");
+    if (type != 0) f->fp = openStream(f->cFileName, forWriting);
     else f->iFile = openDescriptor(f->cFileName, forWriting);
     if (f->fp || f->iFile != 0) return 1;
     report("opening", f->cFileName);

@@ -1,59 +1,17 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pelta/fileio.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <string>
 #include <vector>
 
+#include "support/faultysystem.h"
 #include "support/files.h"
-
-/* The library's system calls go through this program, which can watch and disturb them. */
-namespace {
-struct SystemCalls {
-    int interruptedReads = 0, interruptedWrites = 0;  // how many calls still fail with EINTR
-    std::size_t longestWrite = SIZE_MAX;              // a longer write is cut to this
-    std::vector<std::size_t> askedReads;              // lengths as asked for, of watched descriptors
-    std::vector<std::size_t> askedWrites;
-    std::vector<std::vector<long>> controls;  // descriptor, request, argument
-    int watched = -1;
-} systemCalls;
-}
-
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
-
-INTERPOSED ssize_t read(int descriptor, void* bytes, size_t length) {
-    if (descriptor == systemCalls.watched) {
-        systemCalls.askedReads.push_back(length);
-        if (systemCalls.interruptedReads > 0) return --systemCalls.interruptedReads, errno = EINTR, -1;
-    }
-    return syscall(SYS_read, descriptor, bytes, length);
-}
-
-INTERPOSED ssize_t write(int descriptor, const void* bytes, size_t length) {
-    if (descriptor == systemCalls.watched) {
-        systemCalls.askedWrites.push_back(length);
-        if (systemCalls.interruptedWrites > 0) return --systemCalls.interruptedWrites, errno = EINTR, -1;
-        length = std::min(length, systemCalls.longestWrite);
-    }
-    return syscall(SYS_write, descriptor, bytes, length);
-}
-
-INTERPOSED int ioctl(int descriptor, unsigned long request, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, request);
-    const long argument = va_arg(arguments, long);
-    va_end(arguments);
-    systemCalls.controls.push_back({descriptor, static_cast<long>(request), argument});
-    return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
-}
 
 namespace {
 
@@ -66,15 +24,12 @@ std::string message(const char* action, const std::string& fileName, int error) 
 
 class FileIO : public testing::Test {
   protected:
-    void SetUp() override { systemCalls = {}; }
     void TearDown() override { fileClose(&file); }
 
     int open(const std::string& name, int mode, int type) {
         name_ = name;
         file.cFileName = name_.data();
-        const int result = fileOpen(&file, mode, type);
-        if (file.iFile > 0) systemCalls.watched = file.iFile;
-        return result;
+        return fileOpen(&file, mode, type);
     }
 
     ScratchFolder folder;
@@ -378,10 +333,11 @@ TEST_F(FileIO, LeavesAnOpenStandardInputAloneWhenNothingIsOpen) {
             EXPECT_EQ(fileRead(&file, data, 4), -1);
             EXPECT_EQ(fileWrite(&file, data, 4), -1);
         });
+        const FaultySystem system;
         fileFlush(&file);
         EXPECT_EQ(fileClose(&file), 1);
         EXPECT_NE(fcntl(zero, F_GETFD), -1);
-        EXPECT_TRUE(systemCalls.controls.empty());
+        EXPECT_TRUE(system.calls().empty());
     });
     EXPECT_EQ(contentsOf(path), "text");
 }
@@ -409,44 +365,147 @@ TEST_F(FileIO, FlushesAStream) {
 
 TEST_F(FileIO, IssuesDeviceControlRequestTwoOnADescriptor) {
     ASSERT_EQ(open(path, forWriting, descriptor), 1);
+    const FaultySystem system;
     fileFlush(&file);
-    EXPECT_EQ(systemCalls.controls, (std::vector<std::vector<long>>{{file.iFile, 2, 0}}));
+    ASSERT_EQ(system.calls().size(), 1u);
+    const CallRecord& control = system.calls().front();
+    EXPECT_EQ(control.call, SystemCall::ioctl);
+    EXPECT_EQ(control.descriptor, file.iFile);
+    EXPECT_EQ(control.argument, 2);
+    EXPECT_EQ(control.data, nullptr);
+}
+
+/* The lengths that the transfers of one kind asked for. */
+std::vector<std::int64_t> lengthsAsked(const FaultySystem& system, SystemCall transfer) {
+    std::vector<std::int64_t> lengths;
+    for (const CallRecord& call : system.calls())
+        if (call.call == transfer) lengths.push_back(call.argument);
+    return lengths;
 }
 
 TEST_F(FileIO, ReadsOnceAndReturnsWhatCame) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    file.iFile = systemCalls.watched = ends[0];
-    ASSERT_EQ(::write(ends[1], "abc", 3), 3);
+    writeFile(path, "abcdef");
+    ASSERT_EQ(open(path, forReading, descriptor), 1);
+    FaultySystem system;
+    system.shorten(SystemCall::read, 1, 3);
     char data[8];
     EXPECT_EQ(fileRead(&file, data, 8), 3);
-    EXPECT_EQ(systemCalls.askedReads, std::vector<std::size_t>{8});
-    ::close(ends[1]);
+    EXPECT_EQ(lengthsAsked(system, SystemCall::read), std::vector<std::int64_t>{8});
 }
 
 TEST_F(FileIO, BeginsAgainAfterASignal) {
     writeFile(path, "text");
+    FaultySystem system;
+    for (int nth : {1, 2, 4}) system.fail(SystemCall::open, nth, EINTR);
+    for (int nth : {1, 2, 3}) system.fail(SystemCall::read, nth, EINTR);
+    for (int nth : {1, 2}) system.fail(SystemCall::write, nth, EINTR);
+    system.fail(SystemCall::fopen, 1, EINTR);
+    char data[8] = {};
     ASSERT_EQ(open(path, forReading, descriptor), 1);
-    systemCalls.interruptedReads = 3;
-    char data[8];
     EXPECT_EQ(fileRead(&file, data, 8), 4);
-    EXPECT_EQ(systemCalls.askedReads.size(), 4u);
     fileClose(&file);
-
     ASSERT_EQ(open(path, forWriting, descriptor), 1);
-    systemCalls.interruptedWrites = 2;
     EXPECT_EQ(fileWrite(&file, data, 4), 4);
-    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{4, 4, 4}));
+    fileClose(&file);
+    ASSERT_EQ(open(path, forReading, stream), 1);
+    EXPECT_EQ(fileRead(&file, data, 8), 4);
+    EXPECT_TRUE(system.allFaultsMet());
+    EXPECT_EQ(lengthsAsked(system, SystemCall::read), (std::vector<std::int64_t>{8, 8, 8, 8}));
+    EXPECT_EQ(lengthsAsked(system, SystemCall::write), (std::vector<std::int64_t>{4, 4, 4}));
 }
 
 TEST_F(FileIO, WritesOnAfterAShortTransfer) {
     ASSERT_EQ(open(path, forWriting, descriptor), 1);
-    systemCalls.longestWrite = 4;
     char data[] = "0123456789";
-    EXPECT_EQ(fileWrite(&file, data, 10), 10);
-    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{10, 6, 2}));
+    {
+        FaultySystem system;
+        for (int nth : {1, 2}) system.shorten(SystemCall::write, nth, 4);
+        EXPECT_EQ(fileWrite(&file, data, 10), 10);
+        EXPECT_EQ(lengthsAsked(system, SystemCall::write), (std::vector<std::int64_t>{10, 6, 2}));
+    }
     fileClose(&file);
     EXPECT_EQ(contentsOf(path), "0123456789");
+}
+
+TEST_F(FileIO, SaysWhichCallFailedAndLosesNothing) {
+    char data[16] = "new";
+    const std::string contents = "text of before";
+    for (int error : {EIO, ENOSPC, EACCES}) {
+        writeFile(path, contents);
+        const std::set<int> before = openDescriptors();
+        const Printed printed = printedBy([&] {
+            FaultySystem system;
+            system.fail(SystemCall::open, 1, error);
+            system.fail(SystemCall::fopen, 1, error);
+            system.fail(SystemCall::read, 1, error);
+            system.fail(SystemCall::write, 1, error);
+            system.fail(SystemCall::ioctl, 1, error);
+            system.fail(SystemCall::close, 2, error);
+            EXPECT_EQ(open(path, forWriting, descriptor), 0);
+            EXPECT_EQ(open(path, forReading, stream), 0);
+            EXPECT_EQ(open(path, forReading, descriptor), 1);
+            EXPECT_EQ(fileRead(&file, data, 8), -1);
+            EXPECT_EQ(fileRead(&file, data, 8), 8) << "the error moved nothing";
+            EXPECT_EQ(fileClose(&file), 1);
+            EXPECT_EQ(open(path, forWriting, descriptor), 1);
+            EXPECT_EQ(fileWrite(&file, data, 3), -1);
+            fileFlush(&file);
+            EXPECT_EQ(fileClose(&file), 1);
+            EXPECT_EQ(file.iFile, 0);
+            EXPECT_TRUE(system.allFaultsMet());
+        });
+        EXPECT_EQ(printed.text, message("opening", path, error) + message("opening", path, error) +
+                                    message("reading", path, error) + message("writing", path, error));
+        EXPECT_EQ(printed.unflushed, 0u);
+        EXPECT_EQ(contentsOf(path), contents);
+        EXPECT_EQ(openDescriptors(), before);
+    }
+}
+
+/* A stream whose bytes come piece by piece; an empty piece is an error. */
+class PiecewiseStream {
+  public:
+    PiecewiseStream(std::vector<std::string> pieces, int error) : pieces_(std::move(pieces)), error_(error) {}
+    std::FILE* open() { return fopencookie(this, "r", {.read = next, .write = nullptr, .seek = nullptr, .close = nullptr}); }
+
+  private:
+    static ssize_t next(void* self, char* bytes, std::size_t room) {
+        auto& [pieces, error, at] = *static_cast<PiecewiseStream*>(self);
+        if (at == pieces.size()) return 0;
+        const std::string& piece = pieces[at++];
+        if (piece.empty()) return errno = error, -1;
+        return static_cast<ssize_t>(piece.copy(bytes, room));
+    }
+
+    std::vector<std::string> pieces_;
+    int error_;
+    std::size_t at_ = 0;
+};
+
+TEST_F(FileIO, ReadsALineOnAfterASignal) {
+    PiecewiseStream pieces({"", "first", "", "", " line\nsec", "ond", ""}, EINTR);
+    file.fp = pieces.open();
+    char line[32];
+    for (const char* expected : {"first line\n", "second"}) {
+        EXPECT_EQ(fileRead(&file, line, sizeof line), static_cast<int>(strlen(expected)));
+        EXPECT_STREQ(line, expected);
+    }
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 0);
+}
+
+TEST_F(FileIO, ReportsALineThatBreaksOffAndReadsOnBehindIt) {
+    std::string name = path;
+    file.cFileName = name.data();
+    PiecewiseStream pieces({"first\nsec", "", "ond\n", "third\n"}, EIO);
+    file.fp = pieces.open();
+    char line[32];
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 6);
+    const Printed printed = printedBy([&] { EXPECT_EQ(fileRead(&file, line, sizeof line), -1); });
+    EXPECT_EQ(printed.text, message("reading", path, EIO));
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 4);
+    EXPECT_STREQ(line, "ond\n");
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 6);
+    EXPECT_EQ(fileRead(&file, line, sizeof line), 0);
 }
 
 TEST_F(FileIO, ReturnsWhatFittedWhenTheRestCouldNotBeWritten) {
@@ -460,7 +519,8 @@ TEST_F(FileIO, ReturnsWhatFittedWhenTheRestCouldNotBeWritten) {
     EXPECT_EQ(first, 6);
     EXPECT_EQ(printed.text, "");
     const Printed refused = printedBy([&] {
-        systemCalls.longestWrite = 0;  // a device that takes nothing more
+        FaultySystem system;
+        system.shorten(SystemCall::write, 1, 0);  // a device that takes nothing more
         second = fileWrite(&file, data, 10);
     });
     EXPECT_EQ(second, 0);
@@ -469,13 +529,12 @@ TEST_F(FileIO, ReturnsWhatFittedWhenTheRestCouldNotBeWritten) {
 
 TEST_F(FileIO, NeverAsksForMoreThanAResultCanCount) {
     ASSERT_EQ(open(path, forWriting, descriptor), 1);
-    systemCalls.longestWrite = 3;  // what is asked for is never touched beyond these bytes
-    systemCalls.interruptedWrites = 1;
     char data[] = "abcdef";
-    // The second write fails: the limit leaves room for the first only.
-    const WithFileLimit limit(3);
+    FaultySystem system;
+    system.shorten(SystemCall::write, 1, 3);  // what is asked for is never touched beyond these bytes
+    system.fail(SystemCall::write, 2, EIO);
     EXPECT_EQ(fileWrite(&file, data, ULONG_MAX), 3);
-    EXPECT_EQ(systemCalls.askedWrites, (std::vector<std::size_t>{2147479552u, 2147479552u, 2147479549u}));
+    EXPECT_EQ(lengthsAsked(system, SystemCall::write), (std::vector<std::int64_t>{2147479552u, 2147479549u}));
 }
 
 }
