@@ -35,8 +35,9 @@ PELTA_API int initCummlative(int icheck);
  *   numTraces  traces to add; a negative count takes away
  * The first record of the same names and month is rewritten in place with the sum; where there is none a record is added where
  * reading stops: at the end, or behind a record that begins with a zero byte, where it will not be found again. A match on a
- * short last record is written 118 bytes before the end, over what stands there. The record is on disk when the function
- * returns.
+ * short last record is written 118 bytes before the end, over what stands there. A ledger that cannot be read on gets the
+ * record at its end, so that it replaces nothing unseen. The record is on disk when the function returns; one that could be
+ * written only in part is taken back.
  * An advisory lock (flock) keeps several writers from losing updates. It is waited for at most two seconds, and where it
  * cannot be had the record is written without.
  * Failures beyond the opening print one of

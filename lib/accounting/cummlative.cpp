@@ -126,6 +126,10 @@ class LedgerScan {
 
     /* Where the last record ends in the file. */
     off_t position() const { return position_; }
+    /* Where the descriptor stands: behind what was read ahead. */
+    off_t readUpTo() const { return position_ + static_cast<off_t>(end_ - begin_); }
+    /* Whether the scan stopped at bytes that could not be read; there may be records behind them. */
+    bool failed() const { return failed_; }
 
   private:
     /* Returns as soon as there is a whole record, since what is not a plain file may have no more to give for now. */
@@ -135,12 +139,15 @@ class LedgerScan {
         begin_ = 0;
         while (end_ < recordLength) {
             const ssize_t count = readOnce(ledger_, buffer_ + end_, sizeof buffer_ - end_);
+            failed_ = count < 0;
+            if (failed_) end_ = 0;  // half a record might pass for a whole one
             if (count <= 0) return;
             end_ += static_cast<std::size_t>(count);
         }
     }
 
     int ledger_;
+    bool failed_ = false;
     off_t position_ = 0;
     std::size_t begin_ = 0, end_ = 0;
     char buffer_[256 * recordLength];
@@ -168,8 +175,8 @@ class LedgerLock {
     explicit LedgerLock(int ledger) : ledger_(ledger) {
         using Clock = std::chrono::steady_clock;
         const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
-        while (::flock(ledger, LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EWOULDBLOCK || Clock::now() >= deadline) return;
+        while (!(held_ = ::flock(ledger, LOCK_EX | LOCK_NB) == 0)) {
+            if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= deadline) return;
             contended_ = true;
             std::this_thread::sleep_for(std::chrono::microseconds(20));
         }
@@ -183,8 +190,11 @@ class LedgerLock {
     LedgerLock(const LedgerLock&) = delete;
     LedgerLock& operator=(const LedgerLock&) = delete;
 
+    bool held() const { return held_; }
+
   private:
     int ledger_;
+    bool held_ = false;
     bool contended_ = false;
 };
 
@@ -216,21 +226,46 @@ void formatRecord(const Entry& entry, Record& record) {
     std::memset(record + used, ' ', recordLength - used);
 }
 
+/* Puts the descriptor where the record goes: over the one found, or where the scan stopped. A scan that could not read on has
+ * not seen what stands there, and goes to the end. Returns the place, -1 when it cannot be had. */
+off_t seekRecord(int ledger, const LedgerScan& scan, bool found) {
+    if (scan.failed()) return ::lseek(ledger, 0, SEEK_END);
+    const off_t place = scan.position() - (found ? static_cast<off_t>(recordLength) : 0);
+    const bool there = place == scan.readUpTo() || ::lseek(ledger, place, SEEK_SET) >= 0;
+    return there ? place : -1;
+}
+
+/* Takes back the first bytes of a record whose rest could not be written, lest they garble the record that stood there or
+ * shift all that come behind. The end of the file is cut off only while nobody else can have written there. */
+void takeBack(int ledger, off_t place, std::size_t written, std::string_view replaced, bool locked) {
+    if (replaced.size() == recordLength) {
+        if (::lseek(ledger, place, SEEK_SET) >= 0) writeAll(ledger, replaced.data(), written);
+        return;
+    }
+    struct stat status;
+    if (locked && ::fstat(ledger, &status) == 0 && status.st_size == place + static_cast<off_t>(written))
+        if (::ftruncate(ledger, place) != 0) return;  // nothing is left to try
+}
+
 /* Adds the entry's traces to the record that has its names and month, or writes a new one where the scan stopped.
  * Kept on purpose: a match on a short record at the end of the file goes back by a whole record's length and overwrites what
  * stands before it; a new record goes behind one that begins with a zero byte, where later scans do not come. */
-void addToLedger(int ledger, Entry entry) {
+void addToLedger(int ledger, Entry entry, bool locked) {
     LedgerScan scan(ledger);
+    std::string_view found;
     long stored = 0;
-    bool found = false;
-    for (std::string_view record; !found && !(record = scan.next()).empty();) found = matches(record, entry, stored);
+    for (std::string_view record; found.empty() && !(record = scan.next()).empty();)
+        if (matches(record, entry, stored)) found = record;
     entry.traces = saturatedSum(entry.traces, stored);
-    const off_t start = scan.position() - (found ? static_cast<off_t>(recordLength) : 0);
-    if (::lseek(ledger, start, SEEK_SET) < 0 && found) return complain("\nCummlative: Error while trying to lseek64.");
+    const off_t place = seekRecord(ledger, scan, !found.empty());
+    if (place < 0) return complain("\nCummlative: Error while trying to lseek64.");
     Record record;
     formatRecord(entry, record);
-    if (writeAll(ledger, record, recordLength) != static_cast<ssize_t>(recordLength))
+    const ssize_t written = writeAll(ledger, record, recordLength);
+    if (written != static_cast<ssize_t>(recordLength)) {
+        if (written > 0) takeBack(ledger, place, static_cast<std::size_t>(written), found, locked);
         complain("\nCummlative: Error while trying to write.");
+    }
     ::fsync(ledger);
 }
 
@@ -304,10 +339,10 @@ int runCummlative(char* process, long int numTraces) {
     {
         const LedgerLock lock(ledger);
         const std::tm today = localTimeNow();
-        addToLedger(ledger, {{user, hostText(globalChar->carea), hostText(globalChar->cline), process},
-                             today.tm_year,
-                             today.tm_mon,
-                             numTraces});
+        addToLedger(
+            ledger,
+            {{user, hostText(globalChar->carea), hostText(globalChar->cline), process}, today.tm_year, today.tm_mon, numTraces},
+            lock.held());
     }
     ::close(ledger);
     return 1;

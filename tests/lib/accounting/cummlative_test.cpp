@@ -18,51 +18,20 @@
 #include <string>
 #include <vector>
 
+#include "support/faultysystem.h"
 #include "support/files.h"
 
-/* The library's clock and some of its system calls are this program's, which can set the one and watch the others. */
+/* The library's clock is this program's: 0 is the real time. */
 namespace {
-struct SystemCalls {
-    time_t now = 0;                  // 0 is the real time
-    bool locksMissing = false;       // a file system without locks
-    bool durable = true;             // whether writing waits for the disk
-    std::vector<std::string> calls;  // what was asked of the ledger, in order
-} systemCalls;
+time_t presentTime = 0;
 }
 
-#define INTERPOSED extern "C" __attribute__((visibility("default")))
-
-INTERPOSED time_t time(time_t* result) noexcept {
+extern "C" __attribute__((visibility("default"))) time_t time(time_t* result) noexcept {
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
-    const time_t seconds = systemCalls.now != 0 ? systemCalls.now : now.tv_sec;
+    const time_t seconds = presentTime != 0 ? presentTime : now.tv_sec;
     if (result) *result = seconds;
     return seconds;
-}
-
-INTERPOSED int flock(int descriptor, int operation) noexcept {
-    systemCalls.calls.push_back(operation == LOCK_UN ? "unlock" : "lock");
-    if (systemCalls.locksMissing) return errno = EOPNOTSUPP, -1;
-    return static_cast<int>(syscall(SYS_flock, descriptor, operation));
-}
-
-INTERPOSED ssize_t write(int descriptor, const void* bytes, size_t length) {
-    if (length == 118) systemCalls.calls.push_back("write");
-    return syscall(SYS_write, descriptor, bytes, length);
-}
-
-INTERPOSED int open(const char* path, int flags, ...) {
-    va_list arguments;
-    va_start(arguments, flags);
-    const int mode = flags & O_CREAT ? va_arg(arguments, int) : 0;
-    va_end(arguments);
-    if (!systemCalls.durable) flags &= ~O_DSYNC;
-    return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
-}
-
-INTERPOSED int fsync(int descriptor) {
-    systemCalls.calls.push_back("fsync");
-    return systemCalls.durable ? static_cast<int>(syscall(SYS_fsync, descriptor)) : 0;
 }
 
 namespace {
@@ -109,6 +78,18 @@ std::optional<Fields> scanned(const std::string& text) {
     return f;
 }
 
+/* Leaves out what waits for the disk. */
+class WithoutDisk : public FaultySystem {
+  public:
+    WithoutDisk() {
+        answerBy([](CallRecord& call) -> std::optional<long> {
+            if (call.call == SystemCall::open) call.argument &= ~O_DSYNC;
+            if (call.call == SystemCall::fsync) return 0;
+            return {};
+        });
+    }
+};
+
 /* The plain form of the two scans: 118 bytes at a time and each record by sscanf. */
 template <class Work>
 std::size_t plainScan(const std::string& file, Work work) {
@@ -126,13 +107,12 @@ std::size_t plainScan(const std::string& file, Work work) {
 class Cummlative : public testing::Test {
   protected:
     void SetUp() override {
-        systemCalls = {};
-        systemCalls.now = noon(2026, 1, 15);
+        presentTime = noon(2026, 1, 15);
         std::filesystem::create_directories(folder.path() / "linux/lib");
         setHostTexts("north", "L101");
     }
     void TearDown() override {
-        systemCalls = {};
+        presentTime = 0;
         *globalChar = {};
     }
 
@@ -193,29 +173,29 @@ TEST_F(Cummlative, AppendsARecordForEveryOtherNameAndMonth) {
         run("nmo", 5);
     }
     EXPECT_EQ(file(), expected += record("bob north L101 nmo 126 0 5"));
-    systemCalls.now = noon(2026, 2, 1);
+    presentTime = noon(2026, 2, 1);
     run("nmo", 6);
     EXPECT_EQ(file(), expected += record("alice north L101 nmo 126 1 6"));
-    systemCalls.now = noon(2027, 1, 1);
+    presentTime = noon(2027, 1, 1);
     run("nmo", 7);
     EXPECT_EQ(file(), expected += record("alice north L101 nmo 127 0 7"));
-    systemCalls.now = noon(2026, 1, 31);
+    presentTime = noon(2026, 1, 31);
     run("nmo", 10);
     EXPECT_EQ(file(), expected.replace(0, recordLength, record("alice north L101 nmo 126 0 11")));
 }
 
 TEST_F(Cummlative, StoresTheLocalTimesYearFrom1900AndMonthFrom0) {
-    systemCalls.now = noon(1999, 12, 31);
+    presentTime = noon(1999, 12, 31);
     run("nmo", 1);
     EXPECT_EQ(contentsOf(ledger), record("alice north L101 nmo 99 11 1"));
-    systemCalls.now = noon(2026, 1, 1) - 12 * 3600 + 1800;  // half past midnight here, last year further west
+    presentTime = noon(2026, 1, 1) - 12 * 3600 + 1800;  // half past midnight here, last year further west
     WithVariable west("TZ", "WEST3");
     run("nmo", 2);
     EXPECT_EQ(contentsOf(ledger), record("alice north L101 nmo 99 11 1") + record("alice north L101 nmo 125 11 2"));
 }
 
 TEST_F(Cummlative, StoresTheTimeOfTheCall) {
-    systemCalls.now = 0;
+    presentTime = 0;
     tm before, after;
     time_t now;
     do {  // once more should a month begin in between
@@ -373,9 +353,28 @@ TEST_F(Cummlative, TakesDescriptorZeroForAFailureAndDoesNotLeaveItOpen) {
     EXPECT_EQ(contentsOf(ledger), "");
 }
 
+/* What a routine asked of the system, in order. */
+template <class Work>
+std::vector<SystemCall> callsOf(Work work) {
+    FaultySystem system;
+    work();
+    std::vector<SystemCall> calls;
+    for (const CallRecord& record : system.calls()) calls.push_back(record.call);
+    return calls;
+}
+
+const std::vector<SystemCall> callsOfAnAddition = {SystemCall::open,  SystemCall::flock, SystemCall::read, SystemCall::write,
+                                                   SystemCall::fsync, SystemCall::flock, SystemCall::close};
+const std::vector<SystemCall> callsOfARewriting = {SystemCall::open,  SystemCall::flock, SystemCall::read,  SystemCall::lseek,
+                                                   SystemCall::write, SystemCall::fsync, SystemCall::flock, SystemCall::close};
+
 TEST_F(Cummlative, WritesUnderALockAndFlushesTheFileToDisk) {
+    EXPECT_EQ(callsOf([&] { run("nmo", 1); }), callsOfAnAddition);
+    EXPECT_EQ(callsOf([&] { run("nmo", 1); }), callsOfARewriting);
+    FaultySystem system;
     run("nmo", 1);
-    EXPECT_EQ(systemCalls.calls, (std::vector<std::string>{"lock", "write", "fsync", "unlock"}));
+    EXPECT_EQ(system.calls()[1].argument, LOCK_EX | LOCK_NB);
+    EXPECT_EQ(system.calls()[6].argument, LOCK_UN);
 }
 
 TEST_F(Cummlative, LeavesNoDescriptorOpen) {
@@ -477,7 +476,6 @@ TEST_F(Cummlative, ReportsThatItCannotGoBackInAFileShorterThanARecord) {
     EXPECT_EQ(printed.text, seekError);
     EXPECT_EQ(printed.unflushed, 0u);
     EXPECT_EQ(contentsOf(ledger), partial);
-    EXPECT_EQ(systemCalls.calls, (std::vector<std::string>{"lock", "unlock"}));
 }
 
 TEST_F(Cummlative, ReportsThatItCannotGoBackInAPipe) {
@@ -495,7 +493,6 @@ TEST_F(Cummlative, ReportsAFailedWriteAndStillSyncs) {
     const Printed printed = printedBy([&] { EXPECT_EQ(run("nmo", 5), 1); });
     EXPECT_EQ(printed.text, writeError);
     EXPECT_EQ(printed.unflushed, 0u);
-    EXPECT_EQ(systemCalls.calls, (std::vector<std::string>{"lock", "write", "fsync", "unlock"}));
 }
 
 TEST_F(Cummlative, StopsAtAZeroByteAndWritesBehindThatRecord) {
@@ -561,7 +558,7 @@ const std::string threeRecords = record("bob north L101 nmo 126 0 4711") + recor
                                  record("alice north L101 nmo 126 0 12345");
 
 TEST_F(Cummlative, TakesFilesCutAtEveryLength) {
-    systemCalls.durable = false;
+    const WithoutDisk withoutDisk;
     for (std::size_t length = 0; length <= threeRecords.size(); ++length) {
         const std::string file = threeRecords.substr(0, length);
         writeFile(ledger, file);
@@ -571,6 +568,21 @@ TEST_F(Cummlative, TakesFilesCutAtEveryLength) {
         EXPECT_EQ(printedBy([&] { run("nmo", 5); }).text, expectedText) << length;
         EXPECT_EQ(contentsOf(ledger), expected) << length;
     }
+}
+
+TEST_F(Cummlative, TakesFilesDamagedAtEveryByte) {
+    const WithoutDisk withoutDisk;
+    for (std::size_t place = 0; place < threeRecords.size(); ++place)
+        for (char byte : {'\0', ' ', '\n', '-', '7', 'x', '\xFF'}) {
+            std::string file = threeRecords;
+            file[place] = byte;
+            writeFile(ledger, file);
+            ASSERT_EQ(print("", "", 0, 0).text, heading() + plainLines(file)) << place;
+            std::string noText;
+            const std::string expected = plainUpdate(file, 5, noText);
+            ASSERT_EQ(printedBy([&] { run("nmo", 5); }).text, "") << place;
+            ASSERT_EQ(contentsOf(ledger), expected) << place;
+        }
 }
 
 /* Three records with a few bytes changed, often to bytes that mean something in a record. */
@@ -595,7 +607,7 @@ TEST_F(Cummlative, PrintsDamagedFilesAsScanfReadsThem) {
 }
 
 TEST_F(Cummlative, UpdatesDamagedFilesAsScanfReadsThem) {
-    systemCalls.durable = false;
+    const WithoutDisk withoutDisk;
     std::mt19937 random(2);
     for (int round = 0; round < 1000; ++round) {
         const std::string file = damaged(random);
@@ -677,20 +689,25 @@ bool endedWell(pid_t child) {
 }
 
 TEST_F(Cummlative, LosesNothingWhenProcessesUpdateAtTheSameTime) {
-    constexpr int writers = 4, updates = 100;
-    systemCalls.durable = false;
+    constexpr int writers = 16, updates = 1000;
+    const WithoutDisk withoutDisk;
+    int start[2];
+    ASSERT_EQ(pipe(start), 0);
     std::vector<pid_t> children;
     for (int k = 0; k < writers; ++k)
         children.push_back(inAnotherProcess([&] {
-            bool done = true;
-            for (int i = 0; i < updates; ++i) done = run("nmo", 1) == 1 && run(k % 2 ? "odd" : "even", 1) == 1 && done;
+            close(start[1]);
+            char signal;
+            bool done = read(start[0], &signal, 1) == 0;  // the end comes to all at once
+            for (int i = 0; i < updates; ++i) done = run(i % 2 ? "odd" : "even", 1) == 1 && done;
             return done;
         }));
+    close(start[0]);
+    close(start[1]);
     for (pid_t child : children) EXPECT_TRUE(endedWell(child));
     const std::string file = contentsOf(ledger);
-    EXPECT_EQ(file.size(), 3 * recordLength);
-    for (const char* text :
-         {"alice north L101 nmo 126 0 400", "alice north L101 odd 126 0 200", "alice north L101 even 126 0 200"})
+    EXPECT_EQ(file.size(), 2 * recordLength);
+    for (const char* text : {"alice north L101 odd 126 0 8000", "alice north L101 even 126 0 8000"})
         EXPECT_NE(file.find(record(text)), std::string::npos) << text;
 }
 
@@ -724,11 +741,231 @@ TEST_F(Cummlative, RecordsWithoutTheLockInTheEnd) {
 }
 
 TEST_F(Cummlative, RecordsWhereThereAreNoLocks) {
-    systemCalls.locksMissing = true;
+    FaultySystem system;
+    system.answerBy([](CallRecord& call) -> std::optional<long> {
+        if (call.call != SystemCall::flock) return {};
+        errno = EOPNOTSUPP;
+        return -1;
+    });
     EXPECT_EQ(run("nmo", 5), 1);
     EXPECT_EQ(contentsOf(ledger), record("alice north L101 nmo 126 0 5"));
-    EXPECT_EQ(systemCalls.calls, (std::vector<std::string>{"lock", "write", "fsync", "unlock"}))
-        << "no lock is waited for in vain";
+    EXPECT_EQ(system.count(SystemCall::flock), 2) << "no lock is waited for in vain";
+}
+
+/* A ledger of two records, the second of which alice's work in nmo rewrites; her work in agc adds a third. */
+const std::string bobsRecord = record("bob north L101 nmo 126 0 4711");
+const std::string twoRecords = bobsRecord + record("alice north L101 nmo 126 0 99");
+const std::string rewritten = bobsRecord + record("alice north L101 nmo 126 0 104");
+const std::string added = twoRecords + record("alice north L101 agc 126 0 5");
+
+struct Update {
+    const char* process;
+    std::string file;  // when all goes well
+};
+const Update updates[] = {{"nmo", rewritten}, {"agc", added}};
+
+/* What an update of 5 traces says and leaves behind when one of its calls fails. */
+struct Answer {
+    std::string text, file;
+};
+
+Answer answerTo(SystemCall failing, int nth, int error, const Update& update) {
+    if (failing == SystemCall::open) return {openingError, update.file};
+    if (error == EINTR && (failing == SystemCall::read || failing == SystemCall::write)) return {"", update.file};
+    if (failing == SystemCall::read && nth == 1)  // whether there is a record of hers cannot be told
+        return {"", twoRecords + record(std::string("alice north L101 ") + update.process + " 126 0 5")};
+    if (failing == SystemCall::lseek) return {seekError, twoRecords};
+    if (failing == SystemCall::write) return {writeError, twoRecords};
+    return {"", update.file};
+}
+
+TEST_F(Cummlative, LosesNothingWhenAnyCallOfAnUpdateFails) {
+    for (const Update& update : updates)
+        for (int error : {EIO, ENOSPC, EACCES, EINTR}) {
+            writeFile(ledger, twoRecords);
+            const std::vector<SystemCall> calls = callsOf([&] { run(update.process, 5); });
+            for (std::size_t n = 0; n < calls.size(); ++n) {
+                writeFile(ledger, twoRecords);
+                const int nth = static_cast<int>(std::count(calls.begin(), calls.begin() + n + 1, calls[n]));
+                const Answer answer = answerTo(calls[n], nth, error, update);
+                const std::set<int> before = openDescriptors();
+                const Printed printed = printedBy([&] {
+                    FaultySystem system;
+                    system.fail(calls[n], nth, error);
+                    EXPECT_EQ(run(update.process, 5), 1);
+                    EXPECT_TRUE(system.allFaultsMet());
+                });
+                const std::string where = std::string(update.process) + ", call " + std::to_string(n) + ", " + strerror(error);
+                EXPECT_EQ(printed.text, answer.text) << where;
+                EXPECT_EQ(contentsOf(ledger), answer.file) << where;
+                EXPECT_EQ(openDescriptors(), before) << where;
+            }
+        }
+}
+
+TEST_F(Cummlative, ListsWhatCanBeReadWhenACallOfTheListingFails) {
+    writeFile(ledger, twoRecords);
+    const std::string lines = plainLines(twoRecords);
+    const std::string name = "initCummlative=" + ledger + "\n", size = "initCummlative stat file size=236\n";
+    const std::vector<SystemCall> calls = {SystemCall::open, SystemCall::fstat, SystemCall::read, SystemCall::read,
+                                           SystemCall::close};
+    char all[] = "";
+    printedBy([&] { EXPECT_EQ(callsOf([&] { printCummlative(all, all, 0, 0); }), calls); });
+    const auto listingWith = [&](SystemCall call, int nth, int error) {
+        return printedBy([&] {
+                   FaultySystem system;
+                   system.fail(call, nth, error);
+                   EXPECT_EQ(printCummlative(all, all, 0, 0), 1);
+               })
+            .text;
+    };
+    for (int error : {EIO, EACCES, EINTR}) {
+        EXPECT_EQ(listingWith(SystemCall::open, 1, error), name + openingError + size + lines);
+        EXPECT_EQ(listingWith(SystemCall::fstat, 1, error), name + "initCummlative stat file size=0\n" + lines);
+        EXPECT_EQ(listingWith(SystemCall::read, 1, error), name + size + (error == EINTR ? lines : ""));
+        EXPECT_EQ(listingWith(SystemCall::read, 2, error), name + size + lines);
+        EXPECT_EQ(listingWith(SystemCall::close, 1, error), name + size + lines);
+    }
+}
+
+TEST_F(Cummlative, PutsTogetherARecordThatIsReadAndWrittenInPieces) {
+    for (const Update& update : updates)
+        for (std::size_t longest = 1; longest < recordLength; ++longest) {
+            writeFile(ledger, twoRecords);
+            WithoutDisk system;
+            system.shorten(SystemCall::read, 1, longest);
+            system.shorten(SystemCall::read, 2, longest);
+            system.shorten(SystemCall::write, 1, longest);
+            EXPECT_EQ(run(update.process, 5), 1);
+            EXPECT_TRUE(system.allFaultsMet());
+            EXPECT_EQ(contentsOf(ledger), update.file) << longest;
+        }
+}
+
+TEST_F(Cummlative, TakesBackTheFirstBytesOfARecordWhoseRestCannotBeWritten) {
+    for (const Update& update : updates)
+        for (std::size_t longest = 1; longest < recordLength; ++longest) {
+            writeFile(ledger, twoRecords);
+            const Printed printed = printedBy([&] {
+                WithoutDisk system;
+                system.shorten(SystemCall::write, 1, longest);
+                system.fail(SystemCall::write, 2, ENOSPC);
+                EXPECT_EQ(run(update.process, 5), 1);
+                EXPECT_EQ(system.count(SystemCall::fsync), 1);
+            });
+            EXPECT_EQ(printed.text, writeError);
+            EXPECT_EQ(contentsOf(ledger), twoRecords) << longest;
+        }
+}
+
+TEST_F(Cummlative, LeavesThePieceThatOverwritesWhatStandsBeforeAShortLastRecord) {
+    const std::string file = bobsRecord + "alice north L101 nmo 126 0 70";
+    writeFile(ledger, file);
+    const Printed printed = printedBy([&] {
+        FaultySystem system;
+        system.shorten(SystemCall::write, 1, 40);
+        system.fail(SystemCall::write, 2, EIO);
+        EXPECT_EQ(run("nmo", 5), 1);
+    });
+    EXPECT_EQ(printed.text, writeError);
+    EXPECT_EQ(contentsOf(ledger), file.substr(0, 29) + record("alice north L101 nmo 126 0 75").substr(0, 40) + file.substr(69));
+}
+
+TEST_F(Cummlative, CutsNothingOffWhereAnotherMayHaveWritten) {
+    writeFile(ledger, twoRecords);
+    const auto updateWith = [&](auto prepare) {
+        printedBy([&] {
+            FaultySystem system;
+            system.shorten(SystemCall::write, 1, 40);
+            system.fail(SystemCall::write, 2, EIO);
+            prepare(system);
+            run("agc", 5);
+        });
+    };
+    const std::string piece = added.substr(0, twoRecords.size() + 40);
+    updateWith([](FaultySystem& system) { system.fail(SystemCall::flock, 1, ENOLCK); });
+    EXPECT_EQ(contentsOf(ledger), piece) << "without the lock";
+
+    writeFile(ledger, twoRecords);
+    updateWith([&](FaultySystem& system) {
+        system.answerBy([&, writes = 0](CallRecord& call) mutable -> std::optional<long> {
+            if (call.call == SystemCall::write && ++writes == 1) truncate(ledger.c_str(), 2 * recordLength + 80);
+            return {};
+        });
+    });
+    EXPECT_EQ(contentsOf(ledger).size(), twoRecords.size() + 80) << "someone who takes no lock";
+}
+
+TEST_F(Cummlative, WritesNothingWhereItCannotTellThePlace) {
+    std::string zero = bobsRecord;
+    zero[0] = '\0';
+    writeFile(ledger, zero + twoRecords);
+    const Printed printed = printedBy([&] {
+        FaultySystem system;
+        system.fail(SystemCall::lseek, 1, EIO);
+        EXPECT_EQ(run("nmo", 5), 1);
+    });
+    EXPECT_EQ(printed.text, seekError) << "behind a record that begins with a zero byte";
+    EXPECT_EQ(contentsOf(ledger), zero + twoRecords);
+
+    writeFile(ledger, twoRecords);
+    const Printed unread = printedBy([&] {
+        FaultySystem system;
+        system.fail(SystemCall::read, 1, EIO);
+        system.fail(SystemCall::lseek, 1, EIO);
+        EXPECT_EQ(run("nmo", 5), 1);
+    });
+    EXPECT_EQ(unread.text, seekError) << "at the end of what cannot be read";
+    EXPECT_EQ(contentsOf(ledger), twoRecords);
+}
+
+TEST_F(Cummlative, TakesNoHalfReadRecordForAWholeOne) {
+    const std::string more = twoRecords + record("alice north L102 agc 126 0 3");
+    for (std::size_t longest : {118 + 27, 118 + 29, 236, 300}) {
+        writeFile(ledger, more);
+        {
+            FaultySystem system;
+            system.shorten(SystemCall::read, 1, longest);
+            system.fail(SystemCall::read, 2, EIO);
+            run("nmo", 5);
+        }
+        EXPECT_EQ(contentsOf(ledger),
+                  longest < 236 ? more + record("alice north L101 nmo 126 0 5") : rewritten + more.substr(236));
+    }
+}
+
+TEST_F(Cummlative, TriesForTheLockAgainAfterASignal) {
+    FaultySystem system;
+    system.fail(SystemCall::flock, 1, EINTR);
+    system.fail(SystemCall::flock, 2, EINTR);
+    run("nmo", 5);
+    EXPECT_EQ(system.count(SystemCall::flock), 4) << "three to lock, one to unlock";
+}
+
+TEST_F(Cummlative, LosesAtMostTheUpdateInFlightWhenKilled) {
+    std::vector<Update> all(std::begin(updates), std::end(updates));
+    for (const Update& update : all) {
+        writeFile(ledger, twoRecords);
+        const std::size_t calls = callsOf([&] { run(update.process, 5); }).size();
+        for (std::size_t last = 0; last <= calls; ++last) {
+            writeFile(ledger, twoRecords);
+            const pid_t child = inAnotherProcess([&] {
+                FaultySystem system;
+                system.answerBy([made = std::size_t{0}, last](CallRecord&) mutable -> std::optional<long> {
+                    if (made++ == last) kill(getpid(), SIGKILL);
+                    return {};
+                });
+                return run(update.process, 5) == 1;
+            });
+            int status = -1;
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_EQ(WIFSIGNALED(status), last < calls);
+            const std::string file = contentsOf(ledger);
+            EXPECT_TRUE(file == twoRecords || file == update.file) << update.process << ", after " << last << " calls";
+            run("stack", 1);
+            EXPECT_EQ(contentsOf(ledger), file + record("alice north L101 stack 126 0 1")) << "whoever comes next";
+        }
+    }
 }
 
 }
