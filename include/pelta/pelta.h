@@ -40,6 +40,7 @@
 #include "gmtsurface.h"
 #include "peltadisk.h"
 #include "fileio.h"
+#include "tapeio.h"
 #include "cummlative.h"
 /* clang-format on */
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "storage/descriptor.h"
 #include "transfer.h"
 
 static_assert(sizeof(off_t) == 8, "files beyond 2 GiB need 64-bit offsets in both word sizes");
@@ -24,16 +25,14 @@ void report(const char* action, const char* fileName) {
     std::fflush(stdout);
 }
 
-/* Kept on purpose: an existing file is not truncated, so that a longer one keeps its tail. */
-int openDescriptor(const char* fileName, bool forWriting) {
+/* Begun again after a signal: a named pipe waits for its other end. */
+int openFile(const char* fileName, bool forWriting) {
+    // Kept on purpose: an existing file is not truncated, so that a longer one keeps its tail.
+    const int flags = forWriting ? O_WRONLY | O_CREAT : O_RDONLY;
     int descriptor;
-    do descriptor = ::open(fileName, forWriting ? O_WRONLY | O_CREAT : O_RDONLY, 0666);
-    while (descriptor < 0 && errno == EINTR);  // a named pipe waits for its other end
-    if (descriptor != 0) return std::max(descriptor, 0);
-    // A program whose standard input is closed gets number 0, which the record takes for "not open".
-    ::close(descriptor);
-    errno = EBADF;
-    return 0;
+    do descriptor = openDescriptor(fileName, flags);
+    while (descriptor == 0 && errno == EINTR);
+    return descriptor;
 }
 
 std::FILE* openStream(const char* fileName, bool forWriting) {
@@ -72,11 +71,6 @@ int writeText(std::FILE* stream, const char* text) {
     return static_cast<int>(std::min<std::size_t>(std::strlen(text), INT_MAX));
 }
 
-int nothingOpen() {
-    errno = EBADF;
-    return -1;
-}
-
 }
 
 int fileOpen(fileIOStruct* f, int mode, int type) {
@@ -84,7 +78,7 @@ int fileOpen(fileIOStruct* f, int mode, int type) {
     f->iFile = 0;
     f->fp = nullptr;
     if (type != 0) f->fp = openStream(f->cFileName, forWriting);
-    else f->iFile = openDescriptor(f->cFileName, forWriting);
+    else f->iFile = openFile(f->cFileName, forWriting);
     if (f->fp || f->iFile != 0) return 1;
     report("opening", f->cFileName);
     return 0;

@@ -172,3 +172,13 @@ INTERPOSED void* mmap(void* address, size_t length, int protection, int flags, i
 INTERPOSED int unlink(const char* path) noexcept {
     return through(onPath(SystemCall::unlink, path), [=](std::int64_t) { return next<int(const char*)>("unlink")(path); });
 }
+
+INTERPOSED int system(const char* command) {
+    return through(onPath(SystemCall::system, command),
+                   [=](std::int64_t) { return next<int(const char*)>("system")(command); });
+}
+
+INTERPOSED unsigned sleep(unsigned seconds) {
+    return through(onDescriptor(SystemCall::sleep, -1, seconds),
+                   [](std::int64_t asked) { return next<unsigned(unsigned)>("sleep")(static_cast<unsigned>(asked)); });
+}

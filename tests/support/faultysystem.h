@@ -30,6 +30,8 @@ enum class SystemCall {
     ioctl,      // descriptor, argument: request, data: what goes with it
     mmap,       // descriptor, argument: length
     unlink,     // path
+    system,     // path: the command
+    sleep,      // argument: seconds
 };
 
 struct CallRecord {

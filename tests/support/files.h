@@ -70,6 +70,18 @@ Printed printedBy(Work work) {
     return {testing::internal::GetCapturedStdout(), unflushed};
 }
 
+/* Runs work while descriptor 0 is free, as in a daemon that has closed its standard input. */
+template <class Work>
+void withoutStandardInput(Work work) {
+    const int kept = dup(0);
+    close(0);
+    work();
+    if (kept >= 0) {
+        dup2(kept, 0);
+        close(kept);
+    }
+}
+
 /* Sets an environment variable, or removes it (null), until the end of the scope. */
 class WithVariable {
   public:

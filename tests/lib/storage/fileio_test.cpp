@@ -293,18 +293,6 @@ TEST_F(FileIO, ClosesWhatIsOpen) {
     EXPECT_EQ(fcntl(streamNumber, F_GETFD), -1);
 }
 
-/* Runs work while descriptor 0 is free, as in a daemon that has closed its standard input. */
-template <class Work>
-void withoutStandardInput(Work work) {
-    const int kept = dup(0);
-    ::close(0);
-    work();
-    if (kept >= 0) {
-        dup2(kept, 0);
-        ::close(kept);
-    }
-}
-
 TEST_F(FileIO, TreatsDescriptorZeroAsNotOpenAndDoesNotLeaveItOpen) {
     writeFile(path, "text");
     int result = -1, zeroIsOpen = -1;
