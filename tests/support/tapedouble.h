@@ -31,7 +31,8 @@ class TapeDouble {
 
     std::optional<long> answer(CallRecord& call) {
         switch (call.call) {
-            case SystemCall::open: return call.path == name_ ? std::optional(open(static_cast<int>(call.argument))) : std::nullopt;
+            case SystemCall::open:
+                return call.path == name_ ? std::optional(open(static_cast<int>(call.argument))) : std::nullopt;
             case SystemCall::system: return runByShell(call.path);
             case SystemCall::sleep: return 0;
             default: break;
