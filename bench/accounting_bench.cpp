@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "silence.h"
+
 /* The ledger: an update that is on disk when it returns, and the way through a ledger of 10 000 records. */
 
 namespace {
@@ -119,26 +121,6 @@ void updateBySqlite(benchmark::State& state) {
     }
 }
 BENCHMARK(updateBySqlite)->Name("runCummlative|SQLite, WAL, synchronous full|durable update")->UseRealTime();
-
-/* Sends what is printed to nowhere for the time of a benchmark. */
-class Silence {
-  public:
-    Silence() {
-        std::fflush(stdout);
-        kept_ = dup(1);
-        const int nowhere = open("/dev/null", O_WRONLY);
-        dup2(nowhere, 1);
-        close(nowhere);
-    }
-    ~Silence() {
-        std::fflush(stdout);
-        dup2(kept_, 1);
-        close(kept_);
-    }
-
-  private:
-    int kept_;
-};
 
 /* A listing that no record passes is the scan alone. */
 void scanByPelta(benchmark::State& state, std::string user, std::string process, int year) {
