@@ -287,7 +287,7 @@ int main(int argc, char** argv) {
     for (const std::size_t size : {6000, 16000}) {
         const auto measure = [&](const char* who, void (*work)(benchmark::State&, std::size_t)) {
             const std::string name = std::string(who) + "|64 MB, " + std::to_string(size) + " B blocks";
-            benchmark::RegisterBenchmark(name.c_str(), work, size);
+            return benchmark::RegisterBenchmark(name.c_str(), work, size);
         };
         measure("peltaDiskRead|pelta", readByPelta);
         measure("peltaDiskRead|pread", readByPread);
@@ -295,9 +295,9 @@ int main(int argc, char** argv) {
         measure("peltaDiskWrite|pelta", writeByPelta);
         measure("peltaDiskWrite|pwrite", writeByPwrite);
         measure("peltaDiskWrite|LMDB", writeByLmdb);
-        measure("peltaDiskOpen|pelta", openByPelta);
-        measure("peltaDiskOpen|writing zeros", openByWriting);
-        measure("peltaDiskOpen|limit: posix_fallocate", openByAllocating);
+        measure("peltaDiskOpen|pelta", openByPelta)->UseRealTime();
+        measure("peltaDiskOpen|writing zeros", openByWriting)->UseRealTime();
+        measure("peltaDiskOpen|limit: posix_fallocate", openByAllocating)->UseRealTime();
     }
     benchmark::RegisterBenchmark("mapMemory|pelta|64 MB, writing", writeMemory, scratchMemory);
     benchmark::RegisterBenchmark("mapMemory|limit: private memory|64 MB, writing", writeMemory, privateMemory);

@@ -8,7 +8,7 @@
 
 /* Working storage beyond the memory, in files of the scratch folder that the environment variable PROMAX_SCRATCH_HOME names.
  * A file loses its name as soon as it is open, so that it is gone when the process ends, even by a crash. It belongs to the user
- * alone (mode 0600) and is not inherited by programs that the process starts.
+ * alone (mode 0600) and is not inherited by programs that the process starts. Making it takes two descriptors for a moment.
  *
  * A block store divides its file into blocks of one size, addressed by number from 0. Positions are 64-bit in both word sizes,
  * so that a store may be larger than 4 GiB. Failures are printed with the system's error text and flushed, and nothing is

@@ -64,6 +64,7 @@ bool fillWithZeros(peltaDisk& disk) {
         return false;
     }
     if (total == 0 || ::fallocate(disk.peltaFile, 0, 0, total) == 0) return true;
+    if (errno == ENOSPC || errno == EDQUOT) return false;  // writing would fill the disk first, and then fail too
     for (off_t left = total; left > 0;) {
         const off_t length = std::min<off_t>(left, disk.blkSize);
         const ssize_t count = ::write(disk.peltaFile, disk.peltaData, static_cast<std::size_t>(length));

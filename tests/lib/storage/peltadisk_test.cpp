@@ -560,7 +560,7 @@ TEST_F(PeltaDisk, KeepsWhatFittedWhenTheDeviceBecomesFull) {
 
 /* A file system that cannot set space aside has it written. */
 TEST_F(PeltaDisk, WritesTheZerosWhereSpaceCannotBeSetAside) {
-    for (const int error : {EOPNOTSUPP, ENOSYS, EINTR, ENOSPC}) {
+    for (const int error : {EOPNOTSUPP, ENOSYS, EINTR, EIO}) {
         Store store;
         buffer.assign(100, 'x');
         printedBy([&] {
@@ -576,6 +576,19 @@ TEST_F(PeltaDisk, WritesTheZerosWhereSpaceCannotBeSetAside) {
         EXPECT_EQ(store->offset, 0);
         EXPECT_EQ(positionOf(*store), 0);
         for (int k = 0; k < 3; ++k) EXPECT_EQ(readBlock(*store, k), block('\0'));
+    }
+}
+
+TEST_F(PeltaDisk, DoesNotFillADiskThatHasTooLittleSpace) {
+    for (const int error : {ENOSPC, EDQUOT}) {
+        const Printed printed = printedBy([&] {
+            FaultySystem system;
+            system.fail(SystemCall::fallocate, 1, error);
+            buffer.assign(100, 'x');
+            EXPECT_EQ(peltaDiskOpen(100, 3, buffer.data()), nullptr);
+            EXPECT_EQ(system.count(SystemCall::write), 0);
+        });
+        EXPECT_TRUE(printed.text.ends_with(message("\npeltaDiskOpen, Error with write", ENOENT)));
     }
 }
 
@@ -602,6 +615,9 @@ std::optional<std::string> failureText(SystemCall call, int error) {
         case SystemCall::fstat: return message("peltaDiskOpen, Error with open", error);
         case SystemCall::unlink: return "peltDiskOpen: unlink() failed.\n";
         case SystemCall::write: return message("peltaDiskOpen, Error with write", ENOENT);
+        case SystemCall::fallocate:
+            if (error != ENOSPC) return {};
+            return message("peltaDiskOpen, Error with write", ENOENT);
         default: return {};
     }
 }
