@@ -238,6 +238,37 @@ TEST_F(CommandLine, CountsTracesInTheLedgerOfTheInstallation) {
     EXPECT_TRUE(ledger.out.ends_with("Num Traces: 60\n")) << ledger.out;
 }
 
+TEST_F(CommandLine, ChecksTheLedgerOfTheInstallation) {
+    const std::string home = folder / "home", file = home + "/linux/lib/libCumm.so";
+    std::filesystem::create_directories(home + "/linux/lib");
+    const auto ledger = [&](const std::string& options) {
+        return runShell("export PROMAX_HOME=" + home + "; unset PELTA_HOME; " + PELTA_COMMAND + " ledger " + options);
+    };
+    EXPECT_EQ(ledger("--check").err, "pelta: ledger: " + file + ": cannot be opened: No such file or directory\n");
+    std::string record = "ann - - pelta-run 126 10 60";
+    record.resize(118, ' ');
+    std::ofstream(file, std::ios::binary) << record << record;
+    const Outcome good = ledger("--check");
+    EXPECT_EQ(good.status, 0);
+    EXPECT_EQ(good.out, file + ": 2 records, all whole\n");
+    EXPECT_EQ(good.err, "");
+
+    std::ofstream(file, std::ios::binary | std::ios::app) << '\0' << record << "ann";
+    const Outcome bad = ledger("--check");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.out, "");
+    ASSERT_EQ(linesOf(bad.err).size(), 2u) << bad.err;
+    EXPECT_TRUE(linesOf(bad.err)[0].starts_with("pelta: ledger: " + file + ": record 3 (byte 237): a zero byte")) << bad.err;
+    EXPECT_TRUE(linesOf(bad.err)[1].starts_with("pelta: ledger: " + file + ": record 4 (byte 355): 114 bytes short"))
+        << bad.err;
+    EXPECT_EQ(contentsOf(file).size(), 3 * 118u + 4) << "nothing is changed";
+
+    EXPECT_EQ(ledger("--check --year 2026").status, 2);
+    const Outcome homeless = runShell("unset PELTA_HOME PROMAX_HOME; " PELTA_COMMAND " ledger --check");
+    EXPECT_EQ(homeless.status, 1);
+    EXPECT_EQ(homeless.err, "pelta: ledger: neither PELTA_HOME nor PROMAX_HOME is set; set one to the installation's folder\n");
+}
+
 TEST_F(CommandLine, SaysWhenTheLedgerCannotBeWritten) {
     const Outcome outcome = runShell("export PELTA_HOME=" + (folder / "nowhere") + " LOGNAME=ann; " + PELTA_COMMAND + " pick " +
                                      line + " " + (folder / "out.sgy") + " --quiet");
