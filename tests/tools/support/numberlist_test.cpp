@@ -20,5 +20,13 @@ TEST(NumberList, TakesNothingThatCouldBeMisread) {
         EXPECT_EQ(wholeNumbersIn(text), std::nullopt) << text;
 }
 
+TEST(NumberList, ReadsTheRealNumbersOfALine) {
+    using Reals = std::vector<double>;
+    for (const char* text : {"1.5,-2e3;7", " 1.5 ; -2000\t7\r", "1.5 -2000, 7 ,"})
+        EXPECT_EQ(realNumbersIn(text), (Reals{1.5, -2000, 7})) << text;
+    EXPECT_EQ(realNumbersIn(" ,\t"), Reals());
+    for (const char* text : {"1.5m", "x", "1,nan", "inf", "1e999", "1-2"}) EXPECT_EQ(realNumbersIn(text), std::nullopt) << text;
+}
+
 }
 }

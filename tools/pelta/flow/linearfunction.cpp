@@ -1,30 +1,13 @@
 #include "flow/linearfunction.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cmath>
 #include <fstream>
 
 #include "support/failure.h"
+#include "support/numberlist.h"
 
 namespace pelta {
 namespace {
-
-/* The numbers of a line, separated by commas, semicolons or blanks; nothing when it holds anything else. */
-std::optional<std::vector<double>> numbersIn(std::string line) {
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char c) { return c == ',' || c == ';' || std::isspace(c); }, ' ');
-    std::vector<double> numbers;
-    const char* text = line.c_str();
-    for (;;) {
-        while (*text == ' ') ++text;
-        if (*text == '\0') return numbers;
-        char* end = nullptr;
-        numbers.push_back(std::strtod(text, &end));
-        if (end == text || (*end != ' ' && *end != '\0') || !std::isfinite(numbers.back())) return std::nullopt;
-        text = end;
-    }
-}
 
 /* "a time in ms", "an offset in m". */
 std::string withArticle(const std::string& name, const std::string& unit) {
@@ -68,7 +51,7 @@ Pairs readPairs(const std::string& fileName, const PairNames& names) {
     std::string line;
     for (int number = 1; std::getline(file, line); ++number) {
         if (line.starts_with('#')) continue;
-        const auto numbers = numbersIn(line);
+        const auto numbers = realNumbersIn(line);
         if (!numbers && pairs.empty() && number == 1) continue;
         if (!numbers || (numbers->size() != 2 && !numbers->empty()))
             failUsage("{}:{}: expected {} and {}, found '{}'", fileName, number, withArticle(names.key, names.keyUnit),

@@ -12,6 +12,7 @@
 #include "flow/progress.h"
 #include "segy/writer.h"
 #include "support/failure.h"
+#include "velocity/place.h"
 
 namespace pelta {
 namespace {
@@ -61,9 +62,24 @@ std::size_t tracesPerBatch(const segy::Layout& layout) {
 
 using Chain = std::vector<std::unique_ptr<Step>>;
 
-Chain makeChain(const std::vector<FlowStep>& steps, const Line& line) {
+using Preparations = std::vector<std::shared_ptr<const Preparation>>;
+
+Preparations prepare(const std::vector<FlowStep>& steps, segy::Reader& reader) {
+    Preparations prepared;
+    for (const FlowStep& step : steps) {
+        prepared.push_back(step.kind->prepare ? step.kind->prepare(step.parameters, reader) : nullptr);
+        if (!prepared.back()) continue;
+        for (const std::string& warning : prepared.back()->warnings) warn(warning);
+    }
+    return prepared;
+}
+
+Chain makeChain(const std::vector<FlowStep>& steps, Line line, const Preparations& prepared) {
     Chain chain;
-    for (const FlowStep& step : steps) chain.push_back(step.kind->make(step.parameters, line));
+    for (std::size_t s = 0; s < steps.size(); ++s) {
+        line.prepared = prepared[s];
+        chain.push_back(steps[s].kind->make(steps[s].parameters, line));
+    }
     return chain;
 }
 
@@ -90,39 +106,59 @@ void work(Batch& batch, Chain& chain, const segy::Layout& layout, bool isEncoded
     }
 }
 
-/* Offsets that are 0 on every trace were never written there, and what depends on them would come out the same everywhere. A
- * file is looked at ahead, as far as its first offset; a pipe has to be seen to its end. */
-class OffsetCheck {
-  public:
-    OffsetCheck(segy::Reader& reader, const std::vector<FlowStep>& steps) : _reader(reader) {
-        const auto found = std::find_if(steps.begin(), steps.end(), [](const FlowStep& step) {
-            return step.kind->needsOffsets && step.kind->needsOffsets(step.parameters);
-        });
-        if (found == steps.end()) return;
-        _needy = found->kind;
-        if (reader.traceCount()) lookAhead();
+/* Something that a step needs of the trace headers. */
+struct HeaderNeed {
+    bool (*isMet)(const segy::TraceFacts&);
+    std::string complaint; /* when no trace meets it */
+};
+
+template <class IsNeedy>
+const StepKind* firstNeedy(const std::vector<FlowStep>& steps, const IsNeedy& isNeedy) {
+    for (std::size_t s = 0; s < steps.size(); ++s)
+        if (isNeedy(s)) return steps[s].kind;
+    return nullptr;
+}
+
+std::vector<HeaderNeed> needsOf(const std::vector<FlowStep>& steps, const Preparations& prepared, const segy::Reader& reader) {
+    std::vector<HeaderNeed> needs;
+    const auto needsOffsets = [&](std::size_t s) {
+        return steps[s].kind->needsOffsets && steps[s].kind->needsOffsets(steps[s].parameters);
+    };
+    if (const StepKind* needy = firstNeedy(steps, needsOffsets)) {
+        const segy::HeaderWord word = reader.layout().words[segy::Word::offset];
+        needs.push_back({[](const segy::TraceFacts& facts) { return facts.offset != 0.0; },
+                         fmt::format("{}: {} needs offsets, and the {} bytes at byte {} of every trace header hold 0; --map "
+                                     "offset=BYTE:SIZE names the right word",
+                                     reader.name(), needy->name, word.size, word.position)});
     }
-    void see(const segy::TraceFacts& facts) { _isSatisfied = _isSatisfied || facts.offset != 0.0; }
+    if (const StepKind* needy = firstNeedy(steps, [&](std::size_t s) { return prepared[s] && prepared[s]->needsPlaces; }))
+        needs.push_back({velocity::hasPlace,
+                         fmt::format("{}: {} needs coordinates, and those of CDP, source and receiver are 0 in every trace "
+                                     "header; --map cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words",
+                                     reader.name(), needy->name)});
+    return needs;
+}
+
+/* Words that are 0 on every trace were never written there, and what depends on them would come out the same everywhere. A
+ * file is looked at ahead, as far as its first offset or place; a pipe has to be seen to its end. */
+class HeaderCheck {
+  public:
+    HeaderCheck(segy::Reader& reader, std::vector<HeaderNeed> needs) : _unmet(std::move(needs)) {
+        if (_unmet.empty() || !reader.traceCount()) return;
+        segy::Trace trace;
+        while (!_unmet.empty() && reader.nextHeader(trace)) see(segy::readFacts(trace, reader.layout()));
+        finish();
+        reader.seek(0);
+    }
+    void see(const segy::TraceFacts& facts) {
+        std::erase_if(_unmet, [&](const HeaderNeed& need) { return need.isMet(facts); });
+    }
     void finish() const {
-        if (!_needy || _isSatisfied) return;
-        const segy::HeaderWord word = _reader.layout().words[segy::Word::offset];
-        fail(
-            "{}: {} needs offsets, and the {} bytes at byte {} of every trace header hold 0; --map offset=BYTE:SIZE names "
-            "the right word",
-            _reader.name(), _needy->name, word.size, word.position);
+        if (!_unmet.empty()) fail("{}", _unmet.front().complaint);
     }
 
   private:
-    void lookAhead() {
-        segy::Trace trace;
-        while (!_isSatisfied && _reader.nextHeader(trace)) see(segy::readFacts(trace, _reader.layout()));
-        finish();
-        _reader.seek(0);
-    }
-
-    segy::Reader& _reader;
-    const StepKind* _needy = nullptr;
-    bool _isSatisfied = false;
+    std::vector<HeaderNeed> _unmet;
 };
 
 bool mayDropTraces(const std::vector<FlowStep>& steps) {
@@ -144,8 +180,9 @@ Line lineOf(const segy::Reader& reader, const std::vector<FlowStep>& steps, cons
 
 RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options) {
     const Line line = lineOf(reader, steps, options);
-    makeChain(steps, line); /* shows wrong parameters before anything is written */
-    OffsetCheck offsets(reader, steps);
+    const Preparations prepared = prepare(steps, reader);
+    makeChain(steps, line, prepared); /* shows wrong parameters before anything is written */
+    HeaderCheck headers(reader, needsOf(steps, prepared, reader));
     std::vector<std::unique_ptr<Collector>> collectors;
     for (const FlowStep& step : steps)
         collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
@@ -153,7 +190,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
     sink.begin(line);
 
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(options.threads));
-    tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line); });
+    tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line, prepared); });
 
     const std::size_t tokens = 2 * static_cast<std::size_t>(options.threads) + 1;
     std::vector<Batch> batches(tokens);
@@ -189,7 +226,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
         StageClock clock(options.profile, batch->seconds);
         for (std::size_t t = 0; t < batch->count; ++t) {
             WorkTrace& item = batch->traces[t];
-            offsets.see(item.facts);
+            headers.see(item.facts);
             for (std::size_t s = 0; s < batch->stepsDone[t]; ++s)
                 if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
             summary.droppedTraces += item.isDropped;
@@ -207,7 +244,7 @@ RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, Tr
                                        tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, process) &
                                        tbb::make_filter<Batch*, void>(tbb::filter_mode::serial_in_order, write));
 
-    offsets.finish();
+    headers.finish();
     for (const auto& collector : collectors)
         if (collector) collector->check();
     if (summary.droppedTraces > 0 && summary.droppedTraces == summary.traces)

@@ -11,12 +11,24 @@
 
 namespace pelta {
 
+namespace segy {
+class Reader;
+}
+
+/* What one step of a run needs that is made once for all of its workers; kinds derive their own. */
+struct Preparation {
+    virtual ~Preparation() = default;
+    bool needsPlaces = false; /* with coordinates that are 0 on every trace the step does not run */
+    std::vector<std::string> warnings = {};
+};
+
 /* What a step knows of the line that it will work on. */
 struct Line {
     segy::Layout layout;
     segy::Preamble preamble;
     std::optional<std::int64_t> traceCount;
-    bool overwrite = false; /* may replace files that stand under its outputs' names */
+    bool overwrite = false;                           /* may replace files that stand under its outputs' names */
+    std::shared_ptr<const Preparation> prepared = {}; /* by the step's kind, where it does */
 
     int sampleCount() const { return static_cast<int>(layout.sampleCount); }
     float intervalMs() const { return static_cast<float>(layout.intervalMs); }
@@ -61,6 +73,9 @@ struct StepKind {
     std::vector<Parameter> parameters;
     /* Fails (UsageError) when the parameters contradict one another or do not fit the line. */
     std::unique_ptr<Step> (*make)(const Parameters&, const Line&);
+    /* Null: nothing. Called once a run, before any step is made; may look through the headers of a file, and leaves the reader
+     * at its first trace. Fails like make, or (Failure) when the headers are at fault. */
+    std::shared_ptr<const Preparation> (*prepare)(const Parameters&, segy::Reader&) = nullptr;
     /* May be null: the step only changes traces. May return null: nothing to collect with these parameters. */
     std::unique_ptr<Collector> (*makeCollector)(const Parameters&, const Line&) = nullptr;
     /* Null: no. With offsets that are 0 on every trace such a step does not run. */

@@ -6,6 +6,7 @@
 #include "flow/step.h"
 #include "flow/timefunction.h"
 #include "support/failure.h"
+#include "velocity/field.h"
 
 namespace pelta {
 namespace {
@@ -14,17 +15,70 @@ enum Mode { forward = 0, inverse = 1, block = 2 };
 
 constexpr double everyOffset = -1e9;
 
-/* The velocity function as given: one velocity, pairs of time and velocity, or a file of such pairs. */
-TimeFunction velocityOf(const Parameters& parameters) {
-    const int given = parameters.has("velocity") + parameters.has("velocity_table") + parameters.has("velocity_file");
-    if (given != 1) failUsage("moveout: give one of velocity_m_per_s, velocity_table_ms_m_per_s and velocity_file");
-    const TimeFunction function = parameters.has("velocity_file") ? readTimeFunction(parameters.text("velocity_file"))
-                                  : parameters.has("velocity_table")
-                                      ? TimeFunction(parameters.pairs("velocity_table"), "moveout: velocity_table_ms_m_per_s")
-                                      : TimeFunction(parameters.real("velocity"));
-    if (!(function.smallestValue() > 0.0)) failUsage("moveout: velocities must be above 0");
-    return function;
+/* What a velocity file holds: a function for all places, or functions in theirs. */
+struct FileVelocities : Preparation {
+    std::optional<TimeFunction> function;
+    std::vector<velocity::ControlPoint> points;
+};
+
+std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader& reader) {
+    if (!parameters.has("velocity_file")) return nullptr;
+    auto velocities = std::make_shared<FileVelocities>();
+    const velocity::FunctionTable table = velocity::readFunctions(parameters.text("velocity_file"));
+    if (table.holdsEverywhere()) {
+        velocities->function = TimeFunction(table.onlyPairs(), table.fileName);
+        return velocities;
+    }
+    const auto by = static_cast<velocity::PlacedBy>(parameters.choice("velocity_by"));
+    velocity::ControlPoints placed = velocity::placeFunctions(table, by, &reader);
+    velocities->needsPlaces = by == velocity::PlacedBy::coordinates;
+    velocities->points = std::move(placed.points);
+    velocities->warnings = std::move(placed.warnings);
+    return velocities;
 }
+
+/* Velocities at the samples of a trace, whatever they were given as: one velocity, pairs of time and velocity, a file. */
+class SampleVelocities {
+  public:
+    SampleVelocities(const Parameters& parameters, const Line& line)
+        : _intervalMs(line.layout.intervalMs), _by(static_cast<velocity::PlacedBy>(parameters.choice("velocity_by"))) {
+        const int given = parameters.has("velocity") + parameters.has("velocity_table") + parameters.has("velocity_file");
+        if (given != 1) failUsage("moveout: give one of velocity_m_per_s, velocity_table_ms_m_per_s and velocity_file");
+        const auto* ofFile = static_cast<const FileVelocities*>(line.prepared.get());
+        if (parameters.has("velocity")) _function = TimeFunction(parameters.real("velocity"));
+        else if (parameters.has("velocity_table"))
+            _function = TimeFunction(parameters.pairs("velocity_table"), "moveout: velocity_table_ms_m_per_s");
+        else if (ofFile->function) _function = ofFile->function;
+        else _field.emplace(ofFile->points);
+        if (_function && !(_function->smallestValue() > 0.0)) failUsage("moveout: velocities must be above 0");
+    }
+
+    /* From time 0 on, as many as there will be at most. */
+    void resize(int count) {
+        _velocities.resize(static_cast<std::size_t>(count));
+        _place.reset();
+        for (int i = 0; _function && i < count; ++i) _velocities[i] = static_cast<float>(_function->at(i * _intervalMs));
+    }
+
+    /* Of a trace. Neighbours often lie in one place. */
+    float* at(const segy::TraceFacts& facts) {
+        if (_function) return _velocities.data();
+        const velocity::Place place =
+            _by == velocity::PlacedBy::cdp ? velocity::Place{static_cast<double>(facts.cdp), 0.0} : velocity::placeOf(facts);
+        if (_place != place)
+            _field->functionAt(place, 0.0, _intervalMs, static_cast<int>(_velocities.size()), _velocities.data());
+        _place = place;
+        return _velocities.data();
+    }
+
+  private:
+    double _intervalMs;
+    velocity::PlacedBy _by;
+    std::optional<TimeFunction> _function;
+    std::optional<velocity::Field> _field; /* where there is no one function */
+    std::optional<velocity::Place> _place; /* of the velocities from the field */
+    std::vector<float> _velocities;
+};
 
 /* Moveout in seconds and metres. The library reads a trace as if its first sample were at time 0, so a trace that begins
  * later is worked on with zeros before it, and one that begins earlier from its time 0 on. */
@@ -34,7 +88,7 @@ class Moveout : public Step {
         : _mode(parameters.choice("mode")),
           _metresPerUnit(line.layout.metresPerUnit()),
           _intervalMs(line.layout.intervalMs),
-          _velocityFunction(velocityOf(parameters)),
+          _velocities(parameters, line),
           _fourthOrder(static_cast<float>(parameters.real("fourth_order"))),
           _windowMs(parameters.has("window") ? parameters.reals("window") : std::vector<double>{}),
           _stretch(static_cast<float>(parameters.real("stretch") / 100.0)),
@@ -55,11 +109,12 @@ class Moveout : public Step {
         const auto offset = static_cast<float>(work.facts.offset * _metresPerUnit);
         if (count <= 0) return;
         work.trace.samplesChanged = true;
-        if (leadCount <= 0) return correct(samples.data() - leadCount, count, offset);
         if (count > _moveout->_nsamples) makeOperator(count);
+        float* velocities = _velocities.at(work.facts);
+        if (leadCount <= 0) return correct(samples.data() - leadCount, velocities, count, offset);
         _padded.assign(static_cast<std::size_t>(count), 0.0f);
         std::copy(samples.begin(), samples.end(), _padded.begin() + leadCount);
-        correct(_padded.data(), count, offset);
+        correct(_padded.data(), velocities, count, offset);
         std::copy(_padded.begin() + leadCount, _padded.end(), samples.begin());
     }
 
@@ -71,32 +126,31 @@ class Moveout : public Step {
                                                    _stretchFrom, _isTwoWay, _fourthOrder != 0.0f);
         _moveout->setConvertedWave(_isConvertedWave);
         _fourthOrders.assign(static_cast<std::size_t>(sampleCount), _fourthOrder);
-        _velocities.resize(static_cast<std::size_t>(sampleCount));
-        for (int i = 0; i < sampleCount; ++i) _velocities[i] = static_cast<float>(_velocityFunction.at(i * _intervalMs));
+        _velocities.resize(sampleCount);
     }
 
     int sampleAt(double timeMs, int count) const {
         return static_cast<int>(std::clamp(std::round(timeMs / _intervalMs), 0.0, static_cast<double>(count)));
     }
 
-    void correct(float* fromTimeZero, int count, float offset) {
+    void correct(float* fromTimeZero, float* velocities, int count, float offset) {
         const int first = _windowMs.empty() ? 0 : sampleAt(_windowMs[0], count);
         const int end = _windowMs.empty() ? count : sampleAt(_windowMs[1], count);
         const auto operation = _mode == inverse ? &NormalMoveout::unApplyNMO
                                : _mode == block ? &NormalMoveout::applyBlockNMO
                                                 : &NormalMoveout::applyNMO;
-        (_moveout.get()->*operation)(fromTimeZero, _velocities.data(), _fourthOrders.data(), count, 0.0f, offset, first, end);
+        (_moveout.get()->*operation)(fromTimeZero, velocities, _fourthOrders.data(), count, 0.0f, offset, first, end);
     }
 
     int _mode;
     double _metresPerUnit, _intervalMs;
-    TimeFunction _velocityFunction;
+    SampleVelocities _velocities;
     float _fourthOrder;
     std::vector<double> _windowMs;
     float _stretch, _stretchFrom;
     bool _isTwoWay, _isConvertedWave;
     std::unique_ptr<NormalMoveout> _moveout;
-    std::vector<float> _velocities, _fourthOrders, _padded;
+    std::vector<float> _fourthOrders, _padded;
 };
 
 std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
@@ -131,7 +185,18 @@ const StepKind kind = {
              {},
              0,
              1e9},
-            {"velocity_file", "", Kind::text, "CSV file of the same pairs, a time and a velocity a line"},
+            {"velocity_file", "", Kind::text,
+             "CSV file of the same pairs, a time and a velocity a line, or of functions by cdp or x and y, which are "
+             "interpolated at every trace's place"},
+            {"velocity_by",
+             "",
+             Kind::choice,
+             "how places are told: by the CDP's coordinates (where they are 0, the midpoint's), or by its number alone",
+             std::int64_t{0},
+             0,
+             1,
+             {{"coordinates", static_cast<int>(velocity::PlacedBy::coordinates)},
+              {"cdp", static_cast<int>(velocity::PlacedBy::cdp)}}},
             {"fourth_order", "", Kind::real, "coefficient of the fourth-order term; 0 is the hyperbola", 0.0, -1e3, 1e3},
             {"converted_wave", "", Kind::flag, "moveout of a P wave down and an S wave up", false},
             {"one_way", "", Kind::flag, "times are one-way: halve the moveout", false},
@@ -146,6 +211,7 @@ const StepKind kind = {
              1e9},
         },
     .make = make,
+    .prepare = prepare,
     .needsOffsets = [](const Parameters&) { return true; },
 };
 const Registration registration(kind);

@@ -2,6 +2,9 @@
 
 #include <pelta/numeric.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -43,6 +46,21 @@ std::optional<std::vector<std::int64_t>> wholeNumbersIn(std::string_view text) {
     const std::unique_ptr<int, decltype(&std::free)> owner(numbers, &std::free);
     if (static_cast<std::size_t>(count) != listed) return std::nullopt;
     return std::vector<std::int64_t>(numbers, numbers + count);
+}
+
+std::optional<std::vector<double>> realNumbersIn(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c == ',' || c == ';' || std::isspace(c); }, ' ');
+    std::vector<double> numbers;
+    const char* rest = text.c_str();
+    for (;;) {
+        while (*rest == ' ') ++rest;
+        if (*rest == '\0') return numbers;
+        char* end = nullptr;
+        numbers.push_back(std::strtod(rest, &end));
+        if (end == rest || (*end != ' ' && *end != '\0') || !std::isfinite(numbers.back())) return std::nullopt;
+        rest = end;
+    }
 }
 
 }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,6 +12,10 @@ namespace pelta {
 /* Whole numbers from 0 on as a user lists them: "3,5,7", "3 5 7" or "3, 5, 7". Nothing where the text is anything else, or a
  * number has more than nine digits. */
 std::optional<std::vector<std::int64_t>> wholeNumbersIn(std::string_view text);
+
+/* The numbers of a line of a table, separated by commas, semicolons or blanks. Nothing when it holds anything else, or a number
+ * that is not finite. */
+std::optional<std::vector<double>> realNumbersIn(std::string text);
 
 }
 
