@@ -113,8 +113,8 @@ TEST_F(MoveoutOverAnArea, InterpolatesBetweenCdpsByTheirNumberOrByTheHeaders) {
     const WorkTrace byNumber = traceAt(5, 5, 1001), byPlace = traceAt(1259.5, 0, 7);
     EXPECT_TRUE(sameSamples(corrected(byNumber, {{"velocity_by", "cdp"}}).samples,
                             expected(byNumber.trace.samples, std::vector<float>(sampleCount, 2500.0f))));
-    EXPECT_TRUE(sameSamples(corrected(byPlace).samples,
-                            expected(byPlace.trace.samples, std::vector<float>(sampleCount, 2250.0f))));
+    EXPECT_TRUE(
+        sameSamples(corrected(byPlace).samples, expected(byPlace.trace.samples, std::vector<float>(sampleCount, 2250.0f))));
 }
 
 TEST_F(MoveoutOverAnArea, NeedsCoordinatesUnlessNumbersDo) {
@@ -123,9 +123,9 @@ TEST_F(MoveoutOverAnArea, NeedsCoordinatesUnlessNumbersDo) {
     table("cdp,time_ms,velocity\n1000,0,2000,1000,2000\n1002,0,3000,1000,3000\n1000,0,2100,1000,2000\n");
     const auto byPlace = prepared({{"velocity_file", tableName}});
     EXPECT_TRUE(byPlace->needsPlaces);
-    EXPECT_EQ(byPlace->warnings,
-              (std::vector<std::string>{tableName +
-                                        ":4: another function of the place of CDP 1000 in line 2; the last one counts"}));
+    EXPECT_EQ(
+        byPlace->warnings,
+        (std::vector<std::string>{tableName + ":4: another function of the place of CDP 1000 in line 2; the last one counts"}));
     EXPECT_FALSE(prepared({{"velocity_file", tableName}, {"velocity_by", "cdp"}})->needsPlaces);
     table("0,2000\n1000,2500\n");
     EXPECT_FALSE(prepared({{"velocity_file", tableName}})->needsPlaces);

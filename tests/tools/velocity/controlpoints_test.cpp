@@ -83,8 +83,9 @@ TEST_F(LineOfThree, LeavesFunctionsOutWhoseCdpIsOnNoTrace) {
     EXPECT_EQ(result.warnings[0],
               "v.csv:4: no trace of " + name + " has CDP 5 and coordinates: its function is left out (and those of 1 more)");
     EXPECT_EQ(complaint<Failure>({"v.csv", {{5, {}, slow, 2}}}),
-              name + ": no trace has coordinates and one of the CDPs of v.csv; --map cdp=BYTE:SIZE,cdp_x=BYTE:SIZE,"
-                     "cdp_y=BYTE:SIZE names the right words, and --velocity-by cdp does without coordinates");
+              name +
+                  ": no trace has coordinates and one of the CDPs of v.csv; --map cdp=BYTE:SIZE,cdp_x=BYTE:SIZE,"
+                  "cdp_y=BYTE:SIZE names the right words, and --velocity-by cdp does without coordinates");
 }
 
 TEST_F(LineOfThree, RefusesPlacesBeyondTheSquare) {
@@ -94,8 +95,9 @@ TEST_F(LineOfThree, RefusesPlacesBeyondTheSquare) {
     put(bytes, 2, 181, 4, 500000);
     write(bytes);
     EXPECT_EQ(complaint<Failure>({"v.csv", {{1002, {}, slow, 2}}}),
-              name + ": CDP 1002, of which v.csv:2 has a function, lies at x 50000000, y 0, beyond 40000000; "
-                     "--map coordinate_scalar=BYTE:SIZE names the word that scales coordinates");
+              name +
+                  ": CDP 1002, of which v.csv:2 has a function, lies at x 50000000, y 0, beyond 40000000; "
+                  "--map coordinate_scalar=BYTE:SIZE names the word that scales coordinates");
 }
 
 TEST(ControlPoints, LeaveTheLastOfSeveralFunctionsOfAPlaceAndSaySoOnce) {
@@ -105,8 +107,8 @@ TEST(ControlPoints, LeaveTheLastOfSeveralFunctionsOfAPlaceAndSaySoOnce) {
     const ControlPoints twice = inColumns({{{}, Place{1, 2}, slow, 2}, {{}, Place{3, 4}, slow, 4}, {{}, Place{1, 2}, fast, 6}});
     ASSERT_EQ(twice.points.size(), 2u);
     EXPECT_EQ(twice.points[0].pairs, fast);
-    EXPECT_EQ(twice.warnings, (std::vector<std::string>{
-                                  "v.csv:6: another function of the place of x 1, y 2 in line 2; the last one counts"}));
+    EXPECT_EQ(twice.warnings,
+              (std::vector<std::string>{"v.csv:6: another function of the place of x 1, y 2 in line 2; the last one counts"}));
     const ControlPoints often = inColumns({{5, Place{1, 2}, slow, 2},
                                            {6, Place{3, 4}, slow, 4},
                                            {7, Place{1, 2}, fast, 6},
@@ -115,8 +117,9 @@ TEST(ControlPoints, LeaveTheLastOfSeveralFunctionsOfAPlaceAndSaySoOnce) {
     ASSERT_EQ(often.points.size(), 2u);
     EXPECT_EQ(often.points[0].pairs, faster);
     EXPECT_EQ(often.points[0].cdp, 8);
-    EXPECT_EQ(often.warnings, (std::vector<std::string>{
-                                  "v.csv:6: another function of the place of CDP 5 in line 2; the last one counts (so do 2 more)"}));
+    EXPECT_EQ(often.warnings,
+              (std::vector<std::string>{
+                  "v.csv:6: another function of the place of CDP 5 in line 2; the last one counts (so do 2 more)"}));
 }
 
 TEST(ControlPoints, CannotComeFromHeadersThatAreNotThere) {

@@ -91,7 +91,8 @@ TEST(VelocityField, ContinuesBeyondItsHull) {
 TEST(VelocityField, HoldsEverywhereWithOnePoint) {
     Field field({{{4e7, -4e7}, b}});
     EXPECT_TRUE(field.isLine());
-    for (const Place& place : {Place{4e7, -4e7}, Place{0, 0}, Place{-5e7, 1}}) expectMix(functionAt(field, place), {{1, b}}, place);
+    for (const Place& place : {Place{4e7, -4e7}, Place{0, 0}, Place{-5e7, 1}})
+        expectMix(functionAt(field, place), {{1, b}}, place);
 }
 
 /* Along a line whatever its direction, rounded coordinates included, by the foot of the perpendicular. */
@@ -148,7 +149,9 @@ TEST(VelocityField, GivesTheSameBitsWhateverWasAskedBefore) {
         for (int y = 0; y < 6; ++y)
             points.push_back({{x * 100.0 / 3.0, y * 100.0 / 3.0}, {{0, velocity(engine)}, {1000, velocity(engine)}}});
     std::vector<Place> places;
-    for (int k = 0; k < 300; ++k) places.push_back({static_cast<double>(engine() % 40) * 100.0 / 18.0, static_cast<double>(engine() % 40) * 100.0 / 18.0});
+    for (int k = 0; k < 300; ++k)
+        places.push_back(
+            {static_cast<double>(engine() % 40) * 100.0 / 18.0, static_cast<double>(engine() % 40) * 100.0 / 18.0});
     Field field(points);
     std::vector<std::vector<float>> first;
     for (const Place& place : places) first.push_back(functionAt(field, place));

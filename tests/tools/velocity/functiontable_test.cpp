@@ -28,7 +28,8 @@ std::string complaint(const std::string& text) {
 const Pairs shallow = {{0, 1500}, {1000, 2000}}, deep = {{100, 1600}, {2000, 2500}};
 
 TEST(FunctionTable, HoldsFunctionsByCdpAPairALine) {
-    const FunctionTable table = tableOf("cdp,time_ms,velocity_m_per_s\n150,0,1500\n150,1000,2000\n# next\n\n160,100,1600\n160,2000,2500\n");
+    const FunctionTable table =
+        tableOf("cdp,time_ms,velocity_m_per_s\n150,0,1500\n150,1000,2000\n# next\n\n160,100,1600\n160,2000,2500\n");
     ASSERT_EQ(table.functions.size(), 2u);
     EXPECT_EQ(table.functions[0].cdp, 150);
     EXPECT_FALSE(table.functions[0].place);
@@ -73,7 +74,8 @@ TEST(FunctionTable, CanBeJoinedOutOfSeveral) {
 }
 
 TEST(FunctionTable, IsOneFunctionForAllPlacesWithoutThem) {
-    for (const char* text : {"0,1500\n1000,2000\n", "time_ms,velocity_m_per_s\n0,1500\n1000,2000\n", "of the sea\n0 1500\n1000 2000\n"}) {
+    for (const char* text :
+         {"0,1500\n1000,2000\n", "time_ms,velocity_m_per_s\n0,1500\n1000,2000\n", "of the sea\n0 1500\n1000 2000\n"}) {
         const FunctionTable table = tableOf(text);
         EXPECT_TRUE(table.holdsEverywhere()) << text;
         EXPECT_EQ(table.onlyPairs(), shallow) << text;
@@ -100,7 +102,8 @@ TEST(FunctionTable, NamesTheLineThatIsWrong) {
     EXPECT_EQ(complaint(heading + "150,0,fast\n"), ":2: expected 3 numbers, found '150,0,fast'");
     EXPECT_EQ(complaint(heading + "150,0,1500\n150,1000,0\n"),
               ":3: a velocity of 0 m/s at 1000 ms, expected more than 0 and at most 1e+06");
-    EXPECT_EQ(complaint(heading + "150,0,2e6\n"), ":2: a velocity of 2e+06 m/s at 0 ms, expected more than 0 and at most 1e+06");
+    EXPECT_EQ(complaint(heading + "150,0,2e6\n"),
+              ":2: a velocity of 2e+06 m/s at 0 ms, expected more than 0 and at most 1e+06");
     EXPECT_EQ(complaint(heading + "150,1e9,2000\n"), ":2: a time of 1e+09 ms, expected at most 1e+08");
     EXPECT_EQ(complaint(heading + "150.5,0,1500\n"), ":2: a CDP of 150.5, expected a whole number");
     EXPECT_EQ(complaint("x,y,time_ms,velocity_m_per_s\n7,40000001,0,1500\n"),

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <set>
 
 #include "commands/command.h"
@@ -17,7 +18,7 @@ namespace pelta {
 namespace {
 
 struct Request {
-    std::string input, output, style = "auto", palette = "gray", axis = "auto", title;
+    std::string input, output, subtracted, style = "auto", palette = "gray", axis = "auto", title;
     InputOptions inputOptions;
     std::vector<std::string> pickFiles;
     std::vector<std::int64_t> records, traceRange, size = {1200, 800};
@@ -40,6 +41,7 @@ std::int64_t stepFor(const segy::Reader& reader, const Request& request) {
 
 struct Selection {
     std::vector<pictures::SectionTrace> traces;
+    std::optional<double> clipAmplitude; /* of a difference: that of the traces before */
     std::set<std::int64_t> records;
     std::string axis;
 };
@@ -72,7 +74,38 @@ double axisValueOf(const Request& request, const segy::Trace& trace, const segy:
     return static_cast<double>(segy::readWord(trace.header.data(), *word, layout.byteOrder));
 }
 
+/* The line that is to be taken from another one, trace by trace. */
+class Subtrahend {
+  public:
+    explicit Subtrahend(const Request& request) {
+        if (!request.subtracted.empty()) _reader.emplace(request.subtracted, request.inputOptions.read());
+    }
+
+    bool isThere() const { return _reader.has_value(); }
+    /* Follows the minuend to a trace of it. */
+    void readUpTo(const segy::Trace& minuend, const std::string& name) {
+        while (_next <= minuend.number) {
+            if (!_reader->next(_trace)) fail("{}: there are fewer traces than in {}", _reader->name(), name);
+            ++_next;
+        }
+        segy::decode(_trace, _reader->layout());
+        if (_trace.samples.size() != minuend.samples.size())
+            fail("{}: trace {} has {} samples, and {} in {}", _reader->name(), minuend.number + 1, _trace.samples.size(),
+                 minuend.samples.size(), name);
+    }
+    void takeFrom(std::vector<float>& samples) const {
+        for (std::size_t k = 0; k < samples.size(); ++k) samples[k] -= _trace.samples[k];
+    }
+
+  private:
+    std::optional<segy::Reader> _reader;
+    segy::Trace _trace;
+    std::int64_t _next = 0;
+};
+
 Selection select(segy::Reader& reader, const Request& request) {
+    Subtrahend subtrahend(request);
+    std::vector<pictures::SectionTrace> minuends;
     std::vector<PickTable> tables;
     for (const std::string& name : request.pickFiles) tables.emplace_back(name);
     const std::set<std::int64_t> wanted(request.records.begin(), request.records.end());
@@ -91,6 +124,11 @@ Selection select(segy::Reader& reader, const Request& request) {
         segy::decode(trace, reader.layout());
         pictures::SectionTrace& shown = selection.traces.emplace_back();
         shown.samples = trace.samples;
+        if (subtrahend.isThere()) {
+            subtrahend.readUpTo(trace, request.input);
+            minuends.push_back(shown);
+            subtrahend.takeFrom(shown.samples);
+        }
         shown.startMs = facts.delayMs;
         shown.record = facts.record;
         shown.axisValue = axisValueOf(request, trace, facts, reader.layout());
@@ -101,6 +139,7 @@ Selection select(segy::Reader& reader, const Request& request) {
         choice.take(facts);
     }
     if (selection.traces.empty()) fail("{}: no trace was chosen by --records or --traces", request.input);
+    if (subtrahend.isThere()) selection.clipAmplitude = pictures::percentileAmplitude(minuends, request.clip);
     selection.axis = request.axis != "auto" ? request.axis : choice.isStackedSection() ? "cdp" : "channel";
     if (request.axis == "auto" && selection.axis == "cdp")
         for (std::size_t t = 0; t < selection.traces.size(); ++t) selection.traces[t].axisValue = choice.cdp(t);
@@ -123,6 +162,7 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     style.style = styleOf(request, selection.traces.size());
     style.palette = request.palette == "seismic" ? pictures::Palette::seismic : pictures::Palette::gray;
     style.clipPercent = request.clip;
+    style.clipAmplitude = selection.clipAmplitude;
     style.gain = request.gain;
     style.balancesTraces = request.balancesTraces;
     style.intervalMs = layout.intervalMs;
@@ -141,7 +181,8 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     constexpr std::size_t mostRecordsApart = 40;
     style.separatesRecords =
         selection.axis != "cdp" && selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
-    style.title = request.title.empty() ? nameOf(request.input) : request.title;
+    const std::string minus = request.subtracted.empty() ? "" : " - " + nameOf(request.subtracted);
+    style.title = request.title.empty() ? nameOf(request.input) + minus : request.title;
     style.axisTitle = selection.axis;
     for (const std::string& file : request.pickFiles) style.pickNames.push_back(nameOf(file));
     return style;
@@ -184,7 +225,11 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--gain", request->gain, "factor on amplitudes beyond that")
         ->check(CLI::Range(0.01, 100.0))
         ->capture_default_str();
-    app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");
+    CLI::Option* balance =
+        app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");
+    app.add_option("--minus", request->subtracted,
+                   "SEG-Y file whose traces are taken from those of IN, one by one; amplitudes are clipped as IN's would be")
+        ->excludes(balance);
     app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',');
     app.add_option("--title", request->title, "title (the file's name)");
     addWholeNumbers(app, "--size", request->size, "width and height in points: 1200,800", 2);

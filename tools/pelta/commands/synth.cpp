@@ -1,5 +1,7 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "commands/command.h"
 #include "segy/writer.h"
 #include "support/failure.h"
@@ -12,6 +14,7 @@ namespace {
 struct Request {
     std::string output, firstBreaksName, velocitiesName, format = "ibm", endian = "big";
     synthesis::Survey survey;
+    double lateralPercent = 0.0;
     bool overwrite = false;
 };
 
@@ -72,23 +75,33 @@ std::vector<std::string> textHeader(const Request& request) {
             "C 4 true first breaks and velocities stand in the CSV files beside this one"};
 }
 
-void writeVelocities(TextOutput& file) {
-    file.write("time_ms,velocity_m_per_s\n");
-    for (const synthesis::Reflection& reflection : synthesis::reflections)
-        file.write(fmt::format("{:g},{:g}\n", reflection.time, reflection.velocity));
+/* One function, or where velocities vary along the line some at CDPs evenly apart, both ends among them. */
+void writeVelocities(TextOutput& file, const synthesis::Survey& survey, const synthesis::TraceMaker& maker) {
+    const bool isOne = survey.lateral == 0.0;
+    constexpr int first = synthesis::TraceMaker::firstCdp, stretches = 8;
+    const int last = isOne ? first : maker.lastCdp(), apart = std::max(1, (last - first) / stretches);
+    file.write(isOne ? "time_ms,velocity_m_per_s\n" : "cdp,x,y,time_ms,velocity_m_per_s\n");
+    for (int cdp = first;; cdp = std::min(cdp + apart, last)) {
+        const double midpoint = maker.midpointOf(cdp), factor = isOne ? 1.0 : maker.velocityFactor(midpoint);
+        const std::string place = isOne ? "" : fmt::format("{},{:.10g},0,", cdp, midpoint);
+        for (const synthesis::Reflection& reflection : synthesis::reflections)
+            file.write(fmt::format("{}{:g},{:.7g}\n", place, reflection.time, factor * reflection.velocity));
+        if (cdp == last) return;
+    }
 }
 
 int synthesise(const Request& request) {
     const segy::Layout layout = layoutOf(request);
-    const synthesis::Survey& survey = request.survey;
+    synthesis::Survey survey = request.survey;
+    survey.lateral = request.lateralPercent / 100.0;
     segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
     TextOutput firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
                            request.overwrite);
     TextOutput velocities(request.velocitiesName.empty() ? request.output + ".velocities.csv" : request.velocitiesName,
                           request.overwrite);
-    writeVelocities(velocities);
-    firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
     synthesis::TraceMaker maker(survey);
+    writeVelocities(velocities, survey, maker);
+    firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
     segy::Trace trace;
     const float level = levelFor(layout.format);
     for (int record = 0; record < survey.recordCount; ++record)
@@ -143,6 +156,11 @@ std::function<int()> define(CLI::App& app) {
         ->capture_default_str();
     app.add_option("--ground-roll", survey.groundRoll, "peak of the ground roll, as a share of the first break's peak")
         ->check(CLI::Range(0.0, 1000.0))
+        ->capture_default_str();
+    app.add_option("--lateral", request->lateralPercent,
+                   "percent by which stacking velocities rise from the first CDP to the last, about their usual values in the "
+                   "middle; the table of velocities then has columns cdp, x and y")
+        ->check(CLI::Range(-150.0, 150.0))
         ->capture_default_str();
     app.add_option("--format", request->format, "sample format: ibm, ieee, int8, int16, int32")->capture_default_str();
     app.add_option("--endian", request->endian, "byte order: big or little")->capture_default_str();

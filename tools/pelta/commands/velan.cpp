@@ -12,6 +12,7 @@
 #include "grids/gridfile.h"
 #include "support/failure.h"
 #include "support/textoutput.h"
+#include "velocity/field.h"
 #include "velocity/picking.h"
 #include "velocity/picture.h"
 
@@ -27,13 +28,14 @@ struct Request {
     double stretchPercent = 30.0, windowMs = 40.0;
     velocity::PickSettings picking;
     int threads = 1;
-    bool overwrite = false;
+    bool hasCdpColumn = false, overwrite = false;
 };
 
 velocity::GatherChoice choiceOf(const Request& request) {
     using Kind = velocity::GatherChoice::Kind;
     if (request.cdp.has_value() + request.record.has_value() + !request.cdps.empty() != 1)
         failUsage("velan: give one of --cdp, --cdps and --record");
+    if (request.record && request.hasCdpColumn) failUsage("--cdp-column: a record has no CDP; give --cdp or --cdps");
     if (request.record) return {Kind::record, *request.record, *request.record};
     if (request.cdp) return {Kind::cdp, *request.cdp, *request.cdp};
     if (request.cdps[0] > request.cdps[1]) failUsage("--cdps: {} to {} is no range", request.cdps[0], request.cdps[1]);
@@ -70,11 +72,21 @@ std::string truthName(const Request& request) {
     return std::filesystem::is_regular_file(beside, ignored) ? beside : "";
 }
 
-std::optional<TimeFunction> readTruth(const std::string& name) {
+std::optional<velocity::FunctionTable> readTruth(const std::string& name) {
     if (name.empty()) return std::nullopt;
-    TimeFunction truth = readTimeFunction(name);
-    if (!(truth.smallestValue() > 0.0)) failUsage("{}: velocities must be above 0", name);
+    velocity::FunctionTable truth = velocity::readFunctions(name);
+    if (truth.holdsEverywhere() && !(TimeFunction(truth.onlyPairs(), name).smallestValue() > 0.0))
+        failUsage("{}: velocities must be above 0", name);
     return truth;
+}
+
+/* The true function where the gather lies. */
+TimeFunction truthAt(const velocity::FunctionTable& truth, const velocity::Place& place, segy::Reader& reader) {
+    if (truth.holdsEverywhere()) return TimeFunction(truth.onlyPairs(), truth.fileName);
+    if (reader.traceCount()) reader.seek(0);
+    const velocity::ControlPoints placed = velocity::placeFunctions(truth, velocity::PlacedBy::coordinates, &reader);
+    for (const std::string& warning : placed.warnings) warn(warning);
+    return velocity::Field(placed.points).timeFunctionAt(place);
 }
 
 velocity::PanelSettings panelSettings(const Request& request, const velocity::Gather& gather) {
@@ -111,9 +123,11 @@ Grid gridOf(const velocity::Panel& panel) {
     return grid;
 }
 
-void writePicks(TextOutput& file, const std::vector<velocity::Pick>& picks) {
-    file.write("time_ms,velocity_m_per_s\n");
-    for (const velocity::Pick& pick : picks) file.write(fmt::format("{:g},{:.2f}\n", pick.timeMs, pick.velocity));
+/* cdp: of a first column, or nothing */
+void writePicks(TextOutput& file, const std::vector<velocity::Pick>& picks, std::optional<std::int64_t> cdp) {
+    file.write(cdp ? "cdp,time_ms,velocity_m_per_s\n" : "time_ms,velocity_m_per_s\n");
+    for (const velocity::Pick& pick : picks)
+        file.write(fmt::format("{}{:g},{:.2f}\n", cdp ? fmt::format("{},", *cdp) : "", pick.timeMs, pick.velocity));
 }
 
 void say(std::FILE* to, const velocity::Analysis& analysis) {
@@ -142,8 +156,8 @@ struct Outputs {
             picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
                             request.overwrite);
     }
-    void write(const velocity::Analysis& analysis) {
-        writePicks(picks, analysis.picks);
+    void write(const velocity::Analysis& analysis, std::optional<std::int64_t> cdp) {
+        writePicks(picks, analysis.picks, cdp);
         if (panel) panel->write(gridOf(analysis.panel), "semblance; x is the velocity in m/s; y is minus the time in ms");
         if (picture) picture->draw(analysis);
         if (panel) panel->commit();
@@ -168,11 +182,12 @@ int analyse(const Request& request) {
         failUsage("--size: {},{} lies outside 600,300 .. 30000,30000", request.size[0], request.size[1]);
     const std::string truthFile = truthName(request);
     velocity::Analysis analysis;
-    analysis.truth = readTruth(truthFile);
+    const std::optional<velocity::FunctionTable> truth = readTruth(truthFile);
     segy::Reader reader(request.input, request.inputOptions.read());
     Outputs outputs(request);
     for (const std::string& warning : reader.warnings()) warn(warning);
     analysis.gather = velocity::readGather(reader, choice);
+    if (truth) analysis.truth = truthAt(*truth, analysis.gather.place, reader);
     analysis.title = titleOf(request, choice, analysis.gather);
     const velocity::PanelSettings settings = panelSettings(request, analysis.gather);
     analysis.stretch = settings.stretch;
@@ -186,7 +201,7 @@ int analyse(const Request& request) {
             "--least-semblance takes less",
             request.input, choice.name(), picking.leastSemblance, best.semblance, best.timeMs, best.velocity);
     }
-    outputs.write(analysis);
+    outputs.write(analysis, request.hasCdpColumn ? std::optional((choice.first + choice.last) / 2) : std::nullopt);
     std::FILE* report = request.output == "-" ? stderr : stdout;
     say(report, analysis);
     if (analysis.truth)
@@ -206,6 +221,9 @@ std::function<int()> define(CLI::App& app) {
         ->delimiter(',')
         ->expected(2);
     app.add_option("--record", request->record, "record to analyse");
+    app.add_flag("--cdp-column", request->hasCdpColumn,
+                 "write the CDP (of several the middle one) in a first column: such tables, joined with cat, make a field of "
+                 "velocities, which moveout and velocity read");
     app.add_option("--velocities", request->velocities, "first, last and number of the velocities, m/s: 1500,4500,101")
         ->delimiter(',')
         ->expected(3);
@@ -231,8 +249,10 @@ std::function<int()> define(CLI::App& app) {
         "grid file of the semblance: .asc, or .bin or .img with a header .hdr beside it; rows stand at y = -time in ms");
     app.add_option("--picture", request->pictureName, "picture of gather, panel and picks, .png, .svg or .pdf");
     app.add_option("--size", request->size, "width and height of the picture in points: 1400,800")->delimiter(',')->expected(2);
-    app.add_option("--truth", request->truthName,
-                   "CSV file of known times and velocities to judge the picks by (IN.velocities.csv where there is one)");
+    app.add_option(
+        "--truth", request->truthName,
+        "CSV file of known velocities, one function or several in their places, to judge the picks by (IN.velocities.csv where "
+        "there is one)");
     app.add_option("--threads", request->threads, "worker threads; the output is the same for any number")
         ->check(CLI::Range(1, 1024))
         ->capture_default_str();

@@ -217,6 +217,7 @@ namespace {
 
 /* The amplitude that fills each trace's place. */
 std::vector<double> clipsOf(const std::vector<SectionTrace>& traces, const SectionStyle& style) {
+    if (style.clipAmplitude) return std::vector<double>(traces.size(), *style.clipAmplitude);
     if (!style.balancesTraces) return std::vector<double>(traces.size(), percentileAmplitude(traces, style.clipPercent));
     std::vector<double> clips;
     for (const SectionTrace& trace : traces) clips.push_back(percentileAmplitude({trace}, style.clipPercent));

@@ -2,6 +2,7 @@
 #define PELTA_TOOL_SECTION_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,8 +24,9 @@ enum class Palette { gray, seismic };
 struct SectionStyle {
     Style style = Style::wiggle;
     Palette palette = Palette::gray;
-    double clipPercent = 99.0; /* amplitudes above this share of all live ones are clipped */
-    double gain = 1.0;         /* times the clip: widths of a wiggle beyond a trace's place */
+    double clipPercent = 99.0;                /* amplitudes above this share of all live ones are clipped */
+    std::optional<double> clipAmplitude = {}; /* or above this one */
+    double gain = 1.0;                        /* times the clip: widths of a wiggle beyond a trace's place */
     double fromMs = 0.0, toMs = 0.0;
     double intervalMs = 1.0;
     bool separatesRecords = false;

@@ -86,11 +86,24 @@ Station TraceMaker::station(int record, int channel) const {
     station.channel = channel + 1;
     station.sourceX = record * _survey.sourceInterval;
     station.receiverX = station.sourceX + _survey.nearOffset + channel * _survey.receiverInterval;
-    station.cdp = 101 + static_cast<int>(
-                            std::lround((station.sourceX + station.receiverX - _survey.nearOffset) / _survey.receiverInterval));
+    station.cdp =
+        firstCdp +
+        static_cast<int>(std::lround((station.sourceX + station.receiverX - _survey.nearOffset) / _survey.receiverInterval));
     station.isDead = uniform(seedOf(_survey, record, channel, 1)) < _survey.deadShare;
     station.isReversed = uniform(seedOf(_survey, record, channel, 2)) < _survey.reversedShare;
     return station;
+}
+
+int TraceMaker::lastCdp() const { return station(_survey.recordCount - 1, _survey.channelCount - 1).cdp; }
+
+double TraceMaker::midpointOf(int cdp) const {
+    return 0.5 * (_survey.nearOffset + (cdp - firstCdp) * _survey.receiverInterval);
+}
+
+double TraceMaker::velocityFactor(double midpoint) const {
+    const double first = midpointOf(firstCdp), last = midpointOf(lastCdp());
+    if (!(first < last)) return 1.0;
+    return 1.0 + _survey.lateral * ((midpoint - first) / (last - first) - 0.5);
 }
 
 double TraceMaker::firstBreakMs(const Station& station) const {
@@ -121,8 +134,9 @@ void TraceMaker::make(const Station& station, std::vector<float>& samples) {
     const double direct = directTime(offset), head = headWaveTime(offset);
     addArrival(direct, 1.0);
     if (hasHeadWave(offset)) addArrival(head, 1.0);
+    const double factor = velocityFactor(0.5 * (station.sourceX + station.receiverX));
     for (const Reflection& reflection : reflections) {
-        const double arrival = std::hypot(reflection.time, 1000.0 * offset / reflection.velocity);
+        const double arrival = std::hypot(reflection.time, 1000.0 * offset / (factor * reflection.velocity));
         eachSample(samples, interval, arrival - reflectionLength, arrival + reflectionLength,
                    [&](double time) { return reflection.strength * ricker(time - arrival, reflectionFrequency); });
     }

@@ -8,7 +8,8 @@
 
 namespace pelta::synthesis {
 
-/* A line of shot records over a flat earth: a weathered layer over a refractor, and reflectors below it. Lengths in metres,
+/* A line of shot records over a flat earth: a weathered layer over a refractor, and reflectors below it, whose stacking
+ * velocities may vary along the line. Lengths in metres,
  * times in ms. The same survey gives the same samples on every run. */
 struct Survey {
     std::uint64_t seed = 1;
@@ -19,6 +20,7 @@ struct Survey {
     double noise = 0.05;     /* RMS, as a share of the first break's peak */
     double groundRoll = 1.0; /* peak, likewise */
     double deadShare = 0.01, reversedShare = 0.01;
+    double lateral = 0.0; /* rise of the stacking velocities from the first midpoint to the last, as a share of them */
 };
 
 struct Station {
@@ -47,6 +49,13 @@ class TraceMaker {
     /* Time at which the first wave begins. */
     double firstBreakMs(const Station& station) const;
     void make(const Station& station, std::vector<float>& samples);
+
+    /* The numbers of the CDPs run from the first to the last. */
+    static constexpr int firstCdp = 101;
+    int lastCdp() const;
+    double midpointOf(int cdp) const;
+    /* What the stacking velocities are multiplied by at a midpoint; 1 in the middle of the line. */
+    double velocityFactor(double midpoint) const;
 
   private:
     void addNoise(const Station& station, std::vector<float>& samples);

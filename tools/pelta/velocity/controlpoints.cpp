@@ -104,10 +104,9 @@ std::vector<ControlPoint> oneAPlace(const FunctionTable& table, const Placed& pl
         functions[found->second] = &function;
     }
     if (!replaced.empty())
-        warnings.push_back(fmt::format(
-            "{}:{}: another function of the place of {} in line {}; the last one counts{}", table.fileName, replacing->line,
-            replaced[0]->where(), replaced[0]->line,
-            replaced.size() == 1 ? "" : fmt::format(" (so do {} more)", replaced.size() - 1)));
+        warnings.push_back(fmt::format("{}:{}: another function of the place of {} in line {}; the last one counts{}",
+                                       table.fileName, replacing->line, replaced[0]->where(), replaced[0]->line,
+                                       replaced.size() == 1 ? "" : fmt::format(" (so do {} more)", replaced.size() - 1)));
     return points;
 }
 

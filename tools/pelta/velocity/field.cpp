@@ -15,9 +15,11 @@ constexpr double lengthInMesh = 1e6;  /* of a line, wherever it lies: a diagonal
 double distance(const Place& a, const Place& b) { return std::hypot(b.x - a.x, b.y - a.y); }
 
 const Place& farthestFrom(const Place& place, const std::vector<ControlPoint>& points) {
-    return std::max_element(points.begin(), points.end(), [&](const ControlPoint& a, const ControlPoint& b) {
-               return distance(place, a.place) < distance(place, b.place);
-           })->place;
+    return std::max_element(points.begin(), points.end(),
+                            [&](const ControlPoint& a, const ControlPoint& b) {
+                                return distance(place, a.place) < distance(place, b.place);
+                            })
+        ->place;
 }
 
 /* The library resamples a function as if it were constant before its first pair only where that lies before the first sample
@@ -56,9 +58,8 @@ void Field::findLine() {
         return std::abs(off) <= straightness * lengthInMesh;
     });
     if (!_isLine) return;
-    std::stable_sort(_points.begin(), _points.end(), [&](const ControlPoint& a, const ControlPoint& b) {
-        return footOf(a.place) < footOf(b.place);
-    });
+    std::stable_sort(_points.begin(), _points.end(),
+                     [&](const ControlPoint& a, const ControlPoint& b) { return footOf(a.place) < footOf(b.place); });
     for (const ControlPoint& point : _points) _feet.push_back(footOf(point.place));
     _isLine = std::adjacent_find(_feet.begin(), _feet.end()) == _feet.end(); /* every point keeps a place of its own */
 }
@@ -95,6 +96,19 @@ void Field::functionAt(const Place& place, double firstMs, double intervalMs, in
     _mesh.triInterpolate(&inside.x, &inside.y, &first, &interval, _scratch.data(), velocities, &count);
     if (!std::all_of(velocities, velocities + count, [](float v) { return v > 0.0f && std::isfinite(v); }))
         fail("the velocity functions give none at x {:.10g}, y {:.10g}", place.x, place.y);
+}
+
+TimeFunction Field::timeFunctionAt(const Place& place) {
+    const auto nearest = std::min_element(_points.begin(), _points.end(), [&](const ControlPoint& a, const ControlPoint& b) {
+        return distance(place, a.place) < distance(place, b.place);
+    });
+    Pairs pairs = nearest->pairs;
+    for (auto& [time, velocity] : pairs) {
+        float there = 0.0f;
+        functionAt(place, time, 1.0, 1, &there);
+        velocity = there;
+    }
+    return TimeFunction(std::move(pairs), "velocity field");
 }
 
 std::ptrdiff_t Field::regionOf(const Place& place) {

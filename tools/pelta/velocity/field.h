@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "flow/timefunction.h"
 #include "velocity/controlpoints.h"
 
 namespace pelta::velocity {
@@ -36,6 +37,9 @@ class Field {
     std::vector<std::pair<Place, Place>> sides() const;
     /* The corners in order (along a line: its ends). */
     std::vector<Place> hull() const;
+
+    /* The function at a place, at the times of the pairs of the nearest point. */
+    TimeFunction timeFunctionAt(const Place& place);
 
   private:
     void findLine();

@@ -183,8 +183,7 @@ std::optional<Heading> columnsOf(const std::string& fileName, const Beginning& b
     failUsage(
         "{}: expected two columns, time and velocity, or a heading that names the columns cdp (or x and y), time_ms and "
         "velocity_m_per_s{}",
-        fileName,
-        beginning.heading.empty() ? "" : fmt::format(", found '{}'", fmt::join(beginning.heading, ",")));
+        fileName, beginning.heading.empty() ? "" : fmt::format(", found '{}'", fmt::join(beginning.heading, ",")));
 }
 
 }

@@ -17,6 +17,7 @@ constexpr std::int64_t deadTrace = 2;                       /* trace type */
 
 struct ChosenTrace {
     double offset = 0.0;
+    Place place;
     std::vector<float> fromTimeZero;
 };
 
@@ -76,7 +77,7 @@ std::vector<ChosenTrace> readChosen(segy::Reader& reader, const GatherChoice& ch
         count.badSamples += clearNotFinite(trace.samples);
         std::vector<float> samples = fromTimeZero(trace, facts.delayMs, layout.intervalMs);
         if (facts.traceType == deadTrace || isDead(samples)) continue;
-        traces.push_back({facts.offset * layout.metresPerUnit(), std::move(samples)});
+        traces.push_back({facts.offset * layout.metresPerUnit(), placeOf(facts), std::move(samples)});
         sampleCount = std::max<std::int64_t>(sampleCount, std::ssize(traces.back().fromTimeZero));
         if (sampleCount * std::ssize(traces) > mostSamples)
             fail("{}: {} has more than {} samples, too many for one analysis", reader.name(), choice.name(), mostSamples);
@@ -130,6 +131,8 @@ Gather readGather(segy::Reader& reader, const GatherChoice& choice) {
     for (const ChosenTrace& trace : traces) {
         std::copy(trace.fromTimeZero.begin(), trace.fromTimeZero.end(), gather.trace(gather.traceCount()));
         gather.offsets.push_back(trace.offset);
+        gather.place.x += trace.place.x / static_cast<double>(traces.size());
+        gather.place.y += trace.place.y / static_cast<double>(traces.size());
     }
     return gather;
 }

@@ -8,6 +8,7 @@
 
 #include "flow/timefunction.h"
 #include "segy/reader.h"
+#include "velocity/place.h"
 
 namespace pelta::velocity {
 
@@ -16,6 +17,7 @@ struct Gather {
     int sampleCount = 0;
     double intervalMs = 0.0;
     std::vector<double> offsets; /* m */
+    Place place = {};            /* the mean of its traces' */
     std::vector<float> samples;  /* trace after trace */
 
     int traceCount() const { return static_cast<int>(offsets.size()); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "pictures/overlay.h"
 #include "pictures/raster.h"
 #include "pictures/section.h"
 
@@ -16,7 +17,7 @@ constexpr double left = 70.0, right = 20.0, top = 76.0, bottom = 44.0; /* around
 constexpr double gap = 26.0;                                           /* between the boxes */
 constexpr double scaleRoom = 84.0, scaleWidth = 14.0;                  /* of the colour scale beside the panel */
 constexpr double gatherShare = 0.27;                                   /* of the width, for each of the two gathers */
-constexpr Color pickedColor = {1.0, 1.0, 1.0}, intervalColor = {1.0, 0.62, 0.2}, truthColor = {1.0, 0.25, 0.35};
+constexpr Color pickedColor = overWhite, intervalColor = overOrange, truthColor = overRed;
 
 struct Boxes {
     Box gather, panel, scale, corrected;
@@ -75,23 +76,6 @@ Raster rasterOf(const Panel& panel) {
     return raster;
 }
 
-/* A path in a colour, on a dark seam that sets it off from a light panel. */
-void strokeOver(Canvas& canvas, const Color& color, double width) {
-    canvas.setColor({0.0, 0.0, 0.0, 0.7});
-    cairo_set_line_width(canvas.pen(), width + 1.6);
-    cairo_stroke_preserve(canvas.pen());
-    canvas.setColor(color);
-    cairo_set_line_width(canvas.pen(), width);
-    cairo_stroke(canvas.pen());
-}
-
-constexpr double pickedWidth = 1.8, intervalWidth = 1.4, markRadius = 5.0;
-
-void addCircle(Canvas& canvas, double x, double y, double radius) {
-    cairo_new_sub_path(canvas.pen());
-    cairo_arc(canvas.pen(), x, y, radius, 0.0, 2.0 * M_PI);
-}
-
 void drawIntervalVelocities(Canvas& canvas, const std::vector<Pick>& picks, const Axis& across, const Axis& down) {
     const std::vector<double> layers = intervalVelocities(picks);
     double above = 0.0;
@@ -100,7 +84,7 @@ void drawIntervalVelocities(Canvas& canvas, const std::vector<Pick>& picks, cons
         cairo_line_to(canvas.pen(), x, down.place(above));
         cairo_line_to(canvas.pen(), x, down.place(picks[k].timeMs));
     }
-    strokeOver(canvas, intervalColor, intervalWidth);
+    strokeOver(canvas, intervalColor, overThinWidth);
 }
 
 /* As the moveout step reads the picks: constant beyond them. */
@@ -108,29 +92,15 @@ void drawPicked(Canvas& canvas, const std::vector<Pick>& picks, const Axis& acro
     cairo_line_to(canvas.pen(), across.place(picks.front().velocity), down.firstPlace);
     for (const Pick& pick : picks) cairo_line_to(canvas.pen(), across.place(pick.velocity), down.place(pick.timeMs));
     cairo_line_to(canvas.pen(), across.place(picks.back().velocity), down.lastPlace);
-    strokeOver(canvas, pickedColor, pickedWidth);
+    strokeOver(canvas, pickedColor, overWidth);
     for (const Pick& pick : picks) addCircle(canvas, across.place(pick.velocity), down.place(pick.timeMs), 2.0);
-    strokeOver(canvas, pickedColor, pickedWidth);
+    strokeOver(canvas, pickedColor, overWidth);
 }
 
 void drawTruth(Canvas& canvas, const TimeFunction& truth, const Axis& across, const Axis& down) {
-    for (const auto& [time, velocity] : truth.pairs()) addCircle(canvas, across.place(velocity), down.place(time), markRadius);
-    strokeOver(canvas, truthColor, intervalWidth);
-}
-
-/* One entry of the legend; returns where the next begins. */
-double drawKey(Canvas& canvas, double x, double y, const Color& color, const std::string& text, bool isCircle) {
-    constexpr double length = 20.0;
-    if (isCircle) {
-        addCircle(canvas, x + 0.5 * length, y, markRadius);
-    } else {
-        cairo_move_to(canvas.pen(), x, y);
-        cairo_line_to(canvas.pen(), x + length, y);
-    }
-    strokeOver(canvas, color, pickedWidth);
-    canvas.setColor({});
-    canvas.text(x + length + 6.0, y, text, fontSize, Canvas::Anchor::left);
-    return x + length + 22.0 + canvas.textWidth(text, fontSize);
+    for (const auto& [time, velocity] : truth.pairs())
+        addCircle(canvas, across.place(velocity), down.place(time), overMarkRadius);
+    strokeOver(canvas, truthColor, overThinWidth);
 }
 
 void drawPanel(Canvas& canvas, const Boxes& boxes, const Analysis& analysis) {

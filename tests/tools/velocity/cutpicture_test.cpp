@@ -1,0 +1,96 @@
+#include "velocity/cutpicture.h"
+
+#include <cairo.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "support/failure.h"
+#include "support/files.h"
+
+namespace pelta::velocity {
+namespace {
+
+struct Rgb {
+    int red, green, blue;
+    /* How far from white. */
+    int depth() const { return 765 - red - green - blue; }
+};
+
+Rgb pointOf(cairo_surface_t* image, int x, int y) {
+    const unsigned char* row = cairo_image_surface_get_data(image) + y * cairo_image_surface_get_stride(image);
+    const auto value = reinterpret_cast<const std::uint32_t*>(row)[x];
+    return {static_cast<int>(value >> 16 & 255), static_cast<int>(value >> 8 & 255), static_cast<int>(value & 255)};
+}
+
+class Image {
+  public:
+    explicit Image(const std::string& name) : _image(cairo_image_surface_create_from_png(name.c_str())) {}
+    ~Image() { cairo_surface_destroy(_image); }
+    Rgb at(int x, int y) const { return pointOf(_image, x, y); }
+
+  private:
+    cairo_surface_t* _image;
+};
+
+ControlPoint pointAt(double x, double y, double velocity) { return {{x, y}, {{0, velocity}, {1000, 2 * velocity}}}; }
+
+/* The box of a picture of 600 x 420 begins at (90, 64) and is 400 x 300: here a metre is two of its points. */
+class CutPictureOfASquare : public testing::Test {
+  protected:
+    ScratchFolder folder;
+    const std::string name = folder.file("cut.png");
+    Field field{{pointAt(50, 25, 2000), pointAt(150, 25, 2000), pointAt(150, 125, 2000), pointAt(50, 125, 2000)}};
+};
+
+TEST_F(CutPictureOfASquare, IsPaleOutsideTheHullOfASlice) {
+    CutPicture picture(name, 600, 420, false);
+    TimeSlice slice = cutTimeSlice(field, 0, {{0, 200}, {0, 150}}, 5, false);
+    slice.grid.values.back() = 4000; /* all others are at the dark end of the scale */
+    picture.draw(slice, field, "a square");
+    picture.commit();
+    const Image image(name);
+    const auto atPlace = [&](double x, double y) {
+        return image.at(90 + static_cast<int>(2 * x), 64 + static_cast<int>(300 - 2 * y));
+    };
+    const Rgb inside = atPlace(83, 102), outside = atPlace(13, 102);
+    EXPECT_GT(inside.depth(), 400);
+    EXPECT_LT(outside.depth(), inside.depth() / 2 + 40);
+    EXPECT_GT(outside.depth(), 50);
+    const Rgb hull = atPlace(50, 92);
+    EXPECT_TRUE(hull.red > hull.blue + 60) << "orange: " << hull.red << " " << hull.green << " " << hull.blue;
+    /* One of the diagonals is a side of two triangles. */
+    const auto isLight = [&](double x, double y) {
+        int least = 765;
+        for (double off : {-1.0, -0.5, 0.0, 0.5, 1.0}) least = std::min(least, atPlace(x, y + off).depth());
+        return least < 300;
+    };
+    EXPECT_NE(isLight(70, 45), isLight(70, 105));
+}
+
+TEST_F(CutPictureOfASquare, IsPaleOutsideTheHullOfASection) {
+    CutPicture picture(name, 600, 420, false);
+    Section section = cutSection(field, straightPath({0, 80}, {200, 80}, 1), {0, 300}, 10, false);
+    picture.draw(section, "a section");
+    picture.commit();
+    const Image image(name);
+    const auto at = [&](double distance, double timeMs) {
+        return image.at(90 + static_cast<int>(2 * distance), 64 + static_cast<int>(timeMs));
+    };
+    EXPECT_GT(at(70, 13).depth(), 400);
+    EXPECT_LT(at(20, 13).depth(), at(70, 13).depth() / 2 + 40);
+    const Rgb hull = at(49.5, 113);
+    EXPECT_TRUE(hull.red > hull.blue + 60) << "orange: " << hull.red << " " << hull.green << " " << hull.blue;
+}
+
+TEST_F(CutPictureOfASquare, LeavesNothingBehindWithoutCommit) {
+    {
+        CutPicture picture(name, 600, 420, false);
+        picture.draw(cutTimeSlice(field, 0, {{0, 200}, {0, 150}}, 5, true), field, "a square");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    EXPECT_THROW(CutPicture(folder.file("cut.txt"), 600, 420, false), UsageError);
+}
+
+}
+}

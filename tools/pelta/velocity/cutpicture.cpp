@@ -1,0 +1,221 @@
+#include "velocity/cutpicture.h"
+
+#include <algorithm>
+
+#include "pictures/overlay.h"
+#include "pictures/raster.h"
+
+namespace pelta::velocity {
+namespace {
+
+using namespace pictures;
+
+constexpr double titleSize = 14.0;
+constexpr double left = 90.0, right = 110.0, top = 64.0, bottom = 56.0; /* around the box */
+constexpr double scaleGap = 14.0, scaleWidth = 14.0;
+constexpr double sideWidth = 0.9;
+constexpr Color veil = {1.0, 1.0, 1.0, 0.55}, hullColor = overOrange, pointColor = overRed;
+constexpr Color sideColor = {1.0, 1.0, 1.0, 0.9};
+
+/* The middle of a picture, and the values along its axes. */
+struct Plot {
+    Canvas& canvas;
+    Box box;
+    Axis across, down;
+
+    double x(double value) const { return across.place(value); }
+    double y(double value) const { return down.place(value); }
+};
+
+Box roomOf(const Canvas& canvas) { return {left, top, canvas.width() - left - right, canvas.height() - top - bottom}; }
+
+/* A box of the map's own shape. */
+Box mapBox(const Box& room, double width, double height) {
+    const double scale = std::min(room.width / width, room.height / height);
+    return {room.left, room.top, scale * width, scale * height};
+}
+
+Raster rasterOf(const Grid& grid) {
+    Raster raster;
+    raster.columns = static_cast<int>(grid.columns);
+    raster.rows = static_cast<int>(grid.rows);
+    raster.values = grid.values;
+    raster.firstColumn = grid.left;
+    raster.columnSpacing = grid.columnSpacing;
+    raster.firstRow = grid.top;
+    raster.rowSpacing = -grid.rowSpacing;
+    const Range range = rangeOf(grid);
+    raster.lowest = range.from;
+    raster.highest = range.to;
+    return raster;
+}
+
+/* Calls draw with the pen kept inside the box. */
+template <class Draw>
+void clipped(const Plot& plot, const Draw& draw) {
+    cairo_t* pen = plot.canvas.pen();
+    cairo_save(pen);
+    cairo_rectangle(pen, plot.box.left, plot.box.top, plot.box.width, plot.box.height);
+    cairo_clip(pen);
+    draw();
+    cairo_restore(pen);
+}
+
+/* Title, legend and colour scale. */
+void drawAround(const Plot& plot, const Raster& raster, const std::string& title) {
+    Canvas& canvas = plot.canvas;
+    const Box& box = plot.box;
+    canvas.setColor({});
+    cairo_set_line_width(canvas.pen(), 1.0);
+    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
+    cairo_stroke(canvas.pen());
+    canvas.text(box.left, 18.0, title, titleSize, Canvas::Anchor::left);
+    double x = box.left;
+    const double y = 44.0;
+    x = drawKey(canvas, x, y, pointColor, "functions", true);
+    x = drawKey(canvas, x, y, sideColor, "triangles", false);
+    drawKey(canvas, x, y, hullColor, "hull; pale: continued beyond it", false);
+    drawScaleBar(canvas, {box.right() + scaleGap, box.top, scaleWidth, box.height}, raster.lowest, raster.highest,
+                 "velocity, m/s");
+}
+
+void addPolygon(const Plot& plot, const std::vector<Place>& corners) {
+    for (const Place& corner : corners) cairo_line_to(plot.canvas.pen(), plot.x(corner.x), plot.y(corner.y));
+    cairo_close_path(plot.canvas.pen());
+}
+
+/* Nodes outside the hull, each with the ground nearest to it. */
+void drawVeil(const Plot& plot, const TimeSlice& slice) {
+    cairo_t* pen = plot.canvas.pen();
+    const Grid& grid = slice.grid;
+    const double width = plot.box.width / static_cast<double>(grid.columns - 1);
+    const double height = plot.box.height / static_cast<double>(grid.rows - 1);
+    cairo_set_antialias(pen, CAIRO_ANTIALIAS_NONE);
+    for (std::int64_t row = 0; row < grid.rows; ++row)
+        for (std::int64_t first = 0, column = 0; column <= grid.columns; ++column) {
+            const auto node = static_cast<std::size_t>(row * grid.columns + column);
+            if (column < grid.columns && !slice.isInside[node]) continue;
+            const double from = plot.box.left + (static_cast<double>(first) - 0.5) * width;
+            if (first < column)
+                cairo_rectangle(pen, from, plot.box.top + (static_cast<double>(row) - 0.5) * height,
+                                static_cast<double>(column - first) * width, height);
+            first = column + 1;
+        }
+    plot.canvas.setColor(veil);
+    cairo_fill(pen);
+    cairo_set_antialias(pen, CAIRO_ANTIALIAS_DEFAULT);
+}
+
+void drawMesh(const Plot& plot, const Field& field) {
+    cairo_t* pen = plot.canvas.pen();
+    cairo_set_line_join(pen, CAIRO_LINE_JOIN_ROUND);
+    for (const auto& [from, to] : field.sides()) {
+        cairo_move_to(pen, plot.x(from.x), plot.y(from.y));
+        cairo_line_to(pen, plot.x(to.x), plot.y(to.y));
+    }
+    plot.canvas.setColor(sideColor);
+    cairo_set_line_width(pen, sideWidth);
+    cairo_stroke(pen);
+    addPolygon(plot, field.hull());
+    strokeOver(plot.canvas, hullColor, overWidth);
+    for (const ControlPoint& point : field.points()) addCircle(plot.canvas, plot.x(point.place.x), plot.y(point.place.y), 3.5);
+    strokeOver(plot.canvas, pointColor, overThinWidth);
+}
+
+/* Columns outside the hull, and where unknown: there is nothing under it. */
+void drawVeil(const Plot& plot, const Section& section) {
+    cairo_t* pen = plot.canvas.pen();
+    const double width = plot.box.width / static_cast<double>(section.regions.size() - 1);
+    for (std::size_t k = 0; k < section.regions.size(); ++k)
+        if (section.regions[k] == Field::outside)
+            cairo_rectangle(pen, plot.box.left + (static_cast<double>(k) - 0.5) * width, plot.box.top, width, plot.box.height);
+    plot.canvas.setColor(veil);
+    cairo_set_antialias(pen, CAIRO_ANTIALIAS_NONE);
+    cairo_fill(pen);
+    cairo_set_antialias(pen, CAIRO_ANTIALIAS_DEFAULT);
+}
+
+/* Where the path goes from a triangle into another one, or over the hull. */
+void drawCrossings(const Plot& plot, const Section& section, bool ofHull) {
+    cairo_t* pen = plot.canvas.pen();
+    for (std::size_t k = 1; k < section.regions.size(); ++k) {
+        const std::ptrdiff_t before = section.regions[k - 1], behind = section.regions[k];
+        const bool crossesHull = before == Field::outside || behind == Field::outside;
+        if (before == behind || crossesHull != ofHull) continue;
+        const double x = plot.x(section.path.first + (static_cast<double>(k) - 0.5) * section.path.spacing);
+        cairo_move_to(pen, x, plot.box.top);
+        cairo_line_to(pen, x, plot.box.bottom());
+    }
+    if (ofHull) return strokeOver(plot.canvas, hullColor, overWidth);
+    plot.canvas.setColor(sideColor);
+    cairo_set_line_width(pen, sideWidth);
+    cairo_stroke(pen);
+}
+
+void drawPairs(const Plot& plot, const Section& section) {
+    for (const Section::Point& point : section.points)
+        for (const auto& [time, velocity] : point.pairs)
+            addCircle(plot.canvas, plot.x(section.path.first + static_cast<double>(point.column) * section.path.spacing),
+                      plot.y(-time), 3.5);
+    strokeOver(plot.canvas, pointColor, overThinWidth);
+}
+
+}
+
+struct CutPicture::Inside {
+    Inside(const std::string& name, int width, int height, bool overwrite)
+        : canvas(name, width, height), file(name, overwrite) {}
+    Canvas canvas;
+    OutputFile file;
+};
+
+CutPicture::CutPicture(const std::string& name, int width, int height, bool overwrite)
+    : _inside(std::make_unique<Inside>(name, width, height, overwrite)) {}
+
+CutPicture::~CutPicture() = default;
+
+void CutPicture::draw(const TimeSlice& slice, const Field& field, const std::string& title) {
+    const Grid& grid = slice.grid;
+    const double width = static_cast<double>(grid.columns - 1) * grid.columnSpacing;
+    const double height = static_cast<double>(grid.rows - 1) * grid.rowSpacing;
+    const Box box = mapBox(roomOf(_inside->canvas), width, height);
+    const Plot plot = {_inside->canvas,
+                       box,
+                       {grid.left, grid.left + width, box.left, box.right()},
+                       {grid.top, grid.top - height, box.top, box.bottom()}};
+    const Raster raster = rasterOf(grid);
+    drawRaster(plot.canvas, box, plot.across, plot.down, raster);
+    clipped(plot, [&] {
+        drawVeil(plot, slice);
+        drawMesh(plot, field);
+    });
+    drawLeftAxis(plot.canvas, box, plot.down, "y");
+    drawBottomAxis(plot.canvas, box, plot.across, "x");
+    drawAround(plot, raster, title);
+    _inside->canvas.write(_inside->file);
+}
+
+void CutPicture::draw(const Section& section, const std::string& title) {
+    const Grid& grid = section.grid;
+    const Box box = roomOf(_inside->canvas);
+    const double last = grid.left + static_cast<double>(grid.columns - 1) * grid.columnSpacing;
+    const double lastY = grid.top - static_cast<double>(grid.rows - 1) * grid.rowSpacing;
+    const Plot plot = {
+        _inside->canvas, box, {grid.left, last, box.left, box.right()}, {grid.top, lastY, box.top, box.bottom()}};
+    const Raster raster = rasterOf(grid);
+    drawRaster(plot.canvas, box, plot.across, plot.down, raster);
+    clipped(plot, [&] {
+        drawVeil(plot, section);
+        drawCrossings(plot, section, false);
+        drawCrossings(plot, section, true);
+        drawPairs(plot, section);
+    });
+    drawTimeAxis(plot.canvas, box, {-grid.top, -lastY, box.top, box.bottom()});
+    drawBottomAxis(plot.canvas, box, plot.across, section.path.axisTitle);
+    drawAround(plot, raster, title);
+    _inside->canvas.write(_inside->file);
+}
+
+void CutPicture::commit() { _inside->file.commit(); }
+
+}
