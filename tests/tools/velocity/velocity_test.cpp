@@ -12,7 +12,7 @@ Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_
 bool hasPictures() { return pelta("plot").err.find("unknown command") == std::string::npos; }
 
 /* A small line whose velocities rise along it, and the table of them that was written beside it. */
-class VelocityField : public testing::Test {
+class VelocityCommand : public testing::Test {
   protected:
     void SetUp() override {
         ASSERT_EQ(pelta("synth " + line + " --records 6 --channels 24 --samples 400 --noise 0.02 --lateral 30").status, 0);
@@ -33,7 +33,7 @@ class VelocityField : public testing::Test {
                                   "100,100,0,2300,1000,3300\n0,100,0,2200,1000,3200\n");
 };
 
-TEST_F(VelocityField, BecomesATimeSlice) {
+TEST_F(VelocityCommand, BecomesATimeSlice) {
     const Outcome outcome = pelta("velocity " + area + " " + grid + " --time 500 --area -50,0,100,50 --spacing 50");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "");
@@ -48,7 +48,7 @@ TEST_F(VelocityField, BecomesATimeSlice) {
     EXPECT_TRUE(contentsOf(grid).ends_with("\n-9999 2600 2650 2700\n-9999 2500 2550 2600\n")) << contentsOf(grid);
 }
 
-TEST_F(VelocityField, BecomesASectionAlongCdps) {
+TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
     const Outcome outcome = pelta("velocity " + byCdp() + " " + grid + " --line " + line +
                                   " --cdps 101,135 --times 400,800 --time-spacing 400");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
@@ -65,7 +65,7 @@ TEST_F(VelocityField, BecomesASectionAlongCdps) {
     for (float a, b; first >> a && second >> b;) EXPECT_NEAR(a, b, 0.01) << "CDPs stand evenly apart on this line";
 }
 
-TEST_F(VelocityField, WritesRawFloatsWithAHeader) {
+TEST_F(VelocityCommand, WritesRawFloatsWithAHeader) {
     ASSERT_EQ(pelta("velocity " + area + " " + (folder / "s.bin") + " --section 0,0,100,0 --spacing 50 --time-spacing 500").status, 0);
     std::vector<float> floats(9);
     const std::string bytes = contentsOf(folder / "s.bin");
@@ -76,10 +76,10 @@ TEST_F(VelocityField, WritesRawFloatsWithAHeader) {
         << contentsOf(folder / "s.hdr");
 }
 
-TEST_F(VelocityField, DrawsAPictureOrSaysThatItCannot) {
+TEST_F(VelocityCommand, DrawsAPictureOrSaysThatItCannot) {
     for (const char* cut : {" --time 500", " --section -50,20,150,80"}) {
         const std::string picture = folder / "cut.png";
-        const Outcome outcome = pelta("velocity " + area + " " + grid + cut + " --overwrite --picture " + picture);
+        const Outcome outcome = pelta("velocity " + area + " " + grid + cut + " --overwrite --size 400,300 --picture " + picture);
         if (hasPictures()) {
             EXPECT_EQ(outcome.status, 0) << outcome.err;
             EXPECT_TRUE(contentsOf(picture).starts_with("\x89PNG"));
@@ -91,7 +91,7 @@ TEST_F(VelocityField, DrawsAPictureOrSaysThatItCannot) {
     }
 }
 
-TEST_F(VelocityField, FlattensWhatOneFunctionCannot) {
+TEST_F(VelocityCommand, FlattensWhatOneFunctionCannot) {
     const std::string whole = folder / "whole.sgy", one = folder / "one.sgy";
     ASSERT_EQ(pelta("moveout " + line + " " + whole + " --velocity-file " + truth + " --quiet").status, 0);
     ASSERT_EQ(pelta("moveout " + line + " " + one + " --velocity-table 400:1800,750:2050 --quiet").status, 0);
@@ -103,7 +103,7 @@ TEST_F(VelocityField, FlattensWhatOneFunctionCannot) {
     EXPECT_TRUE(contentsOf(folder / "v.csv").starts_with("cdp,time_ms,velocity_m_per_s\n103,"));
 }
 
-TEST_F(VelocityField, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
+TEST_F(VelocityCommand, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
     const std::string options = " --velocity-file " + truth + " --quiet --threads ";
     ASSERT_EQ(pelta("moveout " + line + " " + (folder / "1.sgy") + options + "1").status, 0);
     ASSERT_EQ(pelta("moveout " + line + " " + (folder / "7.sgy") + options + "7").status, 0);
@@ -116,7 +116,7 @@ TEST_F(VelocityField, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
     EXPECT_EQ(byNumber.status, 0) << byNumber.err;
 }
 
-TEST_F(VelocityField, SaysOnceThatAPlaceHasTwoFunctions) {
+TEST_F(VelocityCommand, SaysOnceThatAPlaceHasTwoFunctions) {
     const std::string twice =
         file("twice.csv", "cdp,time_ms,velocity\n101,0,1500,900,2000\n134,0,1600,900,2100\n101,0,1700,900,2200\n");
     const std::string said = "pelta: warning: " + twice + ":4: another function of the place of CDP 101 in line 2; the last one counts\n";
@@ -124,7 +124,7 @@ TEST_F(VelocityField, SaysOnceThatAPlaceHasTwoFunctions) {
     EXPECT_EQ(pelta("velocity " + twice + " " + grid + " --line " + line + " --cdps 101,134").err, said);
 }
 
-TEST_F(VelocityField, SaysInOneLineWhatIsWrongAndWritesNothing) {
+TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     const std::string unsorted = file("unsorted.csv", "cdp,time_ms,velocity\n101,0,1500\n101,900,2000\n101,800,2100\n");
     const std::string single = file("single.csv", "x,y,time_ms,velocity\n0,0,0,1500\n");
     const std::string odd = file("odd.csv", "cdp,time_ms,velocity\n101,0,1500,900\n");
@@ -195,7 +195,7 @@ TEST_F(VelocityField, SaysInOneLineWhatIsWrongAndWritesNothing) {
           "--cdp-column: a record has no CDP; give --cdp or --cdps");
 }
 
-TEST_F(VelocityField, IsTheTruthOfASyntheticLine) {
+TEST_F(VelocityCommand, IsTheTruthOfASyntheticLine) {
     std::istringstream table(contentsOf(truth));
     std::string row, last;
     std::getline(table, row);
@@ -208,7 +208,7 @@ TEST_F(VelocityField, IsTheTruthOfASyntheticLine) {
     EXPECT_TRUE(contentsOf(folder / "even.sgy.velocities.csv").starts_with("time_ms,velocity_m_per_s\n400,1800\n750,2050\n"));
 }
 
-TEST_F(VelocityField, ShowsWhatADifferenceItMakes) {
+TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
     if (!hasPictures()) GTEST_SKIP() << "built without pictures";
     const std::string other = folder / "other.sgy", short_ = folder / "short.sgy", samples = folder / "samples.sgy";
     ASSERT_EQ(pelta("synth " + other + " --records 6 --channels 24 --samples 400 --noise 0.02").status, 0);
