@@ -43,21 +43,24 @@ TEST_F(VelocityCommand, BecomesATimeSlice) {
     EXPECT_TRUE(contentsOf(grid).starts_with("ncols 4\nnrows 2\nxllcenter -50\nyllcenter 0\ncellsize 50\nNODATA_value -9999\n"))
         << contentsOf(grid);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n2600 2600 2650 2700\n2550 2500 2550 2600\n")) << contentsOf(grid);
-    ASSERT_EQ(pelta("velocity " + area + " " + grid + " --time 500 --area -50,0,100,50 --spacing 50 --only-inside --overwrite").status,
+    ASSERT_EQ(pelta("velocity " + area + " " + grid + " --time 500 --area -50,0,100,50 --spacing 50 --only-inside --overwrite")
+                  .status,
               0);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n-9999 2600 2650 2700\n-9999 2500 2550 2600\n")) << contentsOf(grid);
 }
 
 TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
-    const Outcome outcome = pelta("velocity " + byCdp() + " " + grid + " --line " + line +
-                                  " --cdps 101,135 --times 400,800 --time-spacing 400");
+    const Outcome outcome =
+        pelta("velocity " + byCdp() + " " + grid + " --line " + line + " --cdps 101,135 --times 400,800 --time-spacing 400");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out,
               "bycdp.csv along CDPs 101 to 135\n2 functions along a line\n"
               "35 x 2 nodes, 1530.0 to 2600.0 m/s, 97 % of them inside the hull\n");
     const std::string byPlace = contentsOf(grid);
-    EXPECT_TRUE(byPlace.starts_with("ncols 35\nnrows 2\nxllcenter 101\nyllcenter -800\ndx 1\ndy 400\nNODATA_value -9999\n1530 "));
-    ASSERT_EQ(pelta("velocity " + byCdp() + " " + grid + " --velocity-by cdp --cdps 101,135 --times 400,800 --time-spacing 400 "
+    EXPECT_TRUE(
+        byPlace.starts_with("ncols 35\nnrows 2\nxllcenter 101\nyllcenter -800\ndx 1\ndy 400\nNODATA_value -9999\n1530 "));
+    ASSERT_EQ(pelta("velocity " + byCdp() + " " + grid +
+                    " --velocity-by cdp --cdps 101,135 --times 400,800 --time-spacing 400 "
                     "--overwrite")
                   .status,
               0);
@@ -66,7 +69,9 @@ TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
 }
 
 TEST_F(VelocityCommand, WritesRawFloatsWithAHeader) {
-    ASSERT_EQ(pelta("velocity " + area + " " + (folder / "s.bin") + " --section 0,0,100,0 --spacing 50 --time-spacing 500").status, 0);
+    ASSERT_EQ(
+        pelta("velocity " + area + " " + (folder / "s.bin") + " --section 0,0,100,0 --spacing 50 --time-spacing 500").status,
+        0);
     std::vector<float> floats(9);
     const std::string bytes = contentsOf(folder / "s.bin");
     ASSERT_EQ(bytes.size(), 36u);
@@ -79,7 +84,8 @@ TEST_F(VelocityCommand, WritesRawFloatsWithAHeader) {
 TEST_F(VelocityCommand, DrawsAPictureOrSaysThatItCannot) {
     for (const char* cut : {" --time 500", " --section -50,20,150,80"}) {
         const std::string picture = folder / "cut.png";
-        const Outcome outcome = pelta("velocity " + area + " " + grid + cut + " --overwrite --size 400,300 --picture " + picture);
+        const Outcome outcome =
+            pelta("velocity " + area + " " + grid + cut + " --overwrite --size 400,300 --picture " + picture);
         if (hasPictures()) {
             EXPECT_EQ(outcome.status, 0) << outcome.err;
             EXPECT_TRUE(contentsOf(picture).starts_with("\x89PNG"));
@@ -111,15 +117,16 @@ TEST_F(VelocityCommand, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
     const Outcome piped = runShell("cat " + line + " | " + PELTA_COMMAND + " moveout - -" + options + "2");
     EXPECT_EQ(piped.err, "");
     EXPECT_TRUE(piped.out == contentsOf(folder / "1.sgy"));
-    const Outcome byNumber =
-        runShell("cat " + line + " | " + PELTA_COMMAND + " moveout - - --velocity-by cdp --velocity-file " + byCdp() + " --quiet");
+    const Outcome byNumber = runShell("cat " + line + " | " + PELTA_COMMAND +
+                                      " moveout - - --velocity-by cdp --velocity-file " + byCdp() + " --quiet");
     EXPECT_EQ(byNumber.status, 0) << byNumber.err;
 }
 
 TEST_F(VelocityCommand, SaysOnceThatAPlaceHasTwoFunctions) {
     const std::string twice =
         file("twice.csv", "cdp,time_ms,velocity\n101,0,1500,900,2000\n134,0,1600,900,2100\n101,0,1700,900,2200\n");
-    const std::string said = "pelta: warning: " + twice + ":4: another function of the place of CDP 101 in line 2; the last one counts\n";
+    const std::string said =
+        "pelta: warning: " + twice + ":4: another function of the place of CDP 101 in line 2; the last one counts\n";
     EXPECT_EQ(pelta("moveout " + line + " " + (folder / "o.sgy") + " --quiet --threads 3 --velocity-file " + twice).err, said);
     EXPECT_EQ(pelta("velocity " + twice + " " + grid + " --line " + line + " --cdps 101,134").err, said);
 }
@@ -148,7 +155,8 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     const std::string noTimes = ": times must ascend, but 800 ms follows 900 ms at CDP 101";
     const std::string out = folder / "out.sgy", moveout = "moveout " + line + " " + out + " --velocity-file ";
     check(moveout + unsorted, 2, unsorted + ":4" + noTimes);
-    check(moveout + single, 2, single + ":2: the function at x 0, y 0 has one pair of time and velocity; it needs two at least");
+    check(moveout + single, 2,
+          single + ":2: the function at x 0, y 0 has one pair of time and velocity; it needs two at least");
     check(moveout + odd, 2, odd + ":2: 2 times and 1 velocity; every time needs a velocity");
     check(moveout + far, 2,
           far + ":2: x 0, y 400000000 lies outside the square of -40000000 to 40000000 that velocities are interpolated in");
@@ -157,8 +165,9 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
               "; --map cdp=BYTE:SIZE,cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words, and --velocity-by cdp does without "
               "coordinates");
     check("moveout " + zeros + " " + out + " --velocity-file " + area, 1,
-          zeros + ": moveout needs coordinates, and those of CDP, source and receiver are 0 in every trace header; --map "
-                  "cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words");
+          zeros +
+              ": moveout needs coordinates, and those of CDP, source and receiver are 0 in every trace header; --map "
+              "cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words");
     check(moveout + area + " --velocity-by cdp", 2, area + ": there is no column cdp, by which its functions are to be placed");
     check(moveout + (folder / "none.csv"), 2, (folder / "none.csv") + ": cannot read this table of times and values");
 
@@ -168,8 +177,9 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
           one + ": one function that holds everywhere; a field has a column cdp, or columns x and y");
     check("velocity " + point + " " + grid + " --time 500", 2, point + ": one place has no extent; --area X,Y,X,Y tells which");
     check("velocity " + cdps + " " + grid + " --time 500", 2,
-          cdps + ": its CDPs have no coordinates: there are no columns x and y, and no file whose headers could be looked through "
-                 "ahead; --velocity-by cdp does without");
+          cdps +
+              ": its CDPs have no coordinates: there are no columns x and y, and no file whose headers could be looked through "
+              "ahead; --velocity-by cdp does without");
     check(velocity, 2, "velocity: give one of --time, --section and --cdps");
     check(velocity + "--time 500 --cdps 101,134", 2, "velocity: give one of --time, --section and --cdps");
     check(velocity + "--time 500 --velocity-by cdp", 2, "--velocity-by cdp knows no map: --cdps FIRST,LAST makes a section");
@@ -186,8 +196,7 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     check(velocity + "--cdps 101,134", 2, "--cdps: --line names the file whose trace headers tell where they lie");
     check(velocity + "--cdps 134,101 --line " + line, 2, "--cdps: 134 to 101 do not ascend");
     check(velocity + "--cdps 101,134 --spacing 5 --line " + line, 2, "--spacing: --cdps makes a column for each CDP");
-    check(velocity + "--cdps 901,934 --line " + line, 1,
-          line + ": no trace has coordinates and one of the CDPs 901 to 934");
+    check(velocity + "--cdps 901,934 --line " + line, 1, line + ": no trace has coordinates and one of the CDPs 901 to 934");
     check("velocity " + area + " " + (folder / "slice.txt") + " --time 500", 2,
           (folder / "slice.txt") +
               ": a grid's name must end in .asc (text), or in .bin or .img (floats with a header beside them)");

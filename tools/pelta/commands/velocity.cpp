@@ -60,7 +60,8 @@ velocity::ControlPoints controlPoints(const Request& request, segy::Reader* line
 }
 
 void checkNodes(double columns, double rows) {
-    if (!(columns >= 2.0 && rows >= 2.0)) failUsage("velocity: a grid of {:.0f} by {:.0f} nodes, expected two each way", columns, rows);
+    if (!(columns >= 2.0 && rows >= 2.0))
+        failUsage("velocity: a grid of {:.0f} by {:.0f} nodes, expected two each way", columns, rows);
     if (!(columns * rows <= velocity::mostNodes))
         failUsage("velocity: a grid of {:.0f} by {:.0f} nodes is too large; a larger spacing makes fewer", columns, rows);
 }
@@ -184,17 +185,15 @@ int cut(const Request& request) {
         return 0;
     }
     const velocity::Section vertical = section(request, field, headers);
-    const std::string title =
-        request.cdps.empty()
-            ? fmt::format("{} from {:g},{:g} to {:g},{:g}", name, request.section[0], request.section[1], request.section[2],
-                          request.section[3])
-            : fmt::format("{} along CDPs {} to {}", name, request.cdps[0], request.cdps[1]);
-    outputs.grid.write(vertical.grid, fmt::format("velocity in m/s; x is the {}; y is minus the time in ms",
-                                                  vertical.path.axisTitle));
+    const std::string title = request.cdps.empty()
+                                  ? fmt::format("{} from {:g},{:g} to {:g},{:g}", name, request.section[0], request.section[1],
+                                                request.section[2], request.section[3])
+                                  : fmt::format("{} along CDPs {} to {}", name, request.cdps[0], request.cdps[1]);
+    outputs.grid.write(vertical.grid,
+                       fmt::format("velocity in m/s; x is the {}; y is minus the time in ms", vertical.path.axisTitle));
     if (outputs.picture) outputs.picture->draw(vertical, title);
     outputs.commit();
-    say(title, field, vertical.grid,
-        shareOf(vertical.regions, [](std::ptrdiff_t region) { return region != Field::outside; }));
+    say(title, field, vertical.grid, shareOf(vertical.regions, [](std::ptrdiff_t region) { return region != Field::outside; }));
     return 0;
 }
 

@@ -98,8 +98,7 @@ Section cutSection(Field& field, const Path& path, const Range& timesMs, double 
         section.regions.push_back(place ? field.regionOf(*place) : Field::outside);
         if (!place || (onlyInside && section.regions.back() == Field::outside)) continue;
         field.functionAt(*place, timesMs.from, intervalMs, static_cast<int>(grid.rows), function.data());
-        for (std::size_t row = 0; row < function.size(); ++row)
-            grid.values[row * path.places.size() + column] = function[row];
+        for (std::size_t row = 0; row < function.size(); ++row) grid.values[row * path.places.size() + column] = function[row];
     }
     return section;
 }

@@ -30,7 +30,7 @@ struct TimeSlice {
 /* Of an area, at nodes a spacing apart; whatever is outside the hull may be left out. */
 TimeSlice cutTimeSlice(Field& field, double timeMs, const Area& area, double spacing, bool onlyInside);
 
-/* What holds of nodes: the field is asked at each. */
+/* Of a grid that takes a reasonable time. */
 inline constexpr double mostNodes = 1e8;
 
 /* Places that a vertical section runs through, evenly apart on its axis. */
@@ -60,9 +60,10 @@ Section cutSection(Field& field, const Path& path, const Range& timesMs, double 
 
 /* The largest of 1, 2 and 5 times a power of ten that is not above a size (above 0). */
 double roundedDown(double size);
-/* The points' rectangle with a margin of a tenth, its sides multiples of the spacing; all of it. */
+/* The points' rectangle with a margin of a tenth of its longer side, its corners at multiples of the spacing; one point has no
+ * margin. */
 Area areaAround(const std::vector<ControlPoint>& points);
-/* Distance of nodes that makes some two hundred of them along the longer side. */
+/* A round distance of nodes that makes two hundred of them or some more along the longer side. */
 double spacingFor(const Area& area);
 
 /* The smallest and the largest velocity. */
