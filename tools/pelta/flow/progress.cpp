@@ -1,9 +1,7 @@
 #include "flow/progress.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
 namespace pelta {
@@ -19,24 +17,19 @@ std::string clockText(double seconds) {
 
 }
 
-Progress::Progress(std::optional<std::int64_t> total, bool quiet) : _total(total), _isShown(!quiet && isatty(STDERR_FILENO)) {}
-
-Progress::~Progress() {
-    if (_isShown) fmt::print(stderr, "\r\033[K");
-}
+Progress::Progress(std::optional<std::int64_t> total, bool quiet) : _total(total), _line(quiet) {}
 
 void Progress::show(std::int64_t done) {
-    if (!_isShown) return;
+    if (!_line.isShown()) return;
     const auto now = Clock::now();
     if (now - _last < refreshInterval) return;
     _last = now;
     const double rate = static_cast<double>(done) / std::chrono::duration<double>(now - _start).count();
-    std::string line = fmt::format("{} traces", done);
-    if (_total) line = fmt::format("{} of {} traces", done, *_total);
-    line += fmt::format(", {:.0f} a second", rate);
-    if (_total && rate > 0.0) line += fmt::format(", {} left", clockText(static_cast<double>(*_total - done) / rate));
-    fmt::print(stderr, "\r\033[K{}", line);
-    std::fflush(stderr);
+    std::string text = fmt::format("{} traces", done);
+    if (_total) text = fmt::format("{} of {} traces", done, *_total);
+    text += fmt::format(", {:.0f} a second", rate);
+    if (_total && rate > 0.0) text += fmt::format(", {} left", clockText(static_cast<double>(*_total - done) / rate));
+    _line.show(text);
 }
 
 }

@@ -5,20 +5,20 @@
 #include <cstdint>
 #include <optional>
 
+#include "support/statusline.h"
+
 namespace pelta {
 
 /* Traces, rate and time left on one line of a terminal, a few times a second; silent in a pipe or when told to be quiet. */
 class Progress {
   public:
     Progress(std::optional<std::int64_t> total, bool quiet);
-    /* Wipes the line. */
-    ~Progress();
     void show(std::int64_t done);
 
   private:
     using Clock = std::chrono::steady_clock;
     std::optional<std::int64_t> _total;
-    bool _isShown;
+    StatusLine _line;
     Clock::time_point _start = Clock::now(), _last = _start;
 };
 

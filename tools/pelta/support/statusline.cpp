@@ -1,0 +1,22 @@
+#include "support/statusline.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace pelta {
+
+StatusLine::StatusLine(bool quiet) : _isShown(!quiet && isatty(STDERR_FILENO)) {}
+
+StatusLine::~StatusLine() {
+    if (_isShown) fmt::print(stderr, "\r\033[K");
+}
+
+void StatusLine::show(const std::string& text) {
+    if (!_isShown) return;
+    fmt::print(stderr, "\r\033[K{}", text);
+    std::fflush(stderr);
+}
+
+}
