@@ -24,6 +24,8 @@ TEST(TickText, IsShort) {
     EXPECT_EQ(tickText(0.30000000000000004), "0.3");
     EXPECT_EQ(tickText(-0.0), "0");
     EXPECT_EQ(tickText(1500), "1500");
+    EXPECT_EQ(tickText(-1895310), "-1895310") << "a coordinate";
+    EXPECT_EQ(tickText(1.0 / 3.0), "0.333333");
 }
 
 TEST(PercentileAmplitude, LooksAtLiveNumbersOnly) {

@@ -28,7 +28,11 @@ std::vector<double> niceTicks(double from, double to, int atMost) {
     return ticks;
 }
 
-std::string tickText(double value) { return fmt::format("{:.6g}", value == 0.0 ? 0.0 : value); }
+/* Coordinates of surveys have seven digits before the point. */
+std::string tickText(double value) {
+    constexpr double longNumber = 1e5;
+    return fmt::format("{:.{}g}", value == 0.0 ? 0.0 : value, std::abs(value) < longNumber ? 6 : 10);
+}
 
 void drawLeftAxis(Canvas& canvas, const Box& box, const Axis& values, const std::string& title) {
     constexpr double usualTitlePlace = 52.0, lowBox = 300.0, spaceInLowBox = 24.0;
