@@ -56,7 +56,7 @@ TEST_F(CommandLine, HelpsWithAnExampleForEveryCommand) {
     EXPECT_NE(help.out.find("Example"), std::string::npos);
     EXPECT_EQ(pelta("--version").out, "1.0.0\n");
     for (const char* command : {"bandpass", "gain", "hilbert", "moveout", "mute", "phase", "pick", "static", "trim", "run",
-                                "synth", "ledger", "velan"}) {
+                                "synth", "ledger", "velan", "grid"}) {
         const Outcome outcome = pelta(std::string(command) + " --help");
         EXPECT_EQ(outcome.status, 0);
         EXPECT_NE(outcome.out.find(std::string("  pelta ") + command), std::string::npos) << command;
