@@ -115,6 +115,17 @@ TEST_F(CommandLine, LeavesEveryByteThatNoStepChanged) {
     EXPECT_FALSE(after == before);
 }
 
+TEST_F(CommandLine, ReadsTapesFromATapeDriveOnly) {
+    const std::string out = folder / "out.sgy";
+    for (const std::string& arguments : {std::string("info /dev/null"), "bandpass /dev/null " + out + bandpass}) {
+        const Outcome outcome = pelta(arguments + " --tape");
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err, "pelta: /dev/null: is no tape drive\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
 TEST_F(CommandLine, KeepsWhatStandsUnderTheOutputsName) {
     const std::string out = folder / "out.sgy";
     std::ofstream(out) << "precious";

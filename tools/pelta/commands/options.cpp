@@ -37,6 +37,7 @@ void InputOptions::add(CLI::App& app) {
     app.add_option("--interval", _intervalMs, "sample interval in ms, overriding the file")->check(CLI::PositiveNumber);
     app.add_option("--format", _format, "sample format, overriding the file: ibm, ieee, int8, int16, int32");
     app.add_option("--endian", _endian, "byte order, overriding the file: big or little");
+    app.add_flag("--tape", _fromTape, "the input is a tape drive (/dev/nst0): its first file is read, a record a trace");
     app.add_flag("--salvage", _salvage, "take the whole traces of a file whose last trace is cut off");
 }
 
@@ -51,6 +52,7 @@ segy::ReadOptions InputOptions::read() const {
         failUsage("--endian: '{}' is neither big nor little{}", _endian, didYouMean(_endian, {"big", "little"}));
     if (!_map.empty()) options.overrides.words.remap(_map);
     options.salvage = _salvage;
+    options.fromTape = _fromTape;
     return options;
 }
 

@@ -18,7 +18,7 @@ namespace pelta {
 CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector<std::int64_t>& target, const std::string& help,
                              std::size_t count = 0);
 
-/* --map, --samples, --interval, --format, --endian, --salvage: what the user says against a file. */
+/* --map, --samples, --interval, --format, --endian, --tape, --salvage: what the user says against a file. */
 class InputOptions {
   public:
     void add(CLI::App& app);
@@ -28,7 +28,7 @@ class InputOptions {
     std::string _map, _format, _endian;
     std::int64_t _samples = 0;
     double _intervalMs = 0.0;
-    bool _salvage = false;
+    bool _fromTape = false, _salvage = false;
 };
 
 /* --overwrite, --threads, --quiet, --profile, --history. */

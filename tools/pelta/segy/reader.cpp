@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "segy/tapeinput.h"
 #include "support/failure.h"
 #include "support/libraryvoice.h"
 #include "support/outputfile.h"
@@ -20,11 +21,15 @@ namespace {
 
 constexpr std::size_t blockBytes = 1 << 20;
 
-/* A descriptor of the library that is closed by itself. */
+/* A descriptor of the library that is closed by itself, or a tape. */
 class InputFile {
   public:
-    explicit InputFile(const std::string& name) : _name(name) {
+    InputFile(const std::string& name, const ReadOptions& options) : _name(name) {
         _file.cFileName = _name.data();
+        if (options.fromTape) {
+            _tape.emplace(_name, options.salvage);
+            return;
+        }
         if (_name == "-") openStandardInput();
         else openNamed();
         struct stat status;
@@ -37,6 +42,8 @@ class InputFile {
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
 
+    /* Null for what is none. */
+    TapeInput* tape() { return _tape ? &*_tape : nullptr; }
     /* Nothing for what can only be read from front to back. */
     std::optional<std::int64_t> size() const { return _size; }
     std::int64_t position() const { return _position; }
@@ -49,11 +56,9 @@ class InputFile {
 
     /* One piece of at most count bytes, 0 at the end. */
     std::size_t read(unsigned char* bytes, std::size_t count) {
-        const LibraryVoice silent;
-        const int got = fileRead(&_file, reinterpret_cast<char*>(bytes), static_cast<unsigned long>(count));
-        if (got < 0) fail("{}: cannot be read at byte {}: {}", _name, _position + 1, std::strerror(errno));
-        _position += got;
-        return static_cast<std::size_t>(got);
+        const std::size_t got = _tape ? _tape->read(bytes, count) : readFile(bytes, count);
+        _position += static_cast<std::int64_t>(got);
+        return got;
     }
 
   private:
@@ -73,8 +78,16 @@ class InputFile {
         if (!fileOpen(&_file, 0, 0)) fail("{}: cannot be read: {}", _name, std::strerror(errno));
     }
 
+    std::size_t readFile(unsigned char* bytes, std::size_t count) {
+        const LibraryVoice silent;
+        const int got = fileRead(&_file, reinterpret_cast<char*>(bytes), static_cast<unsigned long>(count));
+        if (got < 0) fail("{}: cannot be read at byte {}: {}", _name, _position + 1, std::strerror(errno));
+        return static_cast<std::size_t>(got);
+    }
+
     std::string _name;
     fileIOStruct _file = {};
+    std::optional<TapeInput> _tape;
     std::optional<ProtectedInput> _protected;
     std::optional<std::int64_t> _size;
     std::int64_t _position = 0;
@@ -86,7 +99,7 @@ struct Reader::Inside {
     Inside(const std::string& givenName, ReadOptions givenOptions)
         : name(givenName == "-" ? "standard input" : givenName),
           options(std::move(givenOptions)),
-          file(givenName),
+          file(givenName, options),
           block(blockBytes) {
         const auto look = [this](std::int64_t position, std::size_t count) { return lookAt(position, count); };
         layout = readLayout(look, file.size(), options.overrides, name, warnings);
@@ -196,6 +209,7 @@ struct Reader::Inside {
 
     bool next(Trace& trace) {
         if (file.size() ? number == *wholeTraces : pipeEnds()) return false;
+        if (file.tape() && !findTraceRecord()) return false;
         trace.number = number;
         trace.samplesChanged = false;
         const auto headerBytes = static_cast<std::size_t>(layout.headerBytesPerTrace());
@@ -206,6 +220,22 @@ struct Reader::Inside {
         if (!isWhole) return endInsideTrace(trace);
         ++number;
         return true;
+    }
+
+    /* Leaves a tape before the next record that is a trace; false at the end. */
+    bool findTraceRecord() {
+        for (;;) {
+            const TapeInput::Record record = file.tape()->recordAt(position());
+            if (record.start == position() && record.bytes == layout.traceBytes()) return true;
+            const std::string what =
+                fmt::format("{}: record {} has {} bytes, a trace of {} samples of format {} has {}", name, record.number,
+                            record.bytes, layout.sampleCount, nameOf(layout.format), layout.traceBytes());
+            if (number == 0) fail("{}; --samples or --format override wrong words", what);
+            if (!options.salvage) fail("{}; --salvage passes over such records", what);
+            warn(what + "; it is passed over");
+            skip(static_cast<std::size_t>(record.start + record.bytes - position()));
+            if (pipeEnds()) return false;
+        }
     }
 
     bool nextHeader(Trace& trace) {

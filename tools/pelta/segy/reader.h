@@ -12,12 +12,15 @@ namespace pelta::segy {
 
 struct ReadOptions {
     Overrides overrides;
-    bool salvage = false; /* a truncated last trace: take the whole ones with a warning instead of failing */
+    bool salvage = false;  /* a truncated last trace: take the whole ones with a warning instead of failing */
+    bool fromTape = false; /* the name is that of a tape drive */
 };
 
 /* Reads a SEG-Y file, or standard input ("-"), from front to back in large blocks; memory does not grow with the file. A file
  * that is cut off or holds fewer traces than it promises fails at once, a pipe when its end is reached; with salvage it gives
- * what whole traces there are, and a warning. */
+ * what whole traces there are, and a warning.
+ * A tape is read like a pipe, from its beginning to the first file mark. Every trace has to be a record of its own; with salvage
+ * others behind the first trace are passed over with a warning. */
 class Reader {
   public:
     Reader(const std::string& name, ReadOptions options);
