@@ -7,6 +7,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -44,18 +46,39 @@ struct Entry {
     std::string_view process() const { return names[3]; }
 };
 
-/* Takes a record's fields one after another as scanf would by "%24s" and "%ld", without its price. */
+/* Which of 64 bytes are blanks " ", a bit each. False where there are others that might be blanks, or the end of the text:
+ * control characters and what is not ASCII. */
+bool findBlanks(const char* bytes, std::uint64_t& blanks) {
+    const __m128i blank = _mm_set1_epi8(' ');
+    __m128i others = _mm_setzero_si128();
+    blanks = 0;
+    for (int first = 0; first < 64; first += 16) {
+        const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + first));
+        others = _mm_or_si128(others, _mm_cmplt_epi8(text, blank));
+        blanks |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(text, blank)))} << first;
+    }
+    return _mm_movemask_epi8(others) == 0;
+}
+
+/* Takes a record's fields one after another as scanf would by "%24s" and "%ld", without its price. A zero byte ends the record:
+ * no field passes over it. */
 class FieldReader {
   public:
-    explicit FieldReader(std::string_view record) : at_(record.data()), end_(at_ + strnlen(at_, record.size())) {}
+    explicit FieldReader(std::string_view record) : at_(record.data()), end_(at_ + record.size()) {}
 
     /* The next name; empty when the record has no more. What goes beyond the longest name is left for the next field. */
     std::string_view name() {
         skipBlanks();
         const char* const first = at_;
         const char* const last = first + std::min<std::ptrdiff_t>(end_ - first, longestName);
-        while (at_ != last && !isBlank(*at_)) at_ += last - at_ < 8 ? 1 : std::max(1, printingBytes(at_));
+        while (at_ != last && *at_ != '\0' && !isBlank(*at_)) ++at_;
         return {first, static_cast<std::size_t>(at_ - first)};
+    }
+
+    /* The next four names. */
+    void names(std::array<std::string_view, 4>& result) {
+        if (plainNames(result)) return;
+        for (std::string_view& each : result) each = name();
     }
 
     /* False when there is no number next. Numbers beyond the range of a long saturate, as scanf's do. */
@@ -79,14 +102,20 @@ class FieldReader {
         return code == ' ' || ((code < '!' || code > '~') && std::isspace(code));
     }
 
-    /* How many of the next eight bytes are printing ASCII up to the first that is not: the subtraction and the addition set
-     * the top bit of a byte outside '!' .. '~', and what they carry goes to bytes behind the first one only. */
-    static int printingBytes(const char* bytes) {
-        constexpr std::uint64_t each = 0x0101010101010101;
-        std::uint64_t word;
-        std::memcpy(&word, bytes, sizeof word);
-        const std::uint64_t outside = (((word - '!' * each) & ~word) | (word + each) | word) & 0x80 * each;
-        return outside == 0 ? 8 : std::countr_zero(outside) / 8;
+    /* Four names as the ledger's own records have them, each with one blank behind; otherwise takes nothing. */
+    bool plainNames(std::array<std::string_view, 4>& result) {
+        std::uint64_t blanks;
+        if (end_ - at_ < 64 || !findBlanks(at_, blanks)) return false;
+        std::size_t first = 0;
+        for (std::string_view& each : result) {
+            const auto end = static_cast<std::size_t>(std::countr_zero(blanks));
+            if (end == 64 || end == first || end - first > longestName) return false;
+            each = {at_ + first, end - first};
+            first = end + 1;
+            blanks &= blanks - 1;
+        }
+        at_ += first;
+        return true;
     }
 
     void skipBlanks() {
@@ -100,9 +129,11 @@ class FieldReader {
 /* Whether the record has wanted's names and month; if so, stored becomes its traces. Most records of a ledger are
  * another user's, process's or line's, and the first name that differs ends the reading. */
 bool matches(std::string_view record, const Entry& wanted, long& stored) {
+    if (FieldReader(record).name() != wanted.user()) return false;
     FieldReader fields(record);
-    for (std::string_view name : wanted.names)
-        if (fields.name() != name) return false;
+    std::array<std::string_view, 4> names;
+    fields.names(names);
+    if (names != wanted.names) return false;
     int year, month;
     if (!fields.number(year) || year != wanted.year) return false;
     if (!fields.number(month) || month != wanted.month) return false;
@@ -290,13 +321,9 @@ bool passes(std::string_view record, const Filter& filter, Entry& entry) {
     const bool byUser = !byMonth && !byYear && !byProcess && !filter.user.empty();
 
     FieldReader fields(record);
-    auto& [user, area, line, process] = entry.names;
-    user = fields.name();
-    if (byUser && user != filter.user) return false;
-    area = fields.name();
-    line = fields.name();
-    process = fields.name();
-    if (byProcess && process != filter.process) return false;
+    if (byUser && FieldReader(record).name() != filter.user) return false;
+    fields.names(entry.names);
+    if (byProcess && entry.process() != filter.process) return false;
     if (!fields.number(entry.year) || (byYear && entry.year != filter.year)) return false;
     if (!fields.number(entry.month) || (byMonth && entry.month != filter.month)) return false;
     return fields.number(entry.traces);

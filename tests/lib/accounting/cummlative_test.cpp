@@ -620,15 +620,28 @@ TEST_F(Cummlative, UpdatesDamagedFilesAsScanfReadsThem) {
 }
 
 TEST_F(Cummlative, ReadsEveryFormOfARecordAsScanfDoes) {
-    const std::string longest(24, 'n');
-    for (const std::string& text :
-         {std::string("\t alice\nnorth\vL101\fnmo\r+126 \t-0 +12x"), longest + longest + longest + longest + "126 0 5",
-          longest + "n a b c 1 2 3", std::string("a b c d 1 2"), std::string("a b c d 1 2 -"), std::string("a b c d 1 2 +-3"),
-          std::string("a b c d -+1 2 3"), std::string("a b c d 1 2 +"), std::string("a b c d 1+2-3"),
-          std::string("a b c d 1.5 2 3"), std::string("a b c d 0x1 2 3"), std::string("a b c d 007 08 -0"),
-          std::string("1 2 3 4 5 6 7 8"), std::string("a\0b c d e 1 2 3", 15), std::string(recordLength, ' '),
-          std::string(recordLength, '7'), std::string("a b c d 1 2 99999999999999999999"),
-          std::string("a b c d 4294967422 -2147483649 -99999999999999999999"), "a b c d 126 0 " + std::string(104, '1')}) {
+    const std::string longest(24, 'n'), middling(16, 'm');
+    for (const std::string& text : {std::string("\t alice\nnorth\vL101\fnmo\r+126 \t-0 +12x"),
+                                    longest + longest + longest + longest + "126 0 5",
+                                    longest + " " + longest + " " + longest + " " + longest + " 1 2 3",
+                                    middling + " " + middling + " " + middling + " up-to-byte-seventy 1 2 3",
+                                    longest + "n a b c 1 2 3",
+                                    std::string("a b c d 1 2"),
+                                    std::string("a b c d 1 2 -"),
+                                    std::string("a b c d 1 2 +-3"),
+                                    std::string("a b c d -+1 2 3"),
+                                    std::string("a b c d 1 2 +"),
+                                    std::string("a b c d 1+2-3"),
+                                    std::string("a b c d 1.5 2 3"),
+                                    std::string("a b c d 0x1 2 3"),
+                                    std::string("a b c d 007 08 -0"),
+                                    std::string("1 2 3 4 5 6 7 8"),
+                                    std::string("a\0b c d e 1 2 3", 15),
+                                    std::string(recordLength, ' '),
+                                    std::string(recordLength, '7'),
+                                    std::string("a b c d 1 2 99999999999999999999"),
+                                    std::string("a b c d 4294967422 -2147483649 -99999999999999999999"),
+                                    "a b c d 126 0 " + std::string(104, '1')}) {
         writeFile(ledger, record(text));
         EXPECT_EQ(print("", "", 0, 0).text, heading() + plainLines(record(text))) << text;
     }
