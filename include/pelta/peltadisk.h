@@ -23,7 +23,7 @@ typedef struct peltaDisk {
     size_t blkTotal;      /* blocks in the store */
     int64_t offset;       /* the file position as the store last left it, in bytes */
     char peltaName[1024]; /* path that the scratch file had */
-    int peltaFile;        /* descriptor; -1 when closed */
+    int peltaFile;        /* descriptor */
     char* peltaData;      /* the caller's buffer of blkSize bytes; not owned */
 } peltaDisk;
 
@@ -38,7 +38,8 @@ PELTA_BEGIN_C
  * cannot be removed prints the line "peltDiskOpen: unlink() failed.", not flushed. */
 PELTA_API peltaDisk* peltaDiskOpen(size_t blksize, size_t blktotal, char* buffer);
 
-/* Closes the file, and removes whatever has its name by now. The handle remains, for the caller to free. */
+/* Closes the file, and removes whatever has its name by now. The handle remains as it was, for the caller to free: its descriptor
+ * is not the store's any more, so close a store once and use it no further. */
 PELTA_API void peltaDiskClose(peltaDisk* disk);
 
 /* Reads a block into data, [blkSize] bytes. Block blkTotal is accepted, one past the end.

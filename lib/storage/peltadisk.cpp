@@ -1,7 +1,6 @@
 #include <pelta/peltadisk.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 
 #include "scratchfile.h"
@@ -10,9 +9,6 @@ static_assert(sizeof(ScratchName) == sizeof(peltaDisk::peltaName));
 
 namespace {
 
-/* Set for good by the first transfer that fails anywhere: from then on a store's offset need not be where its file is. */
-std::atomic<bool> offsetsMayBeWrong = false;
-
 /* Prints "function, Error with step: ..." and returns the failure value. */
 int failed(const char* function, const char* step) {
     std::printf("%s, Error with %s: %s\n", function, step, std::strerror(errno));
@@ -20,32 +16,28 @@ int failed(const char* function, const char* step) {
     return -1;
 }
 
-/* False with errno set when the file has no such position. */
-bool positionOf(const peltaDisk& disk, std::size_t block, std::size_t start, off_t& position, off_t& distance) {
-    if (!__builtin_mul_overflow(block, disk.blkSize, &position) && !__builtin_add_overflow(position, start, &position) &&
-        !__builtin_sub_overflow(position, disk.offset, &distance))
-        return true;
-    errno = EOVERFLOW;
-    return false;
+/* How far byte start of the block is from where the store left its file; false when no file has such a position. */
+bool distanceTo(const peltaDisk& disk, std::size_t block, std::size_t start, off_t& distance) {
+    off_t position;
+    return !__builtin_mul_overflow(block, disk.blkSize, &position) && !__builtin_add_overflow(position, start, &position) &&
+           !__builtin_sub_overflow(position, disk.offset, &distance);
 }
 
-/* Moves the file to byte start of the block; false with errno set when it cannot. A file that stands there already, as for block
- * after block in order, is left in peace; but each round from the start on shows whether it can be moved at all. */
+/* Moves the file to byte start of the block; false with errno set when it cannot. Made also where the file stands there already:
+ * that is how a descriptor that the caller has closed or exchanged is told from a device that fails, and how a file that stands
+ * elsewhere than offset says gets its true position back. */
 bool seek(peltaDisk& disk, std::size_t block, std::size_t start) {
-    off_t position, distance;
-    if (!positionOf(disk, block, start, position, distance)) return false;
-    const bool isThere = distance == 0 && position > 0 && disk.peltaFile >= 0;
-    if (isThere && !offsetsMayBeWrong.load(std::memory_order_relaxed)) return true;
-    disk.offset = ::lseek(disk.peltaFile, distance, SEEK_CUR);
+    off_t distance;
+    const bool exists = distanceTo(disk, block, start, distance);
+    if (!exists) errno = EINVAL;  // what the system says of other positions that a file cannot have
+    disk.offset = exists ? ::lseek(disk.peltaFile, distance, SEEK_CUR) : -1;
     return disk.offset >= 0;
 }
 
 /* Takes a transfer's count into the store's position. Kept on purpose: also the -1 of one that failed. */
 int finish(peltaDisk& disk, ssize_t count, const char* function, const char* step) {
     disk.offset += count;
-    if (count >= 0) return static_cast<int>(count);  // the system moves less than 2 GiB at once
-    offsetsMayBeWrong.store(true, std::memory_order_relaxed);
-    return failed(function, step);
+    return count < 0 ? failed(function, step) : static_cast<int>(count);  // the system moves less than 2 GiB at once
 }
 
 /* Kept on purpose: block blkTotal, one past the end, may be read. */
@@ -55,7 +47,21 @@ int readRange(const char* function, peltaDisk& disk, std::size_t block, std::siz
     return finish(disk, ::read(disk.peltaFile, data, size), function, "read");
 }
 
-/* Claims the space, zeroed. What the file system cannot set aside at once is written. */
+constexpr off_t smallStore = 1 << 16;  // bytes that are written in the time that setting space aside takes
+
+/* Writes zeros, whole blocks out of total bytes, until there are enough; false when that failed. */
+bool writeZeros(const peltaDisk& disk, off_t enough, off_t total, off_t& written) {
+    while (written < enough) {
+        const off_t length = std::min<off_t>(total - written, disk.blkSize);
+        const ssize_t count = ::write(disk.peltaFile, disk.peltaData, static_cast<std::size_t>(length));
+        if (count <= 0) return false;
+        written += count;
+    }
+    return true;
+}
+
+/* Claims the space, zeroed. A small store is written, and the beginning of a larger one, which shows whether the file takes data
+ * at all; what is beyond only where the file system cannot set space aside at once. */
 bool fillWithZeros(peltaDisk& disk) {
     std::fill_n(disk.peltaData, disk.blkSize, '\0');
     off_t total;
@@ -63,15 +69,13 @@ bool fillWithZeros(peltaDisk& disk) {
         errno = EFBIG;
         return false;
     }
-    if (total == 0 || ::fallocate(disk.peltaFile, 0, 0, total) == 0) return true;
-    if (errno == ENOSPC || errno == EDQUOT) return false;  // writing would fill the disk first, and then fail too
-    for (off_t left = total; left > 0;) {
-        const off_t length = std::min<off_t>(left, disk.blkSize);
-        const ssize_t count = ::write(disk.peltaFile, disk.peltaData, static_cast<std::size_t>(length));
-        if (count <= 0) return false;
-        left -= count;
+    off_t written = 0;
+    if (!writeZeros(disk, std::min(total, smallStore), total, written)) return false;
+    if (written < total && ::fallocate(disk.peltaFile, 0, 0, total) != 0) {
+        if (errno == ENOSPC || errno == EDQUOT) return false;  // writing would fill the disk first, and then fail too
+        if (!writeZeros(disk, total, total, written)) return false;
     }
-    if (::lseek(disk.peltaFile, 0, SEEK_SET) != 0) disk.offset = total;  // then seeks start from where the file is
+    if (::lseek(disk.peltaFile, 0, SEEK_SET) != 0) disk.offset = written;  // then seeks start from where the file is
     return true;
 }
 
@@ -119,10 +123,9 @@ peltaDisk* peltaDiskOpen(size_t blksize, size_t blktotal, char* buffer) {
     return disk;
 }
 
-/* Kept on purpose: removes the name although it went when the store was opened. */
+/* Kept on purpose: removes the name although it went when the store was opened, and leaves the record as it is. */
 void peltaDiskClose(peltaDisk* disk) {
     ::close(disk->peltaFile);
-    disk->peltaFile = -1;  // by now the number may be another file's
     ::unlink(disk->peltaName);
 }
 

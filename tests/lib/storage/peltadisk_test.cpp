@@ -133,7 +133,6 @@ TEST_F(PeltaDisk, ClaimsItsSpaceWhenItIsOpened) {
 }
 
 TEST_F(PeltaDisk, OpensAnEmptyStoreWithoutTouchingTheBuffer) {
-    std::vector<SystemCall> calls;
     Store store;
     buffer.assign(100, 'x');
     printedBy([&] {
@@ -273,26 +272,37 @@ TEST_F(PeltaDisk, ClaimsMoreThan4GiB) {
     EXPECT_EQ(claimed, std::int64_t{5000} << 20);
 }
 
-/* In a process of its own: after the first failed transfer all stores seek every time. */
-TEST_F(PeltaDisk, SeeksOnlyWhereTheFileDoesNotStandAlready) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto tellSeeks = [this] {
-        const Store store = quietlyOpened(100, 10);
-        std::string data = block('a'), counts;
-        FaultySystem system;
-        const auto note = [&] { counts += std::to_string(system.count(SystemCall::lseek)) + " "; };
-        for (int k = 0; k < 10; ++k) writeBlock(*store, k, 'a');
-        note();  // one, for the first block
-        readBlocks(*store, 10);
-        note();
-        for (int k = 0; k < 5; ++k) peltaDiskReadPartial(store.get(), 4, 20 * k, 20, asFloats(data));
-        note();
-        readBlock(*store, 6);
-        note();
-        std::fputs(counts.c_str(), stderr);
-        for (const ScratchFolder* mine : {&folder, &elsewhere}) std::filesystem::remove_all(mine->path());
-    };
-    EXPECT_EXIT((tellSeeks(), std::exit(0)), testing::ExitedWithCode(0), "^1 2 3 4 $");
+TEST_F(PeltaDisk, SeeksForEveryTransferByTheDistanceFromItsOffset) {
+    const Store store = quietlyOpened(100, 10);
+    std::string data = block('a');
+    FaultySystem system;
+    for (int k = 0; k < 3; ++k) writeBlock(*store, k, 'a');
+    readBlock(*store, 5);
+    peltaDiskReadPartial(store.get(), 4, 20, 30, asFloats(data));
+    peltaDiskWritePartial(store.get(), 4, 50, 20, asFloats(data));
+
+    std::vector<std::int64_t> distances;
+    for (const CallRecord& call : system.calls())
+        if (call.call == SystemCall::lseek && call.kind == SEEK_CUR) distances.push_back(call.argument);
+    EXPECT_EQ(distances, (std::vector<std::int64_t>{0, 0, 0, 200, -180, 0}));
+    EXPECT_EQ(system.count(SystemCall::lseek), 6);
+}
+
+TEST_F(PeltaDisk, SaysThatItCannotSeekWhenTheCallerHasClosedItsFile) {
+    const Store store = quietlyOpened(100, 3);
+    writeBlock(*store, 0, 'a');
+    close(store->peltaFile);
+    const Printed printed = printedBy([&] { EXPECT_EQ(writeBlock(*store, 1, 'b'), -1); });  // where the file stands already
+    EXPECT_EQ(printed.text, message("peltaDiskWrite, Error with lseek64", EBADF));
+    EXPECT_EQ(store->offset, -1);
+}
+
+TEST_F(PeltaDisk, LearnsWhereItsFileStandsFromEachSeek) {
+    const Store store = quietlyOpened(100, 3);
+    for (int k = 0; k < 3; ++k) writeBlock(*store, k, static_cast<char>('a' + k));
+    lseek(store->peltaFile, 110, SEEK_SET);
+    EXPECT_EQ(readBlock(*store, 3), block('b', 90) + block('c', 10));
+    EXPECT_EQ(store->offset, 210);
 }
 
 TEST_F(PeltaDisk, ReportsAFailedTransferOnceWithoutTryingAgain) {
@@ -367,7 +377,7 @@ TEST_F(PeltaDisk, KeepsTheResultOfAFailedSeekAsItsOffset) {
     EXPECT_EQ(readBlocks(*store, 3), block('a') + block('b') + block('d'));
 }
 
-/* Every seek made, as a store would that moves to each transfer anew. */
+/* The rule of positions, in so many words. */
 class PlainStore {
   public:
     PlainStore(int file, std::size_t blockSize) : file_(file), blockSize_(blockSize) {}
@@ -386,7 +396,7 @@ class PlainStore {
     std::size_t blockSize_;
 };
 
-TEST_F(PeltaDisk, DoesWhatAStoreDoesThatSeeksForEveryTransfer) {
+TEST_F(PeltaDisk, KeepsToTheRuleOfPositionsWhateverFails) {
     constexpr std::size_t blockSize = 4, blockTotal = 6;
     std::mt19937 random(8);
     const auto below = [&](std::size_t limit) { return random() % limit; };
@@ -440,9 +450,11 @@ TEST_F(PeltaDisk, RefusesPositionsThatNoFileHas) {
         EXPECT_EQ(peltaDiskWritePartial(store.get(), 1, SIZE_MAX - 99, 100, asFloats(data)), -1);
         EXPECT_EQ(peltaDiskRead(store.get(), SIZE_MAX / 2, asFloats(data)), -1);
     });
-    EXPECT_EQ(printed.text, message("peltaDiskWrite, Error with lseek64", EOVERFLOW) +
-                                "peltaDiskWritePartial, Error with lseek64: " + strerror(EOVERFLOW) +
-                                "   blknum=1 start=-100 size=100\n" + message("peltaDiskRead, Error with lseek64", EOVERFLOW));
+    EXPECT_EQ(printed.text, message("peltaDiskWrite, Error with lseek64", EINVAL) +
+                                "peltaDiskWritePartial, Error with lseek64: " + strerror(EINVAL) +
+                                "   blknum=1 start=-100 size=100\n" + message("peltaDiskRead, Error with lseek64", EINVAL));
+    EXPECT_EQ(store->offset, -1);
+    store->offset = positionOf(*store);
     EXPECT_EQ(store->offset, 100);
     EXPECT_EQ(readBlock(*store, 0), block('a'));
 }
@@ -464,23 +476,15 @@ TEST_F(PeltaDisk, RemovesWhateverHasItsNameWhenItIsClosed) {
     EXPECT_EQ(fcntl(number, F_GETFD), -1);
 }
 
-TEST_F(PeltaDisk, LeavesOtherFilesAloneAfterItWasClosed) {
+TEST_F(PeltaDisk, LeavesItsRecordAsItWasWhenItIsClosed) {
     const Store store = quietlyOpened(100, 3);
-    writeBlock(*store, 0, 'a');
-    const int number = store->peltaFile;
+    writeBlock(*store, 1, 'b');
+    unsigned char before[sizeof(peltaDisk)];
+    std::memcpy(before, store.get(), sizeof before);
     peltaDiskClose(store.get());
-    const std::string path = elsewhere.file("other");
-    writeFile(path, block('o', 300));
-    const int other = ::open(path.c_str(), O_RDWR);
-    ASSERT_EQ(dup2(other, number), number);
-    const Printed printed = printedBy([&] {
-        EXPECT_EQ(writeBlock(*store, 1, 'b'), -1);
-        peltaDiskClose(store.get());
-    });
-    EXPECT_EQ(printed.text, message("peltaDiskWrite, Error with lseek64", EBADF));
-    EXPECT_EQ(contentsOf(path), block('o', 300));
-    EXPECT_EQ(close(number), 0);
-    close(other);
+    EXPECT_EQ(std::memcmp(store.get(), before, sizeof before), 0);
+    const Printed printed = printedBy([&] { EXPECT_EQ(readBlock(*store, 2), ""); });
+    EXPECT_EQ(printed.text, message("peltaDiskRead, Error with lseek64", EBADF));
 }
 
 TEST_F(PeltaDisk, NeedsAScratchFolder) {
@@ -558,24 +562,42 @@ TEST_F(PeltaDisk, KeepsWhatFittedWhenTheDeviceBecomesFull) {
     EXPECT_EQ(readBlock(*store, 3), block('d', 50));
 }
 
+/* Zeros are written up to a while, and set aside from there on; of three of these blocks the third is. */
+constexpr std::size_t largeBlock = 40000;
+
+TEST_F(PeltaDisk, WritesTheZerosOfASmallStoreBlockByBlock) {
+    FaultySystem system;
+    const Store store = quietlyOpened(100, 7);
+    EXPECT_EQ(system.count(SystemCall::write), 7);
+    EXPECT_EQ(system.count(SystemCall::fallocate), 0);
+}
+
+TEST_F(PeltaDisk, SetsTheSpaceOfALargeStoreAside) {
+    FaultySystem system;
+    const Store store = quietlyOpened(largeBlock, 1000);
+    EXPECT_EQ(system.count(SystemCall::write), 2);
+    EXPECT_EQ(system.count(SystemCall::fallocate), 1);
+}
+
 /* A file system that cannot set space aside has it written. */
 TEST_F(PeltaDisk, WritesTheZerosWhereSpaceCannotBeSetAside) {
     for (const int error : {EOPNOTSUPP, ENOSYS, EINTR, EIO}) {
         Store store;
-        buffer.assign(100, 'x');
+        buffer.assign(largeBlock, 'x');
         printedBy([&] {
             FaultySystem system;
             system.fail(SystemCall::fallocate, 1, error);
             system.shorten(SystemCall::write, 2, 30);
-            store.reset(peltaDiskOpen(100, 3, buffer.data()));
+            store.reset(peltaDiskOpen(largeBlock, 3, buffer.data()));
             EXPECT_EQ(system.count(SystemCall::write), 4);
+            EXPECT_TRUE(system.allFaultsMet());
         });
         ASSERT_TRUE(store);
-        EXPECT_EQ(buffer, std::vector<char>(100, '\0'));
-        EXPECT_EQ(lengthOf(*store), 300);
+        EXPECT_EQ(buffer, std::vector<char>(largeBlock, '\0'));
+        EXPECT_EQ(lengthOf(*store), off_t{3 * largeBlock});
         EXPECT_EQ(store->offset, 0);
         EXPECT_EQ(positionOf(*store), 0);
-        for (int k = 0; k < 3; ++k) EXPECT_EQ(readBlock(*store, k), block('\0'));
+        for (int k = 0; k < 3; ++k) EXPECT_EQ(readBlock(*store, k), block('\0', largeBlock));
     }
 }
 
@@ -584,28 +606,30 @@ TEST_F(PeltaDisk, DoesNotFillADiskThatHasTooLittleSpace) {
         const Printed printed = printedBy([&] {
             FaultySystem system;
             system.fail(SystemCall::fallocate, 1, error);
-            buffer.assign(100, 'x');
-            EXPECT_EQ(peltaDiskOpen(100, 3, buffer.data()), nullptr);
-            EXPECT_EQ(system.count(SystemCall::write), 0);
+            buffer.assign(largeBlock, 'x');
+            EXPECT_EQ(peltaDiskOpen(largeBlock, 1000, buffer.data()), nullptr);
+            EXPECT_EQ(system.count(SystemCall::write), 2);
         });
         EXPECT_TRUE(printed.text.ends_with(message("\npeltaDiskOpen, Error with write", ENOENT)));
     }
 }
 
 TEST_F(PeltaDisk, KnowsWhereItsFileStandsWhenItCannotGoBackToTheStart) {
-    Store store;
-    buffer.assign(100, 'x');
-    printedBy([&] {
-        FaultySystem system;
-        system.fail(SystemCall::fallocate, 1, EOPNOTSUPP);
-        system.fail(SystemCall::lseek, 1, EIO);
-        store.reset(peltaDiskOpen(100, 3, buffer.data()));
-        EXPECT_TRUE(system.allFaultsMet());
-    });
-    ASSERT_TRUE(store);
-    EXPECT_EQ(store->offset, positionOf(*store));
-    writeBlock(*store, 1, 'b');
-    EXPECT_EQ(readBlocks(*store, 2), block('\0') + block('b'));
+    for (const std::size_t size : {std::size_t{100}, largeBlock}) {
+        Store store;
+        buffer.assign(size, 'x');
+        printedBy([&] {
+            FaultySystem system;
+            system.fail(SystemCall::lseek, 1, EIO);
+            store.reset(peltaDiskOpen(size, 3, buffer.data()));
+            EXPECT_TRUE(system.allFaultsMet());
+        });
+        ASSERT_TRUE(store);
+        EXPECT_GT(positionOf(*store), 0);
+        EXPECT_EQ(store->offset, positionOf(*store));
+        writeBlock(*store, 1, 'b');
+        EXPECT_EQ(readBlocks(*store, 2), block('\0', size) + block('b', size));
+    }
 }
 
 /* What peltaDiskOpen prints behind the file's name when this call fails; none where it opens all the same. */
@@ -625,15 +649,15 @@ std::optional<std::string> failureText(SystemCall call, int error) {
 class PeltaDiskFault : public PeltaDisk, public testing::WithParamInterface<int> {
   protected:
     /* How many calls an opening made whose nth failed (0: none did), which has to end as said above. */
-    std::size_t openWithFault(std::size_t nth, bool hasSpaceAside) {
+    std::size_t openWithFault(std::size_t nth, std::size_t blockSize, bool hasSpaceAside) {
         std::vector<CallRecord> calls;
-        buffer.assign(100, 'x');
+        buffer.assign(blockSize, 'x');
         Store store;
         const Printed printed = printedBy([&] {
             FaultySystem system;
             if (!hasSpaceAside) system.fail(SystemCall::fallocate, 1, EOPNOTSUPP);
             system.fail(static_cast<int>(nth), GetParam());
-            store.reset(peltaDiskOpen(100, 3, buffer.data()));
+            store.reset(peltaDiskOpen(blockSize, 3, buffer.data()));
             calls = system.calls();
         });
         const bool failsUnlink = nth > 0 && calls.at(nth - 1).call == SystemCall::unlink;
@@ -649,23 +673,27 @@ class PeltaDiskFault : public PeltaDisk, public testing::WithParamInterface<int>
 
   private:
     static void expectToWork(peltaDisk& disk) {
-        EXPECT_EQ(lengthOf(disk), 300);
-        EXPECT_EQ(writeBlock(disk, 2, 'c'), 100);
-        EXPECT_EQ(readBlocks(disk, 3), block('\0', 200) + block('c'));
+        const std::size_t size = disk.blkSize;
+        EXPECT_EQ(lengthOf(disk), static_cast<off_t>(3 * size));
+        EXPECT_EQ(writeBlock(disk, 2, 'c'), static_cast<int>(size));
+        EXPECT_EQ(readBlocks(disk, 3), block('\0', 2 * size) + block('c', size));
     }
 };
 
 TEST_P(PeltaDiskFault, EndsAsStatedWhicheverCallOfTheOpeningFails) {
     const auto before = openDescriptors();
-    for (const bool hasSpaceAside : {true, false}) {
-        const std::size_t total = openWithFault(0, hasSpaceAside);
-        EXPECT_EQ(total, hasSpaceAside ? 7u : 11u);
+    const auto failEach = [&](std::size_t blockSize, bool hasSpaceAside, std::size_t expectedCalls) {
+        const std::size_t total = openWithFault(0, blockSize, hasSpaceAside);
+        EXPECT_EQ(total, expectedCalls);
         for (std::size_t nth = 1; nth <= total; ++nth) {
             SCOPED_TRACE(nth);
-            openWithFault(nth, hasSpaceAside);
+            openWithFault(nth, blockSize, hasSpaceAside);
             EXPECT_EQ(openDescriptors(), before);
         }
-    }
+    };
+    failEach(100, true, 10);  // 6 for the file, 3 writes and a seek
+    failEach(largeBlock, true, 10);
+    failEach(largeBlock, false, 11);
 }
 INSTANTIATE_TEST_SUITE_P(Errors, PeltaDiskFault, testing::Values(EIO, ENOSPC, EACCES, EINTR, EMFILE));
 
