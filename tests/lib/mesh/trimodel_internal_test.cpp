@@ -12,6 +12,7 @@
 namespace {
 
 long allocationsUntilFailure = -1;
+std::size_t bytesAsked = 0;
 
 bool fails() { return allocationsUntilFailure >= 0 && allocationsUntilFailure-- == 0; }
 
@@ -24,8 +25,14 @@ void* __real_calloc(std::size_t count, std::size_t bytes);
 void* __wrap_malloc(std::size_t bytes);
 void* __wrap_calloc(std::size_t count, std::size_t bytes);
 
-void* __wrap_malloc(std::size_t bytes) { return fails() ? nullptr : __real_malloc(bytes); }
-void* __wrap_calloc(std::size_t count, std::size_t bytes) { return fails() ? nullptr : __real_calloc(count, bytes); }
+void* __wrap_malloc(std::size_t bytes) {
+    bytesAsked += bytes;
+    return fails() ? nullptr : __real_malloc(bytes);
+}
+void* __wrap_calloc(std::size_t count, std::size_t bytes) {
+    bytesAsked += count * bytes;
+    return fails() ? nullptr : __real_calloc(count, bytes);
+}
 }
 
 namespace {
@@ -80,6 +87,51 @@ TEST(TriModelWithoutMemory, AnyFailedAllocationLeavesAMeshThatAnswers) {
         }
     }
     EXPECT_TRUE(isEveryOneTried);
+}
+
+/* A function too long for memory that is at hand, so that copying it to a corner of the square takes an allocation. */
+int addLong(triModel& mesh, double x, double y, float value) {
+    int pairs = 200000;
+    std::vector<float> values(static_cast<std::size_t>(pairs), value);
+    return mesh.triAdd(&x, &y, values.data(), values.data(), &pairs);
+}
+
+TEST(TriModelWithoutMemory, ARefreshThatFailedIsRepeated) {
+    for (long nth = 0; nth < 4; ++nth) {
+        triModel mesh;
+        ASSERT_EQ(mesh.triStart(), 1);
+        ASSERT_EQ(addLong(mesh, 3.0, 4.0, 1500.0f), 1);
+        allocationsUntilFailure = 2 * nth; /* of a corner's two, a record and its place in the list */
+        EXPECT_EQ(mesh.tri_update(), 0) << "corner " << nth;
+        allocationsUntilFailure = -1;
+        EXPECT_EQ(mesh.model->Cupdate, 1);
+        for (int corner = 0; corner < 4; ++corner) EXPECT_EQ(mesh.model->CV[corner]->nabs, corner < nth ? 200000 : 1);
+        allocationsUntilFailure = 0;
+        EXPECT_TRUE(answers(mesh));
+        allocationsUntilFailure = -1;
+        EXPECT_EQ(mesh.model->Cupdate, 1) << "although the hull was made";
+        EXPECT_TRUE(answers(mesh));
+        EXPECT_EQ(mesh.model->Cupdate, 0);
+        for (const Vertex* corner : mesh.model->CV) EXPECT_EQ(corner->nabs, 200000);
+        expectLinked(mesh);
+    }
+}
+
+TEST(TriModelMemory, APointTakesLessThanTwelveHundredBytes) {
+    constexpr std::size_t most = 12 * 1024 / 10;
+    for (const std::size_t count : {1000, 1500, 10000, 30000}) {
+        const std::size_t before = bytesAsked;
+        triModel mesh;
+        ASSERT_EQ(mesh.triStart(), 1);
+        for (std::size_t i = 0; i < count; ++i) {
+            double x = 100.0 * std::cos(2.4 * static_cast<double>(i)) * std::sqrt(i);
+            double y = 100.0 * std::sin(2.4 * static_cast<double>(i)) * std::sqrt(i);
+            float time = 0.0f, velocity = 1500.0f;
+            int pairs = 1;
+            ASSERT_EQ(mesh.triAdd(&x, &y, &time, &velocity, &pairs), 1);
+        }
+        EXPECT_LT((bytesAsked - before) / count, most) << count << " points";
+    }
 }
 
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <pelta/trimodel.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +10,7 @@
 
 #include "support/files.h"
 #include "support/meshverifier.h"
+#include "support/plainmesh.h"
 
 namespace {
 
@@ -264,15 +266,22 @@ TEST(TriModel, ListsAndFreesWhatItAllocates) {
 }
 
 TEST(TriModel, TakesRecordsFromAPoolWhereOneIsSet) {
-    Started mesh;
     std::vector<double> pool(400);
-    mesh.model->npnts = 1;
-    mesh.model->pntr = reinterpret_cast<char*>(pool.data());
-    const std::size_t point =
-        sizeof(Vertex) + 2 * sizeof(float) + 6 * sizeof(EdgeUse) + 6 * sizeof(VertexUse) + 3 * sizeof(Edge) + 2 * sizeof(Face);
-    mesh.model->mbytes = static_cast<int>(point);
+    const auto usePool = [&](triModel& mesh, int bytes) {
+        mesh.model->npnts = 1;
+        mesh.model->pntr = reinterpret_cast<char*>(pool.data());
+        mesh.model->mbytes = bytes;
+    };
+    Started first;
+    usePool(first, static_cast<int>(pool.size() * sizeof(double)));
+    EXPECT_EQ(add(first, 3, 4), 1);
+    const int point = first.model->mused;
+    EXPECT_EQ(first.model->pntr, reinterpret_cast<char*>(pool.data()) + point);
+    first.triClear();
+    Started mesh;
+    usePool(mesh, point);
     EXPECT_EQ(add(mesh, 3, 4), 1);
-    EXPECT_EQ(mesh.model->mused, static_cast<int>(point));
+    EXPECT_EQ(mesh.model->mused, point);
     const Printed printed = printedBy([&] { EXPECT_EQ(add(mesh, 5, 4), 0); });
     EXPECT_EQ(printed.text, "triModel: error, no space left in memory pool.\n");
     EXPECT_EQ(printed.unflushed, 0u);
@@ -292,6 +301,7 @@ std::vector<std::pair<double, double>> awkwardPoints(const std::string& kind, in
         else if (kind == "fine lattice far out") points.emplace_back(1e6 + 0.1 * small(engine), 3e6 + 0.1 * small(engine));
         else if (kind == "upright line") points.emplace_back(17.0, small(engine) + 0.1 * small(engine));
         else if (kind == "slanted line") points.emplace_back(0.1 * (i % 37), 0.3 * (i % 37));
+        else if (kind == "coincident") points.emplace_back(small(engine) / 4, small(engine) / 4);
         else if (kind == "circle") points.emplace_back(500.0 * std::cos(angle), 500.0 * std::sin(angle));
         else if (kind == "neighbouring numbers") {
             double x = 12345.678, y = 0.1;
@@ -302,7 +312,12 @@ std::vector<std::pair<double, double>> awkwardPoints(const std::string& kind, in
             points.emplace_back(i % 4 < 2 ? (i % 2 ? half : -half) : uniform(engine) * 40000.0,
                                 i % 4 < 2 ? uniform(engine) * 40000.0 : (i % 2 ? half : -half));
         else if (kind == "clusters") points.emplace_back(1000.0 * (i % 3) + 1e-9 * uniform(engine), 1e-9 * uniform(engine));
-        else if (kind == "turned lattice") {
+        else if (kind == "along far sides") {
+            /* Near the side from an earlier point to a corner of the square: neither face may seem to have it. */
+            const auto [x, y] = i < 3 ? std::pair{uniform(engine), uniform(engine)} : points[engine() % 3];
+            const double part = i < 3 ? 0.0 : 0.0005 * (uniform(engine) + 1000.0);
+            points.emplace_back(x + part * ((i & 1 ? half : -half) - x), y + part * ((i & 2 ? half : -half) - y));
+        } else if (kind == "turned lattice") {
             const double x = small(engine), y = small(engine);
             points.emplace_back(0.6 * x - 0.8 * y, 0.8 * x + 0.6 * y);
         }
@@ -332,6 +347,98 @@ TEST_P(AwkwardPoints, LeaveAWellLinkedMeshThatAnswers) {
         for (const auto& [x, y] : points) interpolated(mesh, x, y);
         testing::internal::GetCapturedStdout();
         if (HasFailure()) FAIL() << kind << ", seed " << seed;
+    }
+}
+
+/* Adds points to a mesh, gets functions at places between, and does the same by the plain steps. */
+void expectPlainSteps(Started& mesh, PlainMesh& plain, const std::vector<std::pair<double, double>>& points,
+                      std::mt19937& engine) {
+    testing::internal::CaptureStdout();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const auto [x, y] = points[i];
+        if (engine() % 4 == 0) {
+            const auto [otherX, otherY] = points[engine() % (i + 1)];
+            const double placeX = engine() % 2 ? otherX : (x + otherX) / 2, placeY = (y + otherY) / 2;
+            get(mesh, placeX, placeY);
+            plain.locate(placeX, placeY);
+        }
+        add(mesh, x, y);
+        plain.add(x, y);
+    }
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(isSameMesh(plain, mesh));
+}
+
+/* Every face, circle and ring is what the published steps make, whatever shorter ways were gone. */
+TEST_P(AwkwardPoints, MakeTheMeshOfThePlainSteps) {
+    for (unsigned seed = 1; seed <= 100; ++seed) {
+        std::mt19937 engine(seed);
+        Started mesh;
+        PlainMesh plain(mesh);
+        ASSERT_TRUE(isSameMesh(plain, mesh));
+        expectPlainSteps(mesh, plain, awkwardPoints(GetParam(), seed % 10 ? 60 : 400, engine), engine);
+        ASSERT_FALSE(HasFailure()) << "seed " << seed;
+    }
+}
+
+/* So that the comparison above means something: there are sequences that take each of the rarer turns. */
+TEST(TriModel, AwkwardPointsTakeEveryTurnOfThePlainSteps) {
+    std::size_t restarts = 0, lostWalks = 0, facesLeastBeyond = 0, refusedFlips = 0, flatFaces = 0;
+    for (const char* kind : {"lattice", "clusters", "neighbouring numbers", "rim", "along far sides"})
+        for (unsigned seed = 1; seed <= 20; ++seed) {
+            std::mt19937 engine(seed);
+            Started mesh;
+            PlainMesh plain(mesh);
+            expectPlainSteps(mesh, plain, awkwardPoints(kind, 150, engine), engine);
+            restarts += plain.restarts;
+            lostWalks += plain.lostWalks;
+            facesLeastBeyond += plain.facesLeastBeyond;
+            refusedFlips += plain.refusedFlips;
+            flatFaces += plain.flatFaces;
+        }
+    EXPECT_GT(restarts, 0u) << "far corners";
+    EXPECT_GT(lostWalks, 0u);
+    EXPECT_GT(facesLeastBeyond, 0u);
+    EXPECT_GT(refusedFlips, 0u);
+    EXPECT_GT(flatFaces, 0u);
+}
+
+/* Large enough for cells that have been laid several times, and for walks across them. */
+TEST(TriModel, LatticesInAnyOrderMakeTheMeshOfThePlainSteps) {
+    std::mt19937 engine(12);
+    for (const double spacing : {0.1, 25.0})
+        for (const bool isShuffled : {false, true}) {
+            std::vector<std::pair<double, double>> points;
+            for (int i = 0; i < 1600; ++i) points.emplace_back(1e6 + spacing * (i % 40), 2e6 + spacing * (i / 40));
+            if (isShuffled) std::shuffle(points.begin(), points.end(), engine);
+            Started mesh;
+            PlainMesh plain(mesh);
+            expectPlainSteps(mesh, plain, points, engine);
+            std::shuffle(points.begin(), points.end(), engine); /* every vertex once more */
+            expectPlainSteps(mesh, plain, points, engine);
+            ASSERT_FALSE(HasFailure()) << spacing << (isShuffled ? ", shuffled" : "");
+        }
+}
+
+TEST(TriModel, ALatticeCanBeReplacedVertexByVertex) {
+    std::mt19937 engine(13);
+    Started mesh;
+    std::vector<std::pair<double, double>> points;
+    for (int i = 0; i < 400; ++i) points.emplace_back(50.0 * (i % 20), 50.0 * (i / 20));
+    for (const auto& [x, y] : points) add(mesh, x, y);
+    for (int round = 1; round <= 3; ++round) {
+        std::shuffle(points.begin(), points.end(), engine);
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const std::vector<float> values(i % 5 + 1, static_cast<float>(round * 1000) + static_cast<float>(i));
+            ASSERT_EQ(add(mesh, points[i].first, points[i].second, {values, values}), 1);
+            if (i % 50 == 0) valueAt(mesh, 475.0, 480.0);
+        }
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const Function function = get(mesh, points[i].first, points[i].second);
+            ASSERT_EQ(function.ordinates,
+                      std::vector<float>(i % 5 + 1, static_cast<float>(round * 1000) + static_cast<float>(i)));
+        }
+        expectDelaunay(mesh, points.size());
     }
 }
 
@@ -381,8 +488,9 @@ TEST(TriModel, PointsOfRotatedLinesAreFoundInTheFaceThatTheWalkEndsIn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, AwkwardPoints,
-                         testing::Values("random", "lattice", "fine lattice far out", "upright line", "slanted line", "circle",
-                                         "neighbouring numbers", "rim", "clusters", "turned lattice"),
+                         testing::Values("random", "lattice", "fine lattice far out", "upright line", "slanted line",
+                                         "coincident", "circle", "neighbouring numbers", "rim", "clusters", "turned lattice",
+                                         "along far sides"),
                          [](const auto& kind) {
                              std::string name = kind.param;
                              std::replace(name.begin(), name.end(), ' ', '_');
@@ -926,7 +1034,7 @@ TEST(TriModel, ACountOfZeroWritesNothing) {
     }
 }
 
-TEST(TriModel, AHubWithManyNeighboursDoesNotDeepenAnything) {
+void addHub() {
     Started mesh;
     constexpr int rim = 20000;
     testing::internal::CaptureStdout();
@@ -936,6 +1044,104 @@ TEST(TriModel, AHubWithManyNeighboursDoesNotDeepenAnything) {
     EXPECT_EQ(valueAt(mesh, 0, 0), 5.0f);
     const MeshCounts counts = expectLinked(mesh);
     EXPECT_EQ(counts.faces, 2 * (counts.vertices - 4) + 2);
+}
+
+/* One call a neighbour would not fit on the stack. */
+TEST(TriModel, AHubWithManyNeighboursDoesNotDeepenAnything) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 256 << 10), 0);
+    pthread_t thread;
+    const auto run = [](void*) -> void* { return addHub(), nullptr; };
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, nullptr), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+/* The four corners' nearest neighbours, the first of the ring where several are as near. */
+TEST(TriModel, OfNeighboursAsNearACornerOfTheSquareTakesTheFirstOfItsRing) {
+    for (int order = 0; order < 24; ++order) {
+        std::vector<std::pair<double, double>> points{{0, 100}, {100, 0}, {0, -100}, {-100, 0}};
+        for (int i = 0, left = order; i < 4; ++i) {
+            std::swap(points[i], points[i + left % (4 - i)]);
+            left /= 4 - i;
+        }
+        Started mesh;
+        for (std::size_t i = 0; i < 4; ++i) add(mesh, points[i].first, points[i].second, constant(static_cast<float>(i + 1)));
+        float expected[4];
+        for (int i = 0; i < 4; ++i) {
+            const Vertex* const corner = mesh.model->CV[i];
+            std::vector<std::pair<double, float>> candidates;
+            const VertexUse* use = corner->vu;
+            do {
+                const Vertex* const v = use->eu->euCW->vu->v;
+                candidates.emplace_back(std::pow(v->x - corner->x, 2) + std::pow(v->y - corner->y, 2), v->va[1]);
+                use = use->vuNext;
+            } while (use != corner->vu);
+            const auto isNearer = [](const auto& a, const auto& b) { return a.first < b.first; };
+            const auto nearest = std::min_element(candidates.begin(), candidates.end(), isNearer); /* the first of several */
+            expected[i] = nearest->second;
+            const auto isAsNear = [&](const auto& candidate) { return candidate.first == nearest->first; };
+            ASSERT_EQ(std::count_if(candidates.begin(), candidates.end(), isAsNear), 2);
+        }
+        EXPECT_EQ(mesh.tri_update(), 1);
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(mesh.model->CV[i]->va[1], expected[i]) << "order " << order;
+    }
+}
+
+TEST(TriModel, AHullOfOneOrTwoPointsHasNoInsideAndNoBisectors) {
+    Started mesh;
+    add(mesh, 10, 20);
+    for (int count = 1; count <= 2; ++count) {
+        mesh.model->Cupdate = 1;
+        EXPECT_EQ(mesh.tri_update_hull(), 1);
+        EXPECT_EQ(mesh.model->Cupdate, 0);
+        ASSERT_EQ(mesh.model->hull.n, count);
+        const VertexHull* const record = mesh.model->hull.vh;
+        EXPECT_EQ(record->x, 0.0);
+        EXPECT_EQ(record->y, 0.0);
+        EXPECT_EQ(count == 1 ? record : record->vhNext, record->vhPrev);
+        EXPECT_EQ(mesh.tri_out_hull(10, 20), 1) << "even the point itself";
+        add(mesh, 30, 20);
+    }
+    mesh.triClear();
+    EXPECT_EQ(mesh.tri_out_hull(10, 20), 1);
+    EXPECT_EQ(mesh.tri_update(), 0);
+    EXPECT_EQ(mesh.tri_update_hull(), 0);
+}
+
+TEST(TriModel, BetweenTwoPointsTheEndsCountAsTheirs) {
+    triModel mesh;
+    Vertex low = {nullptr, 0, 0, 1, {0.0f, 10.0f}}, high = {nullptr, 8, 8, 1, {0.0f, 50.0f}};
+    VertexHull p = {}, q = {};
+    const auto at = [&](double x, double y) {
+        float a0 = 0.0f, ainc = 1.0f, scratch[2], value = -1.0f;
+        int one = 1;
+        mesh.tri_degenr(&p, &q, &x, &y, &a0, &ainc, scratch, &value, &one);
+        return value;
+    };
+    for (const bool isTurned : {false, true}) {
+        p.v = isTurned ? &high : &low;
+        q.v = isTurned ? &low : &high;
+        EXPECT_EQ(at(0, 0), 10.0f) << "the foot at the lower end: weight 0";
+        EXPECT_EQ(at(8, 8), 50.0f);
+        EXPECT_EQ(at(2, 2), 20.0f);
+        EXPECT_EQ(at(-1, 0), 10.0f);
+        EXPECT_EQ(at(9, 8), 50.0f);
+    }
+    high.x = 0; /* upright: by y */
+    EXPECT_EQ(at(5, 2), 20.0f);
+    EXPECT_EQ(at(5, 8), 50.0f);
+    EXPECT_EQ(at(5, 0), 10.0f);
+    EXPECT_EQ(at(5, -1), 10.0f);
+    high.x = -8; /* by x, which is lower now */
+    high.y = 0;
+    EXPECT_EQ(at(-2, 7), 20.0f);
+    EXPECT_EQ(at(-8, 7), 50.0f);
+    EXPECT_EQ(at(0, 7), 10.0f);
+    high.x = low.x;
+    high.y = low.y;
+    EXPECT_EQ(at(3, 4), 30.0f) << "at one place: half of each";
 }
 
 }
