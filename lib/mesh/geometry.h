@@ -1,7 +1,7 @@
 #ifndef PELTA_LIB_MESH_GEOMETRY_H
 #define PELTA_LIB_MESH_GEOMETRY_H
 
-#include <pelta/trimodel.h>
+#include "mesh/records.h"
 
 /* The tests on places that everything in the mesh goes by. No tolerance: kept on purpose, for a test that is exact in its own
  * arithmetic gives the same mesh everywhere. */
@@ -16,13 +16,45 @@ inline int sideOf(Coord x1, Coord y1, Coord x2, Coord y2, Coord x, Coord y) {
 inline const Vertex* startOf(const EdgeUse* side) { return side->vu->v; }
 inline const Vertex* endOf(const EdgeUse* side) { return side->euCW->vu->v; }
 
-inline int sideOf(const EdgeUse* side, Coord x, Coord y) {
-    const Vertex *from = startOf(side), *to = endOf(side);
+/* Where a side starts. Sides of the mesh know it themselves; of others the vertex is asked. */
+inline const Vertex* placeOf(const EdgeUse* side) { return side->vu->v; }
+inline const SideRecord* placeOf(const SideRecord* side) { return side; }
+
+template <class Side>
+const Side* nextOf(const Side* side) {
+    return static_cast<const Side*>(side->euCW);
+}
+
+template <class Side>
+int sideOf(const Side* side, Coord x, Coord y) {
+    const auto *from = placeOf(side), *to = placeOf(nextOf(side));
     return sideOf(from->x, from->y, to->x, to->y, x, y);
 }
 
-inline double squaredDistance(const Vertex* vertex, Coord x, Coord y) {
-    const double dx = x - vertex->x, dy = y - vertex->y;
+/* The face of a side. Its sides and corners belong to a face. */
+template <class Side>
+bool contains(const Side* first, Coord x, Coord y) {
+    const Side* side = first;
+    do {
+        if (sideOf(side, x, y) == 1) return false;
+        side = nextOf(side);
+    } while (side != first);
+    return true;
+}
+
+/* The segment from 1 to 2 crosses or touches the side. */
+template <class Side>
+bool isCrossed(const Side* side, Coord x1, Coord y1, Coord x2, Coord y2) {
+    const int ofEnds = sideOf(side, x1, y1) + sideOf(side, x2, y2);
+    if (ofEnds == 2 || ofEnds == -2) return false;
+    const auto *from = placeOf(side), *to = placeOf(nextOf(side));
+    const int ofSide = sideOf(x1, y1, x2, y2, from->x, from->y) + sideOf(x1, y1, x2, y2, to->x, to->y);
+    return ofSide != 2 && ofSide != -2;
+}
+
+template <class Place>
+double squaredDistance(const Place* place, Coord x, Coord y) {
+    const double dx = x - place->x, dy = y - place->y;
     return dx * dx + dy * dy;
 }
 

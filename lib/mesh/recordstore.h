@@ -1,11 +1,14 @@
 #ifndef PELTA_LIB_MESH_RECORDSTORE_H
 #define PELTA_LIB_MESH_RECORDSTORE_H
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 /* Memory for a model's records: cut off large blocks one after the other, so that the records of one insertion lie side by side
  * and cost no call of the allocator. A record that is given back waits in a list of its size for the next of that size. The
@@ -37,7 +40,8 @@ class RecordStore {
     static constexpr std::size_t step = 16, steps = 64; /* sizes up to step * steps, then powers of two */
     static constexpr std::size_t powers = sizeof(std::size_t) * 8 - 12;
     static constexpr std::size_t kinds = steps + 1 + powers;
-    static constexpr std::size_t smallestBlock = 8 << 10, largestBlock = 1 << 20;
+    static constexpr std::size_t line = 64;
+    static constexpr std::size_t smallestBlock = 8 << 10, largestBlock = 16 << 20, largestRecord = 256 << 10;
 
     static std::size_t kindOf(std::size_t bytes) {
         if (bytes <= step * steps) return (bytes + step - 1) / step;
@@ -47,26 +51,38 @@ class RecordStore {
         return kind <= steps ? kind * step : (step * steps) << (kind - steps);
     }
 
+    /* Large records from the start of a block, each in cache lines of its own, small ones from its end. */
     template <class ObtainBlock>
     void* cut(std::size_t size, ObtainBlock obtainBlock) {
-        if (size > largestBlock / 4) return obtainBlock(size);
-        if (size > _left) {
-            const std::size_t block = std::clamp(_taken, std::max(smallestBlock, size), largestBlock);
+        if (size > largestRecord) return obtainBlock(size);
+        const std::size_t taken = size < line ? size : (size + line - 1) / line * line;
+        if (taken > static_cast<std::size_t>(_end - _start)) {
+            const std::size_t block = std::clamp(_taken / 8 / line * line, std::max(smallestBlock, taken + line), largestBlock);
             void* memory = obtainBlock(block);
             if (!memory) return nullptr;
-            _next = static_cast<char*>(memory);
-            _left = block;
+            adviseLargePages(memory, block);
+            const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(memory);
+            _start = static_cast<char*>(memory) + (line - address % line) % line;
+            _end = static_cast<char*>(memory) + block;
             _taken += block;
         }
-        char* record = _next;
-        _next += size;
-        _left -= size;
-        return record;
+        if (size < line) return _end -= taken;
+        return std::exchange(_start, _start + taken);
+    }
+
+    /* Walks and flips go all over a large mesh: with the usual pages each would wait for the table of pages too. */
+    static void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+        constexpr std::uintptr_t page = 2 << 20;
+        const auto start = (reinterpret_cast<std::uintptr_t>(memory) + page - 1) / page * page;
+        const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / page * page;
+        if (start < end) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+#endif
     }
 
     std::array<Free*, kinds> _free = {};
-    char* _next = nullptr;
-    std::size_t _left = 0, _taken = 0;
+    char *_start = nullptr, *_end = nullptr; /* of what is left of the last block */
+    std::size_t _taken = 0;
 };
 
 #endif

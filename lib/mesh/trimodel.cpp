@@ -9,7 +9,10 @@
 #include <limits>
 #include <new>
 
+#include "mesh/circles.h"
 #include "mesh/geometry.h"
+#include "mesh/links.h"
+#include "mesh/records.h"
 #include "mesh/recordstore.h"
 #include "mesh/resampling.h"
 #include "mesh/vertexgrid.h"
@@ -32,8 +35,8 @@ struct Store : Model {
     VertexGrid grid;
     AbscissaChain abscissae;
     HullSides sides;
-    std::size_t faceCount = 2;
-    bool hasFlatFaces = false, hasTurnedFaces = false; /* or had them */
+    std::size_t flatFaces = 0;
+    bool hadTurnedFaces = false; /* flat ones, the wrong way round */
 
     ~Store() { std::free(sides.x); }
 };
@@ -153,37 +156,17 @@ void setFunction(Vertex* vertex, const float* abscissae, const float* ordinates)
 
 // --- links ---
 
-void triModel::tri_vu_eu(VertexUse* vu, EdgeUse* eu) {
-    vu->eu = eu;
-    eu->vu = vu;
-}
+void triModel::tri_vu_eu(VertexUse* vu, EdgeUse* eu) { startAt(vu, eu); }
 
-void triModel::tri_eu_eu(EdgeUse* eu1, EdgeUse* eu2) {
-    eu1->euCW = eu2;
-    eu2->euCCW = eu1;
-}
+void triModel::tri_eu_eu(EdgeUse* eu1, EdgeUse* eu2) { follow(eu1, eu2); }
 
-void triModel::tri_vu_vu(VertexUse* vu1, VertexUse* vu2) {
-    vu1->vuNext = vu2;
-    vu2->vuPrev = vu1;
-}
+void triModel::tri_vu_vu(VertexUse* vu1, VertexUse* vu2) { follow(vu1, vu2); }
 
-void triModel::tri_mate(EdgeUse* eu1, EdgeUse* eu2) {
-    eu1->euMate = eu2;
-    eu2->euMate = eu1;
-}
+void triModel::tri_mate(EdgeUse* eu1, EdgeUse* eu2) { makeMates(eu1, eu2); }
 
-void triModel::tri_vu_loop(VertexUse* vu1, VertexUse* vu2, VertexUse* vu3) {
-    tri_vu_vu(vu1, vu2);
-    tri_vu_vu(vu2, vu3);
-    tri_vu_vu(vu3, vu1);
-}
+void triModel::tri_vu_loop(VertexUse* vu1, VertexUse* vu2, VertexUse* vu3) { makeLoop(vu1, vu2, vu3); }
 
-void triModel::tri_eu_loop(EdgeUse* eu1, EdgeUse* eu2, EdgeUse* eu3) {
-    tri_eu_eu(eu1, eu2);
-    tri_eu_eu(eu2, eu3);
-    tri_eu_eu(eu3, eu1);
-}
+void triModel::tri_eu_loop(EdgeUse* eu1, EdgeUse* eu2, EdgeUse* eu3) { makeLoop(eu1, eu2, eu3); }
 
 // --- tests on places ---
 
@@ -191,22 +174,9 @@ int triModel::tri_left(Coord x1, Coord y1, Coord x2, Coord y2, Coord x, Coord y)
 
 int triModel::tri_left_1(Coord x1, Coord y1, Cflt x2, Cflt y2, Coord x, Coord y) { return sideOf(x1, y1, x2, y2, x, y); }
 
-int triModel::tri_inside(Face* F, Coord x, Coord y) {
-    const EdgeUse* side = F->eu;
-    do {
-        if (sideOf(side, x, y) == 1) return 0;
-        side = side->euCW;
-    } while (side != F->eu);
-    return 1;
-}
+int triModel::tri_inside(Face* F, Coord x, Coord y) { return contains(F->eu, x, y); }
 
-int triModel::tri_sect(EdgeUse* EU, Coord x1, Coord y1, Coord x2, Coord y2) {
-    const int ofEnds = sideOf(EU, x1, y1) + sideOf(EU, x2, y2);
-    if (ofEnds == 2 || ofEnds == -2) return 0;
-    const Vertex *from = startOf(EU), *to = endOf(EU);
-    const int ofSide = sideOf(x1, y1, x2, y2, from->x, from->y) + sideOf(x1, y1, x2, y2, to->x, to->y);
-    return ofSide != 2 && ofSide != -2;
-}
+int triModel::tri_sect(EdgeUse* EU, Coord x1, Coord y1, Coord x2, Coord y2) { return isCrossed(EU, x1, y1, x2, y2); }
 
 int triModel::tri_onvertex(Coord x, Coord y, Face* F, VertexUse** VU) {
     EdgeUse* side = F->eu;
@@ -221,21 +191,17 @@ int triModel::tri_onvertex(Coord x, Coord y, Face* F, VertexUse** VU) {
 }
 
 void triModel::tri_circ(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* xc, Cflt* yc, Cflt* rs) {
-    const double a = x2 - x1, b = x3 - x1;
-    const double det = (y3 - y1) * a - (y2 - y1) * b;
-    if (det == 0.0) {
+    const Circle circle = circleThrough(x1, y1, x2, y2, x3, y3);
+    if (circle.ahead == circle.aside) {
         std::printf("Given points are on straight line");
         std::printf("(%g,%g) (%g,%g) (%g,%g)\n", x1, y1, x2, y2, x3, y3);
         std::fflush(stdout);
         *rs = -1.0;
         return;
     }
-    const double c = x1 * x1 + y1 * y1;
-    const double h2 = (x2 * x2 + y2 * y2 - c) * 0.5;
-    const double h3 = (x3 * x3 + y3 * y3 - c) * 0.5;
-    *yc = (a * h3 - b * h2) / det;
-    *xc = a == 0.0 ? (h3 - *yc * (y3 - y1)) / b : (h2 - *yc * (y2 - y1)) / a;
-    *rs = (x1 - *xc) * (x1 - *xc) + (y1 - *yc) * (y1 - *yc);
+    *xc = circle.xc;
+    *yc = circle.yc;
+    *rs = circle.rs;
 }
 
 void triModel::tri_circle(Face* F) {
@@ -247,26 +213,27 @@ void triModel::tri_circle(Face* F) {
 
 namespace {
 
+bool contains(const Face* face, Coord x, Coord y) { return contains(recordOf(face->eu), x, y); }
+
 /* How far the point lies beyond the side of the face that it is farthest beyond. */
 double violation(const Face* face, Coord x, Coord y) {
     double farthest = 0.0;
-    const EdgeUse* side = face->eu;
-    do {
-        const Vertex *from = startOf(side), *to = endOf(side);
+    for (const EdgeUse* side : {face->eu, face->eu->euCW, face->eu->euCCW}) {
+        const SideRecord *from = recordOf(side), *to = recordOf(side->euCW);
         const double dx = to->x - from->x, dy = to->y - from->y;
         const double beyond = (dx * (y - from->y) - (x - from->x) * dy) / std::sqrt(dx * dx + dy * dy);
         if (beyond > farthest) farthest = beyond;
-        side = side->euCW;
-    } while (side != face->eu);
+    }
     return farthest;
 }
 
 /* Where no walk leads there. */
-Face* searchAllFaces(triModel& mesh, Coord x, Coord y) {
-    Face* least = mesh.model->f;
+Face* searchAllFaces(const Model& model, Coord x, Coord y) {
+    for (Face* face = model.f; face; face = face->fNext)
+        if (contains(face, x, y)) return face;
+    Face* least = model.f;
     double leastViolation = std::numeric_limits<double>::infinity();
-    for (Face* face = mesh.model->f; face; face = face->fNext) {
-        if (mesh.tri_inside(face, x, y)) return face;
+    for (Face* face = model.f; face; face = face->fNext) {
         const double here = violation(face, x, y);
         if (here < leastViolation) {
             leastViolation = here;
@@ -279,12 +246,12 @@ Face* searchAllFaces(triModel& mesh, Coord x, Coord y) {
 /* The vertex from which no neighbour is nearer to the point. */
 Vertex* descend(Vertex* vertex, Coord x, Coord y) {
     double distance = squaredDistance(vertex, x, y);
-    VertexUse* use = vertex->vu;
+    const VertexUse* use = vertex->vu;
     do {
-        Vertex* const neighbour = use->eu->euMate->vu->v;
-        const double there = squaredDistance(neighbour, x, y);
+        const EdgeUse* const arrival = use->eu->euMate;
+        const double there = squaredDistance(recordOf(arrival), x, y);
         if (there < distance) {
-            vertex = neighbour;
+            vertex = arrival->vu->v;
             distance = there;
             use = vertex->vu;
             continue;
@@ -294,50 +261,69 @@ Vertex* descend(Vertex* vertex, Coord x, Coord y) {
     } while (true);
 }
 
-Face* containingFaceAt(triModel& mesh, const Vertex* vertex, Coord x, Coord y) {
+Face* containingFaceAt(const Vertex* vertex, Coord x, Coord y) {
     const VertexUse* use = vertex->vu;
     do {
-        if (use->eu->f && mesh.tri_inside(use->eu->f, x, y)) return use->eu->f;
+        if (use->eu->f && contains(recordOf(use->eu), x, y)) return use->eu->f;
         use = use->vuNext;
     } while (use != vertex->vu);
     return nullptr;
+}
+
+/* The segment from the vertex to the point crosses the side. */
+bool isCrossed(const EdgeUse* side, const Vertex* vertex, Coord x, Coord y) {
+    return isCrossed(recordOf(side), vertex->x, vertex->y, x, y);
 }
 
 /* The first side opposite the vertex that the way to the point crosses; null where there is none. */
-EdgeUse* firstSideCrossed(triModel& mesh, const Vertex* vertex, Coord x, Coord y) {
+const EdgeUse* firstSideCrossed(const Vertex* vertex, Coord x, Coord y) {
     const VertexUse* use = vertex->vu;
     do {
-        EdgeUse* const opposite = use->eu->euCW;
-        if (mesh.tri_sect(opposite, vertex->x, vertex->y, x, y)) return opposite;
+        if (isCrossed(use->eu->euCW, vertex, x, y)) return use->eu->euCW;
         use = use->vuNext;
     } while (use != vertex->vu);
     return nullptr;
 }
 
-}
+/* Notices that a walk goes in circles, as rounding can make it: each step depends on the side to be crossed and the vertex aimed
+ * from alone, so one pair that comes again comes for ever. Pairs are remembered at the 1st, 2nd, 4th, 8th ... step. */
+class CircleWatch {
+  public:
+    bool comesAgain(const EdgeUse* side, const Vertex* vertex) {
+        if (side == _side && vertex == _vertex) return true;
+        if (++_steps == _nextAt) {
+            _side = side;
+            _vertex = vertex;
+            _nextAt *= 2;
+        }
+        return false;
+    }
 
-namespace {
+  private:
+    const EdgeUse* _side = nullptr;
+    const Vertex* _vertex = nullptr;
+    std::size_t _steps = 0, _nextAt = 1;
+};
 
 /* Walks from a vertex to a face that contains the point. */
-Face* walkFrom(triModel& mesh, Vertex* vertex, Coord x, Coord y) {
-    std::size_t stepsLeft = 20 * storeOf(mesh.model).faceCount + 1000; /* rounding can lead a walk in circles */
+Face* walkFrom(const Model& model, Vertex* vertex, Coord x, Coord y) {
+    CircleWatch watch;
     while (true) {
         vertex = descend(vertex, x, y);
-        if (Face* face = containingFaceAt(mesh, vertex, x, y)) return face;
-        EdgeUse* side = firstSideCrossed(mesh, vertex, x, y);
+        if (Face* face = containingFaceAt(vertex, x, y)) return face;
+        const EdgeUse* side = firstSideCrossed(vertex, x, y);
         int crossed = 0;
         while (side && crossed != 3) {
-            EdgeUse* const entered = side->euMate;
-            if (!entered->f || stepsLeft-- == 0) {
+            const EdgeUse* const entered = side->euMate;
+            if (!entered->f || watch.comesAgain(side, vertex)) {
                 side = nullptr;
                 break;
             }
-            if (mesh.tri_inside(entered->f, x, y)) return entered->f;
-            crossed = mesh.tri_sect(entered->euCW, vertex->x, vertex->y, x, y) +
-                      2 * mesh.tri_sect(entered->euCCW, vertex->x, vertex->y, x, y);
+            if (contains(recordOf(entered), x, y)) return entered->f;
+            crossed = isCrossed(entered->euCW, vertex, x, y) + 2 * isCrossed(entered->euCCW, vertex, x, y);
             side = crossed == 0 ? nullptr : crossed == 1 ? entered->euCW : entered->euCCW;
         }
-        if (!side) return searchAllFaces(mesh, x, y);
+        if (!side) return searchAllFaces(model, x, y);
         vertex = side->vu->v; /* the way leads through the far corner */
     }
 }
@@ -348,7 +334,7 @@ bool isNearestByFar(const Vertex* vertex, Coord x, Coord y) {
     const double distance = squaredDistance(vertex, x, y);
     const VertexUse* use = vertex->vu;
     do {
-        if (squaredDistance(endOf(use->eu), x, y) <= margin * distance) return false;
+        if (squaredDistance(recordOf(use->eu->euMate), x, y) <= margin * distance) return false;
         use = use->vuNext;
     } while (use != vertex->vu);
     return true;
@@ -359,62 +345,67 @@ bool isNearestByFar(const Vertex* vertex, Coord x, Coord y) {
 void triModel::tri_face(Coord x, Coord y, Face** F) {
     if (!model) return;
     if (!*F) *F = model->f;
-    if (!tri_inside(*F, x, y)) *F = walkFrom(*this, (*F)->eu->vu->v, x, y);
+    if (!contains(*F, x, y)) *F = walkFrom(*model, (*F)->eu->vu->v, x, y);
 }
 
 namespace {
 
-/* 1 where the point is to the left of the side, -1 where it is to the right of it by more than any test may err, 0 otherwise.
- * Tests err by less than the spacing of numbers at the size of the square, times the length of the side. */
-int clearSideOf(const EdgeUse* side, Coord x, Coord y) {
+/* 1 where the point is to the left of the line from one place to another, -1 where it is to the right of it by more than any test
+ * may err, 0 otherwise. Tests err by less than the spacing of numbers at the size of the square, times the length of the side. */
+int clearSideOf(const SideRecord* from, const SideRecord* to, Coord x, Coord y) {
     constexpr double clear = 1e-7;
-    const Vertex *from = startOf(side), *to = endOf(side);
     const double dx = to->x - from->x, dy = to->y - from->y;
     const double ahead = dx * (y - from->y), aside = (x - from->x) * dy;
     if (ahead > aside) return 1;
     return aside - ahead > clear * (std::abs(dx) + std::abs(dy)) ? -1 : 0;
 }
 
-/* Follows the sides that have the point to their left, from any face on. Null unless the walk ends in a face that has the
+/* Follows the sides that have the point to their left, from any side on. Null unless the walk ends in a face that has the
  * point clearly inside. In a mesh without flat faces no other face contains it then, whichever way one comes. */
-Face* clearlyContainingFace(Face* face, Coord x, Coord y) {
+Face* clearlyContainingFace(const EdgeUse* entered, Coord x, Coord y) {
     constexpr int longestWalk = 1000;
-    const EdgeUse* entered = face->eu;
     for (int i = 0; i < longestWalk; ++i) {
         const EdgeUse *next = entered->euCW, *last = entered->euCCW;
-        const int ofNext = clearSideOf(next, x, y), ofLast = clearSideOf(last, x, y);
-        const EdgeUse* crossed;
-        if (ofNext == 1) crossed = next;
-        else if (ofLast == 1) crossed = last;
+        const SideRecord *start = recordOf(entered), *end = recordOf(next), *far = recordOf(last);
+        const int ofNext = clearSideOf(end, far, x, y);
+        if (ofNext == 1) entered = next->euMate;
         else {
-            const int ofEntered = clearSideOf(entered, x, y);
-            if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return face;
-            if (ofEntered != 1) return nullptr;
-            crossed = entered;
+            const int ofLast = clearSideOf(far, start, x, y);
+            if (ofLast == 1) entered = last->euMate;
+            else {
+                const int ofEntered = clearSideOf(start, end, x, y);
+                if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return entered->f;
+                if (ofEntered != 1) return nullptr;
+                entered = entered->euMate;
+            }
         }
-        entered = crossed->euMate;
-        face = entered->f;
-        if (!face) return nullptr;
+        if (!entered->f) return nullptr;
     }
+    return nullptr;
+}
+
+/* The corner of the face that stands exactly at a place; null where there is none. */
+Vertex* cornerAt(const Face* face, Coord x, Coord y) {
+    for (const EdgeUse* side : {face->eu, face->eu->euCW, face->eu->euCCW})
+        if (recordOf(side)->x == x && recordOf(side)->y == y) return side->vu->v;
     return nullptr;
 }
 
 /* Sets Fcur to the face of a point inside the square that tri_face finds from there, by a shorter way. Where one face alone
  * can have the point, any way there will do. Otherwise the vertex nearest to the point decides: it is the same wherever the
  * descent begins, unless two are as near. */
-void locate(triModel& mesh, Coord x, Coord y) {
-    Store& store = storeOf(mesh.model);
+void locate(Store& store, Coord x, Coord y) {
     Face*& current = store.Fcur;
-    Vertex* const known = store.grid.isNear(startOf(current->eu->euCCW), x, y) ? nullptr : store.grid.near(x, y);
-    if (!store.hasFlatFaces) {
-        Face* const start = known && known->vu->eu->f ? known->vu->eu->f : current;
-        if (Face* face = clearlyContainingFace(start, x, y)) return static_cast<void>(current = face);
-    }
-    if (mesh.tri_inside(current, x, y)) return;
+    const SideRecord* const found = recordOf(current->eu->euCCW);
+    Vertex* const known = store.grid.isNear(found->x, found->y, x, y) ? nullptr : store.grid.near(x, y);
+    if (store.flatFaces == 0)
+        if (Face* face = clearlyContainingFace(known ? known->vu->eu : current->eu, x, y))
+            return static_cast<void>(current = face);
+    if (contains(current, x, y)) return;
     Vertex* vertex = current->eu->vu->v;
-    if (known && !store.hasTurnedFaces)
+    if (known && !store.hadTurnedFaces)
         if (Vertex* nearest = descend(known, x, y); isNearestByFar(nearest, x, y)) vertex = nearest;
-    current = walkFrom(mesh, vertex, x, y);
+    current = walkFrom(store, vertex, x, y);
 }
 
 }
@@ -423,47 +414,7 @@ void locate(triModel& mesh, Coord x, Coord y) {
 
 namespace {
 
-/* Everything that one more point needs. */
-struct Addition {
-    EdgeUse* sides[6];
-    VertexUse* corners[6];
-    Edge* edges[3];
-    Face* faces[2];
-};
-
-/* The same in one piece, a side beside the use of its start: who reads one reads the other. */
-struct AdditionBlock {
-    struct {
-        EdgeUse side;
-        VertexUse corner;
-    } sides[6];
-    Face faces[2];
-    Edge edges[3];
-};
-
-template <class Record, std::size_t count>
-bool obtainAll(triModel& mesh, Record* (&records)[count]) {
-    for (Record*& record : records)
-        if (!(record = static_cast<Record*>(obtain(mesh, sizeof(Record))))) return false;
-    return true;
-}
-
-bool obtainAddition(triModel& mesh, Addition& addition) {
-    if (mesh.model->npnts >= 1)
-        return obtainAll(mesh, addition.sides) && obtainAll(mesh, addition.corners) && obtainAll(mesh, addition.edges) &&
-               obtainAll(mesh, addition.faces);
-    auto* block = static_cast<AdditionBlock*>(obtain(mesh, sizeof(AdditionBlock)));
-    if (!block) return false;
-    for (int i = 0; i < 6; ++i) {
-        addition.sides[i] = &block->sides[i].side;
-        addition.corners[i] = &block->sides[i].corner;
-    }
-    for (int i = 0; i < 3; ++i) addition.edges[i] = &block->edges[i];
-    for (int i = 0; i < 2; ++i) addition.faces[i] = &block->faces[i];
-    return true;
-}
-
-void linkFaceAfter(Face* face, Face* before) {
+void linkFaceAfter(FaceRecord* face, Face* before) {
     *face = {};
     face->m = before->m;
     face->fPrev = before;
@@ -472,36 +423,44 @@ void linkFaceAfter(Face* face, Face* before) {
     before->fNext = face;
 }
 
+/* A side from a vertex, which stands at (x, y). */
+void startAtVertex(SideRecord* side, VertexUse* use, Vertex* vertex, Coord x, Coord y) {
+    use->v = vertex;
+    startAt(use, side);
+    side->x = x;
+    side->y = y;
+}
+
 /* Splits a face into three round a new vertex p. Its sides are a-b (face.eu), b-c and c-a; each of the three faces has one of
  * them as its eu. */
-void split(triModel& mesh, Face* face, Vertex* vertex, const Addition& addition) {
+void split(Face* face, Vertex* vertex, Addition& addition) {
     EdgeUse* const sides[3] = {face->eu, face->eu->euCW, face->eu->euCCW};
-    Face* const faces[3] = {face, addition.faces[0], addition.faces[1]};
-    linkFaceAfter(faces[1], faces[0]);
-    linkFaceAfter(faces[2], faces[1]);
-    EdgeUse *inward[3], *outward[3]; /* of each face: from its side's end to p, and from p to its side's start */
+    for (const EdgeUse* side : sides) __builtin_prefetch(side->euMate);
+    linkFaceAfter(&addition.faces[0], face);
+    linkFaceAfter(&addition.faces[1], &addition.faces[0]);
+    Face* const faces[3] = {face, &addition.faces[0], &addition.faces[1]};
+    SideRecord *inward[3], *outward[3]; /* of each face: from its side's end to p, and from p to its side's start */
     for (int i = 0; i < 3; ++i) {
-        inward[i] = addition.sides[2 * i];
-        outward[i] = addition.sides[2 * i + 1];
+        inward[i] = &addition.sides[2 * i];
+        outward[i] = &addition.sides[2 * i + 1];
         inward[i]->f = outward[i]->f = sides[i]->f = faces[i];
         faces[i]->eu = sides[i];
-        addition.corners[2 * i]->v = sides[(i + 1) % 3]->vu->v;
-        addition.corners[2 * i + 1]->v = vertex;
-        mesh.tri_vu_eu(addition.corners[2 * i], inward[i]);
-        mesh.tri_vu_eu(addition.corners[2 * i + 1], outward[i]);
+        const SideRecord* const next = recordOf(sides[(i + 1) % 3]);
+        startAtVertex(inward[i], &addition.uses[2 * i], next->vu->v, next->x, next->y);
+        startAtVertex(outward[i], &addition.uses[2 * i + 1], vertex, vertex->x, vertex->y);
     }
     for (int i = 0; i < 3; ++i) {
         const int next = (i + 1) % 3;
-        mesh.tri_mate(inward[i], outward[next]);
-        Edge* const edge = addition.edges[i];
-        *edge = {inward[i], 0};
-        inward[i]->e = outward[next]->e = edge;
+        makeMates(inward[i], outward[next]);
+        addition.edges[i] = {inward[i], 0};
+        inward[i]->e = outward[next]->e = &addition.edges[i];
         VertexUse* const use = sides[next]->vu;
-        mesh.tri_vu_vu(addition.corners[2 * i], use->vuNext);
-        mesh.tri_vu_vu(use, addition.corners[2 * i]);
+        follow(inward[i]->vu, use->vuNext);
+        follow(use, inward[i]->vu);
     }
-    for (int i = 0; i < 3; ++i) mesh.tri_eu_loop(sides[i], inward[i], outward[i]);
-    mesh.tri_vu_loop(outward[0]->vu, outward[1]->vu, outward[2]->vu);
+    for (const EdgeUse* side : sides) __builtin_prefetch(side->euMate->f); /* their circles are asked for next */
+    for (int i = 0; i < 3; ++i) makeLoop<EdgeUse>(sides[i], inward[i], outward[i]);
+    makeLoop(outward[0]->vu, outward[1]->vu, outward[2]->vu);
     vertex->vu = outward[0]->vu;
 }
 
@@ -516,65 +475,146 @@ bool areJoined(const Vertex* one, const Vertex* other) {
     return false;
 }
 
-/* Takes a use out of its vertex's ring and puts it behind another vertex's use. */
-void moveUse(triModel& mesh, VertexUse* use, VertexUse* behind) {
+/* Takes a side off its start and lets it start where another does, its use behind the other's. */
+void moveStart(EdgeUse* side, EdgeUse* other) {
+    VertexUse *const use = side->vu, *const behind = other->vu;
     if (use->v->vu == use) use->v->vu = use->vuNext;
-    mesh.tri_vu_vu(use->vuPrev, use->vuNext);
-    mesh.tri_vu_vu(use, behind->vuNext);
-    mesh.tri_vu_vu(behind, use);
+    follow(use->vuPrev, use->vuNext);
+    follow(use, behind->vuNext);
+    follow(behind, use);
     use->v = behind->v;
+    static_cast<SideRecord*>(side)->x = recordOf(other)->x;
+    static_cast<SideRecord*>(side)->y = recordOf(other)->y;
 }
 
 /* Turns the side a-b that lies opposite the corner p of a face, so that it joins p to the far corner d of the face behind. This
  * face becomes b-p-d, that one p-a-d; the eu of each is its side opposite p. */
-void flip(triModel& mesh, Face* face) {
+void flip(Face* face) {
     EdgeUse* const e0 = face->eu;
     EdgeUse *const e1 = e0->euCW, *const e2 = e0->euCCW, *const e3 = e0->euMate;
     EdgeUse *const e4 = e3->euCW, *const e5 = e3->euCCW;
     Face* const behind = e3->f;
-    moveUse(mesh, e0->vu, e2->vu);
-    moveUse(mesh, e3->vu, e5->vu);
-    mesh.tri_eu_loop(e1, e0, e5);
-    mesh.tri_eu_loop(e2, e4, e3);
+    __builtin_prefetch(e4->euMate);
+    __builtin_prefetch(e5->euMate);
+    moveStart(e0, e2);
+    moveStart(e3, e5);
+    makeLoop(e1, e0, e5);
+    makeLoop(e2, e4, e3);
     e5->f = face;
     e2->f = behind;
     face->eu = e5;
     behind->eu = e4;
 }
 
-/* A corner is never joined twice to another: it could come to that by rounding, and flips would not end. */
-bool flipsSide(const Face* face, Coord x, Coord y) {
-    const EdgeUse* const side = face->eu;
-    if (side->e->fixed) return false;
-    const Face* const behind = side->euMate->f;
-    const double dx = x - behind->xc, dy = y - behind->yc;
-    return dx * dx + dy * dy < behind->rs && !areJoined(startOf(side->euCCW), startOf(side->euMate->euCCW));
-}
-
-/* Notes a face whose corners lie on a line, as far as rounding can tell, or even the wrong way round: such a face may seem to
- * contain places far off. */
-void noteShape(Store& store, const Face* face) {
-    constexpr double flat = 1e-10; /* sine of an angle */
-    const Vertex *a = startOf(face->eu), *b = startOf(face->eu->euCW), *c = startOf(face->eu->euCCW);
-    const double ahead = (b->x - a->x) * (c->y - a->y), aside = (c->x - a->x) * (b->y - a->y);
-    if (aside - ahead > flat * (std::abs(ahead) + std::abs(aside))) return;
-    store.hasFlatFaces = true;
-    if (!(aside > ahead)) store.hasTurnedFaces = true;
-}
-
-}
-
-/* A flip leaves this face, to be looked at again, and the one behind, to be looked at when this one and all that comes of it are
- * done. That is the next face round the point, up to the one that has the first side's start. */
-void triModel::tri_opt(Face* F, Coord x, Coord y) {
-    const Vertex* const last = startOf(F->eu);
-    while (true) {
-        while (flipsSide(F, x, y)) flip(*this, F);
-        tri_circle(F);
-        noteShape(storeOf(model), F);
-        if (startOf(F->eu) == last) return;
-        F = F->eu->euCCW->euMate->f;
+/* The vertices that a new point is joined to so far, as long as they are few. */
+class Neighbours {
+  public:
+    explicit Neighbours(const Vertex* point) {
+        const VertexUse* use = point->vu;
+        do {
+            add(endOf(use->eu));
+            use = use->vuNext;
+        } while (use != point->vu);
     }
+
+    void add(const Vertex* vertex) {
+        if (_count < most) _vertices[_count] = vertex;
+        ++_count;
+    }
+    bool have(const Vertex* point, const Vertex* vertex) const {
+        if (_count > most) return areJoined(point, vertex);
+        return std::find(_vertices, _vertices + _count, vertex) != _vertices + _count;
+    }
+
+  private:
+    static constexpr int most = 32;
+    const Vertex* _vertices[most];
+    int _count = 0;
+};
+
+/* The faces round a new point that are ready for their circles. */
+class Fan {
+  public:
+    Fan(triModel& mesh, Coord x, Coord y) : _mesh(mesh), _x(x), _y(y) {}
+
+    void add(Face* face) {
+        const SideRecord *a = recordOf(face->eu), *b = recordOf(face->eu->euCW);
+        const int i = _batch.count++;
+        _faces[i] = face;
+        _batch.x1[i] = a->x;
+        _batch.y1[i] = a->y;
+        _batch.x2[i] = b->x;
+        _batch.y2[i] = b->y;
+        if (_batch.count == CircleBatch::most) finish();
+    }
+
+    void finish() {
+        makeCircles(_batch, _x, _y);
+        for (int i = 0; i < _batch.count; ++i) {
+            Face* const face = _faces[i];
+            noteShape(face, _batch.ahead[i], _batch.aside[i]);
+            if (_batch.ahead[i] == _batch.aside[i]) {
+                _mesh.tri_circle(face);
+                continue;
+            }
+            face->xc = _batch.xc[i];
+            face->yc = _batch.yc[i];
+            face->rs = _batch.rs[i];
+        }
+        _batch.count = 0;
+    }
+
+  private:
+    void noteShape(Face* face, double ahead, double aside) {
+        constexpr double flat = 1e-10; /* sine of an angle */
+        const bool isFlat = !(aside - ahead > flat * (std::abs(ahead) + std::abs(aside)));
+        bool& wasFlat = static_cast<FaceRecord*>(face)->isFlat;
+        if (!isFlat && !wasFlat) return;
+        Store& store = storeOf(_mesh.model);
+        if (isFlat != wasFlat) isFlat ? ++store.flatFaces : --store.flatFaces;
+        store.hadTurnedFaces |= !(aside > ahead);
+        wasFlat = isFlat;
+    }
+
+    triModel& _mesh;
+    Coord _x, _y;
+    Face* _faces[CircleBatch::most];
+    CircleBatch _batch;
+};
+
+/* A corner is never joined twice to another: it could come to that by rounding, and flips would not end. */
+bool flipsSide(const Face* face, Coord x, Coord y, const Neighbours& neighbours) {
+    const EdgeUse *const side = face->eu, *const mate = side->euMate;
+    const Face* const behind = mate->f;
+    if (!behind) return false; /* the only fixed edges, those of the square */
+    const double dx = x - behind->xc, dy = y - behind->yc;
+    return dx * dx + dy * dy < behind->rs && !neighbours.have(startOf(side->euCCW), startOf(mate->euCCW));
+}
+
+/* Flips the side of a face that lies opposite its corner (x, y), and all that come to lie so. A flip leaves this face, to be
+ * looked at again, and the one behind, to be looked at when this one and all that comes of it are done. That is the next face
+ * round the point, up to the one that has the first face's side from the point. */
+void flipRound(Face* face, Coord x, Coord y, Neighbours& neighbours, Fan& fan) {
+    const EdgeUse* const last = face->eu->euCCW;
+    while (true) {
+        while (flipsSide(face, x, y, neighbours)) {
+            neighbours.add(startOf(face->eu->euMate->euCCW));
+            flip(face);
+        }
+        fan.add(face);
+        const EdgeUse* const spoke = face->eu->euCCW;
+        if (spoke == last) return;
+        face = spoke->euMate->f;
+    }
+}
+
+}
+
+void triModel::tri_opt(Face* F, Coord x, Coord y) {
+    Neighbours neighbours(startOf(F->eu->euCCW));
+    Fan fan(*this, x, y);
+    flipRound(F, x, y, neighbours, fan);
+    fan.finish();
 }
 
 void triModel::tri_overwrite(Vertex* newer, Vertex* older) {
@@ -602,23 +642,23 @@ int triModel::triAdd(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
     if (!vertex) return 0;
     setFunction(vertex, abs, ord);
     model->Cupdate = 1;
-    locate(*this, *x, *y);
-    VertexUse* use;
-    if (tri_onvertex(*x, *y, model->Fcur, &use)) {
-        tri_overwrite(vertex, use->v);
+    locate(storeOf(model), *x, *y);
+    if (Vertex* const older = cornerAt(model->Fcur, *x, *y)) {
+        tri_overwrite(vertex, older);
         return 1;
     }
-    Addition addition;
-    if (!obtainAddition(*this, addition)) {
+    auto* const addition = static_cast<Addition*>(obtain(*this, sizeof(Addition)));
+    if (!addition) {
         giveBack(*this, vertex, vertexBytes(vertex->nabs));
         return 0;
     }
     Face* const face = model->Fcur;
-    split(*this, face, vertex, addition);
-    storeOf(model).faceCount += 2;
-    tri_opt(face, *x, *y);
-    tri_opt(addition.faces[0], *x, *y);
-    tri_opt(addition.faces[1], *x, *y);
+    split(face, vertex, *addition);
+    Neighbours neighbours(vertex);
+    Fan fan(*this, *x, *y);
+    for (Face* part : {face, static_cast<Face*>(&addition->faces[0]), static_cast<Face*>(&addition->faces[1])})
+        flipRound(part, *x, *y, neighbours, fan);
+    fan.finish();
     storeOf(model).grid.add(vertex);
     return 1;
 }
@@ -650,12 +690,11 @@ int triModel::tri_init_0(Coord* x, Coord* y, Vertex** V) {
         setFunction(V[i], &nothing, &nothing);
     }
     const auto makeSide = [&](int from, Face* face) -> EdgeUse* {
-        auto* side = obtainZeroed<EdgeUse>(*this);
+        auto* side = obtainZeroed<SideRecord>(*this);
         auto* use = obtainZeroed<VertexUse>(*this);
         if (!side || !use) return nullptr;
         side->f = face;
-        tri_vu_eu(use, side);
-        use->v = V[from];
+        startAtVertex(side, use, V[from], V[from]->x, V[from]->y);
         if (!uses[from]) {
             V[from]->vu = uses[from] = use;
             tri_vu_vu(use, use);
@@ -674,7 +713,7 @@ int triModel::tri_init_0(Coord* x, Coord* y, Vertex** V) {
     };
     Face* faces[2];
     for (int i = 0; i < 2; ++i) {
-        faces[i] = obtainZeroed<Face>(*this);
+        faces[i] = obtainZeroed<FaceRecord>(*this);
         if (!faces[i]) return 0;
         faces[i]->m = model;
         for (int k = 0; k < 3; ++k)
@@ -724,10 +763,9 @@ void triModel::triClear() {
 void triModel::triGet(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
     *nabs = 0;
     if (!model || !isInSquare(*model, *x, *y)) return;
-    locate(*this, *x, *y);
-    VertexUse* use;
-    if (!tri_onvertex(*x, *y, model->Fcur, &use)) return;
-    const Vertex* vertex = use->v;
+    locate(storeOf(model), *x, *y);
+    const Vertex* const vertex = cornerAt(model->Fcur, *x, *y);
+    if (!vertex) return;
     *nabs = vertex->nabs;
     std::copy_n(abscissaeOf(vertex), vertex->nabs, abs);
     std::copy_n(ordinatesOf(vertex), vertex->nabs, ord);
@@ -1154,7 +1192,7 @@ void triModel::triInterpolate(Coord* x, Coord* y, float* a0, float* ainc, float*
         if (!isRefreshed) model->Cupdate = 1;
     }
     if (tri_out_hull(*x, *y)) return tri_extrap(x, y, a0, ainc, wrk, ord, nord);
-    if (isInSquare(*model, *x, *y)) locate(*this, *x, *y);
+    if (isInSquare(*model, *x, *y)) locate(storeOf(model), *x, *y);
     else tri_face(*x, *y, &model->Fcur);
     const EdgeUse* const side = model->Fcur->eu;
     const Vertex *v0 = startOf(side), *v1 = startOf(side->euCW), *v2 = startOf(side->euCCW);

@@ -12,7 +12,7 @@
 #include <utility>
 
 /* Knows a vertex near any place, so that a location need not walk across the whole mesh. Cells over the box of the points, each
- * with the last vertex that was added in it. When the points have grown fourfold or have left the box, new cells are laid; where
+ * with the last vertex that was added in it. When the points have doubled or have left the box, new cells are laid; where
  * one of them is still empty the former ones answer. Memory that cannot be had only makes locations slower. */
 class VertexGrid {
   public:
@@ -29,15 +29,15 @@ class VertexGrid {
             if (Vertex*& vertex = _cells[i].cell(older->x, older->y); vertex == older) vertex = newer;
     }
 
-    /* True where a walk from the vertex to the place is no longer than one from what near() would find. */
-    bool isNear(const Vertex* vertex, Coord x, Coord y) const {
-        return _layings == 0 || (std::abs(x - vertex->x) <= _shortX && std::abs(y - vertex->y) <= _shortY);
+    /* True where a walk from one place to another is no longer than one from what near() would find. */
+    bool isNear(Coord fromX, Coord fromY, Coord x, Coord y) const {
+        return _layings == 0 || (std::abs(x - fromX) <= _shortX && std::abs(y - fromY) <= _shortY);
     }
 
     /* Null where there is none. */
     Vertex* near(Coord x, Coord y) const {
         for (int i = _layings; i-- > 0;)
-            if (Vertex* vertex = _cells[i].cell(x, y)) return vertex;
+            if (Vertex* vertex = _cells[i].near(x, y)) return vertex;
         return nullptr;
     }
 
@@ -84,6 +84,16 @@ class VertexGrid {
         Vertex*& cell(Coord x, Coord y) const {
             return _vertices[index(y - _box.bottom, _perY, _rows) * _columns + index(x - _box.left, _perX, _columns)];
         }
+        /* From the place's own cell or from one beside it. */
+        Vertex* near(Coord x, Coord y) const {
+            const std::size_t column = index(x - _box.left, _perX, _columns), row = index(y - _box.bottom, _perY, _rows);
+            Vertex* const* const own = _vertices + row * _columns + column;
+            if (*own) return *own;
+            if (column > 0 && own[-1]) return own[-1];
+            if (column + 1 < _columns && own[1]) return own[1];
+            if (row > 0 && *(own - _columns)) return *(own - _columns);
+            return row + 1 < _rows ? own[_columns] : nullptr;
+        }
         double lengthX() const { return length(_perX); }
         double lengthY() const { return length(_perY); }
 
@@ -111,11 +121,11 @@ class VertexGrid {
         Vertex** _vertices = nullptr;
     };
 
-    static constexpr std::size_t firstLayingAt = 64, refinement = 4;
+    static constexpr std::size_t firstLayingAt = 64, refinement = 2;
     static constexpr int mostLayings = 32;
     static constexpr double shortWalk = 3.0; /* cells */
 
-    /* A cell a point. Points that have left the box will go on in that direction: there is room left for them. */
+    /* Two cells a point. Points that have left the box will go on in that direction: there is room left for them. */
     void layCells(bool withMargin) {
         Box box = _points;
         if (withMargin) {
@@ -126,7 +136,7 @@ class VertexGrid {
             box.top += marginY;
         }
         _nextLayingAt = std::max(firstLayingAt, refinement * _count);
-        Cells cells(box, _count);
+        Cells cells(box, 2 * _count);
         if (!cells.isLaid()) return;
         if (_layings == mostLayings) {
             std::move(_cells.begin() + 1, _cells.end(), _cells.begin());

@@ -1,0 +1,50 @@
+#ifndef PELTA_LIB_MESH_CIRCLES_H
+#define PELTA_LIB_MESH_CIRCLES_H
+
+#include <pelta/trimodel.h>
+
+#include "vectorize.h"
+
+/* The circle through three places. ahead - aside is twice the area of their triangle, negative where they go clockwise; where it
+ * is 0 they lie on a line, and there is no circle. */
+struct Circle {
+    double ahead, aside, xc, yc, rs;
+};
+
+PELTA_INLINE Circle circleThrough(double x1, double y1, double x2, double y2, double x3, double y3) {
+    const double a = x2 - x1, b = x3 - x1;
+    const double ahead = (y3 - y1) * a, aside = (y2 - y1) * b;
+    const double c = x1 * x1 + y1 * y1;
+    const double h2 = (x2 * x2 + y2 * y2 - c) * 0.5;
+    const double h3 = (x3 * x3 + y3 * y3 - c) * 0.5;
+    const double yc = (a * h3 - b * h2) / (ahead - aside);
+    const double above = a == 0.0 ? h3 - yc * (y3 - y1) : h2 - yc * (y2 - y1);
+    const double xc = above / (a == 0.0 ? b : a);
+    return {ahead, aside, xc, yc, (x1 - xc) * (x1 - xc) + (y1 - yc) * (y1 - yc)};
+}
+
+/* Those of the faces round a new point, over lanes: first and second corner of each; the point is the third. */
+struct CircleBatch {
+    static constexpr int most = 16, lanes = 4;
+    int count = 0;
+    double x1[most] = {}, y1[most] = {}, x2[most] = {}, y2[most] = {};
+    double ahead[most], aside[most], xc[most], yc[most], rs[most];
+};
+
+namespace {
+
+PELTA_VECTORIZE void makeCircles(CircleBatch& batch, double x3, double y3) {
+    for (int start = 0; start < batch.count; start += CircleBatch::lanes)
+        for (int i = start; i < start + CircleBatch::lanes; ++i) {
+            const Circle circle = circleThrough(batch.x1[i], batch.y1[i], batch.x2[i], batch.y2[i], x3, y3);
+            batch.ahead[i] = circle.ahead;
+            batch.aside[i] = circle.aside;
+            batch.xc[i] = circle.xc;
+            batch.yc[i] = circle.yc;
+            batch.rs[i] = circle.rs;
+        }
+}
+
+}
+
+#endif
