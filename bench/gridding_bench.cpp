@@ -25,21 +25,21 @@ std::string nodesText(int size) { return std::to_string(size) + " x " + std::to_
 
 /* Of an interior tension of 0.25, over-relaxed by 1.4. */
 template <class Real>
-Relaxation<Real> usualRelaxation() {
+Equations<Real> usualEquations() {
     constexpr Real tension = 0.25, loose = 1 - tension, a0 = 1 / (24 * loose - 4 + 8 * tension),
                    near = (8 * loose + tension) * a0;
-    Relaxation<Real> relaxation = {};
-    for (StencilNode node : {north2, south2, west2, east2}) relaxation.coefficients[node] = -loose * a0;
-    for (StencilNode node : {northWest, northEast, southWest, southEast}) relaxation.coefficients[node] = -2 * loose * a0;
-    for (StencilNode node : {north, south, west, east}) relaxation.coefficients[node] = near;
-    relaxation.ofNew = static_cast<Real>(1.4);
-    relaxation.ofOld = 1 - relaxation.ofNew;
-    return relaxation;
+    Equations<Real> equations = {};
+    for (StencilNode node : {north2, south2, west2, east2}) equations.free[node] = -loose * a0;
+    for (StencilNode node : {northWest, northEast, southWest, southEast}) equations.free[node] = -2 * loose * a0;
+    for (StencilNode node : {north, south, west, east}) equations.free[node] = near;
+    equations.ofNew = static_cast<Real>(1.4);
+    equations.ofOld = 1 - equations.ofNew;
+    return equations;
 }
 
 /* Square, with its pad; the pad stays what it is. */
 std::vector<float> startValues(int size) {
-    const int width = size + 2 * SkewedGrid::pad;
+    const int width = size + 2 * SkewedGrid<float>::pad;
     std::vector<float> values = randomTrace(width * width, 1);
     for (float& value : values) value += 2.0f; /* far from where differences would become denormal */
     return values;
@@ -49,29 +49,25 @@ template <class Real>
 class SkewedSweep {
   public:
     explicit SkewedSweep(int size) : _grid(size, size) {
-        constexpr int pad = SkewedGrid::pad;
+        constexpr int pad = SkewedGrid<float>::pad;
         const std::vector<float> values = startValues(size);
         const float* next = values.data();
         for (int i = -pad; i < size + pad; ++i)
             for (int j = -pad; j < size + pad; ++j) _grid.value(i, j) = *next++;
     }
-    Real sweep() {
-        Real largest = 0;
-        for (int front = 0; front < _grid.frontCount(); ++front)
-            largest = std::max(largest, sweepFront(_grid, front, _relaxation));
-        return largest;
-    }
-    float value(int i, int j) { return _grid.value(i, j); }
+    Real sweep() { return ::sweep(_grid, _equations, {_noDataNodes.data(), nullptr, nullptr}); }
+    Real value(int i, int j) { return _grid.value(i, j); }
 
   private:
-    SkewedGrid _grid;
-    const Relaxation<Real> _relaxation = usualRelaxation<Real>();
+    SkewedGrid<Real> _grid;
+    const std::vector<int> _noDataNodes = std::vector<int>(_grid.frontCount() + 1);
+    const Equations<Real> _equations = usualEquations<Real>();
 };
 
 template <class Real>
 class InOrderSweep {
   public:
-    explicit InOrderSweep(int size) : _size(size), _width(size + 2 * SkewedGrid::pad), _values(startValues(size)) {
+    explicit InOrderSweep(int size) : _size(size), _width(size + 2 * SkewedGrid<float>::pad), _values(startValues(size)) {
         for (int k = 0; k < stencilSize; ++k) _offsets[k] = stencil[k].i * _width + stencil[k].j;
     }
     Real sweep() {
@@ -80,24 +76,23 @@ class InOrderSweep {
             for (int j = 0; j < _size; ++j) {
                 float& node = value(i, j);
                 Real sum = 0;
-                for (int k = 0; k < stencilSize; ++k)
-                    sum += _relaxation.coefficients[k] * static_cast<Real>((&node)[_offsets[k]]);
-                const Real old = node, changed = old * _relaxation.ofOld + sum * _relaxation.ofNew;
+                for (int k = 0; k < stencilSize; ++k) sum += _equations.free[k] * static_cast<Real>((&node)[_offsets[k]]);
+                const Real old = node, changed = old * _equations.ofOld + sum * _equations.ofNew;
                 largest = std::max(largest, std::abs(changed - old));
                 node = static_cast<float>(changed);
             }
         return largest;
     }
     float& value(int i, int j) {
-        const std::ptrdiff_t row = i + SkewedGrid::pad;
-        return _values[static_cast<std::size_t>(row * _width + j + SkewedGrid::pad)];
+        const std::ptrdiff_t row = i + SkewedGrid<float>::pad;
+        return _values[static_cast<std::size_t>(row * _width + j + SkewedGrid<float>::pad)];
     }
 
   private:
     const int _size, _width;
     std::vector<float> _values;
     std::ptrdiff_t _offsets[stencilSize];
-    const Relaxation<Real> _relaxation = usualRelaxation<Real>();
+    const Equations<Real> _equations = usualEquations<Real>();
 };
 
 template <class Sweep>

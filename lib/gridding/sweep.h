@@ -29,15 +29,30 @@ struct StencilStep {
 inline constexpr StencilStep stencil[stencilSize] = {{0, 2}, {-1, 1}, {0, 1},   {1, 1},  {-2, 0}, {-1, 0},
                                                      {1, 0}, {2, 0},  {-1, -1}, {0, -1}, {1, -1}, {0, -2}};
 
-/* What a node without data becomes: a weighted sum over the stencil, over-relaxed. */
+/* A node becomes a weighted sum over the stencil, with a data point near it one that is pulled to the point as well; over-relaxed. */
 template <class Real>
-struct Relaxation {
-    Real coefficients[stencilSize];
+struct Equations {
+    Real free[stencilSize], withData[stencilSize];
+    Real ofPull, ofNode; /* the pull, and the node itself beside it */
     Real ofOld, ofNew;
 };
 
-/* Goes over a front of count nodes from firstI on; those whose state is not 0 keep their value. Returns the largest change. */
-float sweepFront(const SkewedGrid& grid, int front, const Relaxation<float>& relaxation);
-double sweepFront(const SkewedGrid& grid, int front, const Relaxation<double>& relaxation);
+/* A node with a data point near it: its i, and the number of its Briggs record. */
+struct DataNode {
+    int i, record;
+};
+
+/* Those of front t are nodes[starts[t]] up to nodes[starts[t + 1]], in any order. */
+template <class Real>
+struct DataNodes {
+    const int* starts;
+    const DataNode* nodes;
+    const Real (*briggs)[6];
+};
+
+/* Goes over the level once. A node is free (state 0), pulled by a point in a quadrant round it (1 .. 4) or keeps its value. Returns
+ * the largest change. */
+float sweep(const SkewedGrid<float>& grid, const Equations<float>& equations, const DataNodes<float>& dataNodes);
+double sweep(const SkewedGrid<double>& grid, const Equations<double>& equations, const DataNodes<double>& dataNodes);
 
 #endif

@@ -378,11 +378,11 @@ class Boundary {
         _y1 = (tension - 2 * epsilon * (1 - tension)) / denominator;
     }
 
-    void set(SkewedGrid& u) const {
+    void set(SkewedGrid<Real>& u) const {
         const int e = u.countI() - 1, n = u.countJ() - 1;
-        const auto at = [&](int i, int j) -> float& { return u.value(i, j); };
-        const auto real = [&](int i, int j) { return static_cast<Real>(u.value(i, j)); };
-        const auto store = [](float& place, Real value) { place = static_cast<float>(value); };
+        const auto at = [&](int i, int j) -> Real& { return u.value(i, j); };
+        const auto real = [&](int i, int j) { return u.value(i, j); };
+        const auto store = [](Real& place, Real value) { place = static_cast<float>(value); };
         for (int i = 0; i <= e; ++i) {
             store(at(i, -1), _y0 * real(i, 0) + _y1 * real(i, 1));
             store(at(i, n + 1), _y0 * real(i, n) + _y1 * real(i, n - 1));
@@ -415,75 +415,55 @@ class Boundary {
     Real _eps_m2, _eps_p2, _two_plus_em2, _two_plus_ep2, _x0, _x1, _y0, _y1;
 };
 
-/* The neighbours that a point's Briggs coefficients b0 .. b3 go with, by its quadrant. */
-inline constexpr StencilNode briggsNodes[4][4] = {{southEast, south, west, northWest},
-                                                  {southWest, south, east, northEast},
-                                                  {northWest, north, east, southEast},
-                                                  {northEast, north, west, southWest}};
-
 /* Nodes with a point near them, front by front. */
 template <class State>
-class DataNodes {
+class DataNodeList {
     using Real = RealOf<State>;
-    using Briggs = std::remove_pointer_t<decltype(State::briggs)>;
 
   public:
     /* The records stand in the order of a sweep along i and then j. */
-    DataNodes(const State& s, SkewedGrid& grid)
+    DataNodeList(const State& s, SkewedGrid<Real>& grid)
         : _starts(obtain<int>(static_cast<std::size_t>(grid.frontCount()) + 1)),
-          _nodes(obtain<Node>(static_cast<std::size_t>(std::max(s.npoints, 0)))) {
+          _nodes(obtain<DataNode>(static_cast<std::size_t>(std::max(s.npoints, 0)))),
+          _briggs(reinterpret_cast<const Real (*)[6]>(s.briggs)) {
         if (!hasMemory()) return;
         int* const starts = _starts.get();
         std::fill_n(starts, grid.frontCount() + 1, 0);
-        eachDataNode(grid, [&](int i, int j, char) { ++starts[2 * i + j]; });
+        eachDataNode(grid, [&](int i, int j) { ++starts[2 * i + j]; });
         int total = 0;
         for (int front = 0; front <= grid.frontCount(); ++front) total += std::exchange(starts[front], total);
-        const Briggs* record = s.briggs;
-        eachDataNode(grid, [&](int i, int j, char state) { _nodes.get()[starts[2 * i + j]++] = {i, state, record++}; });
+        int record = 0;
+        eachDataNode(grid, [&](int i, int j) { _nodes.get()[starts[2 * i + j]++] = {i, record++}; });
         std::copy_backward(starts, starts + grid.frontCount(), starts + grid.frontCount() + 1);
         starts[0] = 0;
     }
     bool hasMemory() const { return _starts && _nodes; }
-
-    /* Returns the largest change. */
-    Real sweepFront(const State& s, const SkewedGrid& grid, int front, const Relaxation<Real>& relaxation) const {
-        Real largest = 0;
-        for (int k = _starts.get()[front]; k < _starts.get()[front + 1]; ++k) {
-            const Node& node = _nodes.get()[k];
-            const auto at = [&](int n) {
-                return static_cast<Real>(grid.valuesOf(front, stencil[n].fronts())[node.i + stencil[n].i]);
-            };
-            Real sum = 0;
-            for (int n = 0; n < stencilSize; ++n) sum += s.coeff[1][n] * at(n);
-            const auto& b = node.briggs->b;
-            const StencilNode* const nodes = briggsNodes[node.state - 1];
-            const Real pull = b[0] * at(nodes[0]) + b[1] * at(nodes[1]) + b[2] * at(nodes[2]) + b[3] * at(nodes[3]) + b[5];
-            sum = (sum + s.a0_const_2 * pull) / (s.a0_const_2 * b[4] + s.a0_const_1);
-            float& u = grid.valuesOf(front, 0)[node.i];
-            const Real value = static_cast<Real>(u) * relaxation.ofOld + sum * relaxation.ofNew;
-            largest = std::max(largest, std::abs(value - static_cast<Real>(u)));
-            u = static_cast<float>(value);
-        }
-        return largest;
-    }
+    DataNodes<Real> byFronts() const { return {_starts.get(), _nodes.get(), _briggs}; }
 
   private:
-    struct Node {
-        int i;
-        char state;
-        const Briggs* briggs;
-    };
-
     template <class Visit>
-    static void eachDataNode(SkewedGrid& grid, Visit visit) {
+    static void eachDataNode(SkewedGrid<Real>& grid, Visit visit) {
         for (int i = 0; i < grid.countI(); ++i)
             for (int j = 0; j < grid.countJ(); ++j)
-                if (const char state = grid.state(i, j); state != 0 && state != fixedNode) visit(i, j, state);
+                if (const char state = grid.state(i, j); state != 0 && state != fixedNode) visit(i, j);
     }
 
     Block<int> _starts;
-    Block<Node> _nodes;
+    Block<DataNode> _nodes;
+    const Real (*_briggs)[6];
 };
+
+template <class State>
+auto equationsOf(const State& s) {
+    Equations<RealOf<State>> equations;
+    std::copy_n(s.coeff[0], stencilSize, equations.free);
+    std::copy_n(s.coeff[1], stencilSize, equations.withData);
+    equations.ofPull = s.a0_const_2;
+    equations.ofNode = s.a0_const_1;
+    equations.ofOld = s.relax_old;
+    equations.ofNew = s.relax_new;
+    return equations;
+}
 
 /* In u, of a node of the current stride or of the two pad nodes on each side, which are single nodes at every stride. */
 template <class State>
@@ -499,39 +479,31 @@ std::size_t levelPlace(const State& s, int i, int j) {
 template <class State>
 bool iterate(State& s) {
     using Real = RealOf<State>;
-    SkewedGrid grid(s.block_nx, s.block_ny);
+    SkewedGrid<Real> grid(s.block_nx, s.block_ny);
     if (!grid.hasMemory()) return false;
     for (int i = 0; i < s.block_nx; ++i)
         for (int j = 0; j < s.block_ny; ++j) {
             grid.value(i, j) = s.u[levelPlace(s, i, j)];
             grid.state(i, j) = s.iu[levelPlace(s, i, j)];
         }
-    const DataNodes<State> dataNodes(s, grid);
+    const DataNodeList<State> dataNodes(s, grid);
     if (!dataNodes.hasMemory()) return false;
     const Boundary<State> boundary(s);
-    Relaxation<Real> relaxation;
-    std::copy_n(s.coeff[0], stencilSize, relaxation.coefficients);
-    relaxation.ofOld = s.relax_old;
-    relaxation.ofNew = s.relax_new;
+    const Equations<Real> equations = equationsOf(s);
     const Real limit = s.converge_limit / static_cast<Real>(s.grid);
     int sweeps = 0;
     double change;
     do {
         boundary.set(grid);
-        Real largest = 0;
-        for (int front = 0; front < grid.frontCount(); ++front) {
-            largest = std::max(largest, sweepFront(grid, front, relaxation));
-            largest = std::max(largest, dataNodes.sweepFront(s, grid, front, relaxation));
-        }
+        change = sweep(grid, equations, dataNodes.byFronts()) * s.z_scale;
         ++sweeps;
         ++s.total_iterations;
-        change = largest * s.z_scale;
     } while (change > limit && sweeps < s.max_iterations);
-    const auto giveBack = [&](int i, int j) { s.u[levelPlace(s, i, j)] = grid.value(i, j); };
+    const auto giveBack = [&](int i, int j) { s.u[levelPlace(s, i, j)] = static_cast<float>(grid.value(i, j)); };
     for (int i = 0; i < s.block_nx; ++i)
-        for (int j = -SkewedGrid::pad; j < s.block_ny + SkewedGrid::pad; ++j) giveBack(i, j);
+        for (int j = -SkewedGrid<Real>::pad; j < s.block_ny + SkewedGrid<Real>::pad; ++j) giveBack(i, j);
     for (int j = 0; j < s.block_ny; ++j)
-        for (int k = 0; k < SkewedGrid::pad; ++k) giveBack(-1 - k, j), giveBack(s.block_nx + k, j);
+        for (int k = 0; k < SkewedGrid<Real>::pad; ++k) giveBack(-1 - k, j), giveBack(s.block_nx + k, j);
     for (int i : {-1, s.block_nx})
         for (int j : {-1, s.block_ny}) giveBack(i, j);
     return true;
