@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 
@@ -14,29 +15,38 @@ template <class Real>
 class SkewedGrid {
   public:
     static constexpr int pad = 2;
-    static constexpr int vector = 64 / sizeof(Real); /* nodes worked on at a time: as many may be read behind a front's end */
+    static constexpr int packed = 64 / sizeof(Real); /* nodes worked on at a time: behind a front's end as many may be read */
+    using Pack = std::uint16_t;                      /* a bit for each node that may change, from the lowest on */
 
     SkewedGrid(int countI, int countJ) : _countI(countI), _countJ(countJ) {
         const int lastFront = 2 * (countI - 1 + pad) + countJ - 1 + pad, count = lastFront - firstFront + 1;
-        _origins.reset(static_cast<std::ptrdiff_t*>(std::malloc(static_cast<std::size_t>(count) * sizeof(std::ptrdiff_t))));
+        _origins.reset(static_cast<Origin*>(std::malloc(static_cast<std::size_t>(count) * sizeof(Origin))));
         if (!_origins) return;
-        std::ptrdiff_t place = 0;
+        Origin origin = {0, 0};
         for (int front = firstFront; front <= lastFront; ++front) {
-            const Run run = withinPad(front);
-            _origins.get()[front - firstFront] = place - run.firstI;
-            place += run.count;
+            const Run run = withinPad(front), nodes = nodesOf(front);
+            const int padBefore = std::max(nodes.firstI - run.firstI, 0);
+            origin.value =
+                (origin.value + padBefore + packed - 1) / packed * packed - padBefore; /* nodes begin on a cache line */
+            _origins.get()[front - firstFront] = {origin.value - run.firstI, origin.pack};
+            origin.value += run.count;
+            origin.pack += std::max(nodes.count + packed - 1, 0) / packed;
         }
-        const auto size = static_cast<std::size_t>(place + vector);
-        _values.reset(static_cast<Real*>(std::calloc(size, sizeof(Real))));
-        _states.reset(static_cast<char*>(std::calloc(size, 1)));
+        const std::size_t size = static_cast<std::size_t>(origin.value + 2 * packed) / packed * 64;
+        _values.reset(static_cast<Real*>(std::aligned_alloc(64, size)));
+        if (_values) std::fill_n(_values.get(), size / sizeof(Real), Real{0});
+        _packs.reset(static_cast<Pack*>(std::calloc(static_cast<std::size_t>(origin.pack), sizeof(Pack))));
     }
 
-    bool hasMemory() const { return _origins && _values && _states; }
+    bool hasMemory() const { return _origins && _values && _packs; }
     int countI() const { return _countI; }
     int countJ() const { return _countJ; }
 
     Real& value(int i, int j) { return valuesOf(2 * i + j)[i]; }
-    char& state(int i, int j) { return _states.get()[origin(2 * i + j) + i]; }
+    void setFree(int i, int j) {
+        const int front = 2 * i + j, number = i - nodesOf(front).firstI;
+        _packs.get()[origin(front).pack + number / packed] |= static_cast<Pack>(1u << number % packed);
+    }
 
     /* Nodes of the level on a front, from the one with the least i on. Fronts are numbered from 0 (node 0, 0) here. */
     struct Run {
@@ -47,14 +57,19 @@ class SkewedGrid {
         const int first = std::max(0, (front - (_countJ - 1) + 1) / 2), last = std::min(_countI - 1, front / 2);
         return {first, last - first + 1};
     }
-    /* A pointer that an i leads to its value, or its state. */
-    Real* valuesOf(int front) const { return _values.get() + origin(front); }
-    const char* statesOf(int front) const { return _states.get() + origin(front); }
+    /* A pointer that an i leads to its value. */
+    Real* valuesOf(int front) const { return _values.get() + origin(front).value; }
+    const Pack* packsOf(int front) const { return _packs.get() + origin(front).pack; }
 
   private:
     static constexpr int firstFront = -3 * pad;
     struct Free {
         void operator()(void* memory) const { std::free(memory); }
+    };
+
+    /* Of a front, pad and all: the place that i = 0 would have, and the place of the first pack. */
+    struct Origin {
+        std::ptrdiff_t value, pack;
     };
 
     /* Of a front, with the nodes of the pad. */
@@ -63,12 +78,12 @@ class SkewedGrid {
                   last = std::min(_countI - 1 + pad, (front + pad) >> 1);
         return {first, last - first + 1};
     }
-    std::ptrdiff_t origin(int front) const { return _origins.get()[front - firstFront]; }
+    const Origin& origin(int front) const { return _origins.get()[front - firstFront]; }
 
     int _countI, _countJ;
-    std::unique_ptr<std::ptrdiff_t, Free> _origins; /* of each front, pad and all: the place that i = 0 would have */
+    std::unique_ptr<Origin, Free> _origins;
     std::unique_ptr<Real, Free> _values;
-    std::unique_ptr<char, Free> _states;
+    std::unique_ptr<Pack, Free> _packs;
 };
 
 #endif

@@ -9,7 +9,6 @@ namespace {
 template <class Real>
 struct Front {
     Real* values;
-    const char* states;
     const Real* neighbours[stencilSize];
 };
 
@@ -17,7 +16,6 @@ template <class Real>
 PELTA_INLINE Front<Real> frontOf(const SkewedGrid<Real>& grid, int number) {
     Front<Real> front;
     front.values = grid.valuesOf(number);
-    front.states = grid.statesOf(number);
     for (int k = 0; k < stencilSize; ++k) front.neighbours[k] = grid.valuesOf(number + stencil[k].fronts()) + stencil[k].i;
     return front;
 }
@@ -28,11 +26,10 @@ PELTA_INLINE Front<Real> frontOf(const SkewedGrid<Real>& grid, int number) {
 /* Several nodes at a time. */
 template <class Real>
 struct Pack {
-    static constexpr int lanes = SkewedGrid<Real>::vector;
+    static constexpr int lanes = SkewedGrid<Real>::packed;
     typedef Real Values __attribute__((vector_size(64)));
     typedef Real Stored __attribute__((vector_size(64), aligned(sizeof(Real)), may_alias));
     typedef float Singles __attribute__((vector_size(lanes * sizeof(float))));
-    typedef char States __attribute__((vector_size(lanes), aligned(1), may_alias));
     typedef decltype(Values{} > Values{}) Mask;
 
     static PELTA_INLINE Values load(const Real* from) { return *reinterpret_cast<const Stored*>(from); }
@@ -43,59 +40,53 @@ struct Pack {
     static PELTA_INLINE Values absolute(Values values) {
         return reinterpret_cast<Values>(reinterpret_cast<Mask>(values) & ~reinterpret_cast<Mask>(-Values{}));
     }
-    static PELTA_INLINE Mask statesOf(const char* states) {
-        return __builtin_convertvector(*reinterpret_cast<const States*>(states), Mask);
-    }
-    /* All bits set from a number on. */
-    static PELTA_INLINE Mask from(int count) {
-        Mask number;
-        for (int lane = 0; lane < lanes; ++lane) number[lane] = lane;
-        return number >= count;
+    /* Lane by lane, whether the lane's bit is set. */
+    static PELTA_INLINE Mask lanesOf(unsigned bits) {
+        Mask bitOfLane;
+        for (int lane = 0; lane < lanes; ++lane) bitOfLane[lane] = 1 << lane;
+        return ((Mask{} + static_cast<int>(bits)) & bitOfLane) != 0;
     }
 };
 
+/* Nodes without data. */
 template <class Real>
 class FreeNodes {
     using Nodes = Pack<Real>;
-    using Values = typename Nodes::Values;
     using Mask = typename Nodes::Mask;
 
   public:
+    using Values = typename Nodes::Values;
+
     explicit PELTA_INLINE FreeNodes(const Equations<Real>& equations) {
         for (int k = 0; k < stencilSize; ++k) _coefficients[k] = Values{} + equations.free[k];
         _ofOld = Values{} + equations.ofOld;
         _ofNew = Values{} + equations.ofNew;
     }
 
-    PELTA_INLINE void sweep(const Front<Real>& front, int firstI, int count) {
-        const int endI = firstI + count;
-        int i = firstI;
-        for (; i + Nodes::lanes <= endI; i += Nodes::lanes) sweepPack(front, i, Nodes::statesOf(front.states + i));
-        if (i < endI) sweepPack(front, i, Nodes::statesOf(front.states + i) | Nodes::from(endI - i));
-    }
-
-    PELTA_INLINE Real largestChange() const {
-        Real largest = 0;
-        for (int lane = 0; lane < Nodes::lanes; ++lane) largest = std::max(largest, _largest[lane]);
-        return largest;
+    /* The largest change of all goes into largest. */
+    PELTA_INLINE void sweep(const Front<Real>& front, const typename SkewedGrid<Real>::Pack* free,
+                            typename SkewedGrid<Real>::Run run, Values& largest) const {
+        Values changes = largest;
+        for (int i = run.firstI; i < run.firstI + run.count; i += Nodes::lanes) sweepPack(front, i, *free++, changes);
+        largest = changes;
     }
 
   private:
     /* Nodes of a front do not depend on one another: they may be written while others are read. What is no free node of the front
      * gets its own value back. */
-    PELTA_INLINE void sweepPack(const Front<Real>& front, int i, Mask states) {
+    PELTA_INLINE void sweepPack(const Front<Real>& front, int i, unsigned free, Values& largest) const {
         Values sum = {};
 #pragma GCC unroll 12
         for (int k = 0; k < stencilSize; ++k) sum += _coefficients[k] * Nodes::load(front.neighbours[k] + i);
         const Values old = Nodes::load(front.values + i);
         const Values value = old * _ofOld + sum * _ofNew;
-        const auto isFree = states == 0;
+        const Mask isFree = Nodes::lanesOf(free);
         const Values change = Nodes::absolute(isFree ? value - old : Values{});
-        _largest = change > _largest ? change : _largest;
+        largest = change > largest ? change : largest;
         Nodes::store(front.values + i, isFree ? Nodes::rounded(value) : old);
     }
 
-    Values _coefficients[stencilSize], _ofOld, _ofNew, _largest = {};
+    Values _coefficients[stencilSize], _ofOld, _ofNew;
 };
 
 /* The neighbours that a point's Briggs coefficients b0 .. b3 go with, by its quadrant. */
@@ -105,11 +96,13 @@ constexpr StencilNode briggsNodes[4][4] = {{southEast, south, west, northWest},
                                            {northEast, north, west, southWest}};
 
 template <class Real>
-PELTA_INLINE Real sweepDataNode(const Front<Real>& front, int i, const Real* b, const Equations<Real>& equations) {
+PELTA_INLINE Real sweepDataNode(const Front<Real>& front, const DataNode& node, const Real* b,
+                                const Equations<Real>& equations) {
+    const int i = node.i;
     Real sum = 0;
 #pragma GCC unroll 12
     for (int k = 0; k < stencilSize; ++k) sum += equations.withData[k] * front.neighbours[k][i];
-    const StencilNode* const nodes = briggsNodes[front.states[i] - 1];
+    const StencilNode* const nodes = briggsNodes[node.quadrant];
     const auto at = [&](int n) { return front.neighbours[nodes[n]][i]; };
     const Real pull = b[0] * at(0) + b[1] * at(1) + b[2] * at(2) + b[3] * at(3) + b[5];
     sum = (sum + equations.ofPull * pull) / (equations.ofPull * b[4] + equations.ofNode);
@@ -118,37 +111,179 @@ PELTA_INLINE Real sweepDataNode(const Front<Real>& front, int i, const Real* b, 
     return std::abs(value - old);
 }
 
+/* The boundary values on the pad, from the edges inwards: zero curvature or slope across the edge, by the boundary tension, no twist
+ * at the corners, and zero change of curvature across the edge. They come from the values before a sweep: each may be set as late as
+ * before the first front that needs it or that changes what it comes from. */
 template <class Real>
-PELTA_INLINE Real sweepAll(const SkewedGrid<Real>& grid, const Equations<Real>& equations, const DataNodes<Real>& dataNodes) {
-    FreeNodes<Real> freeNodes(equations);
-    Real largest = 0;
-    for (int t = 0; t < grid.frontCount(); ++t) {
-        const Front<Real> front = frontOf(grid, t);
-        const auto [firstI, count] = grid.nodesOf(t);
-        freeNodes.sweep(front, firstI, count);
-        for (int k = dataNodes.starts[t]; k < dataNodes.starts[t + 1]; ++k) {
-            const DataNode& node = dataNodes.nodes[k];
-            largest = std::max(largest, sweepDataNode(front, node.i, dataNodes.briggs[node.record], equations));
+class Pad {
+  public:
+    PELTA_INLINE Pad(SkewedGrid<Real>& u, const EdgeConstants<Real>& edges)
+        : _u(u), _c(edges), _e(u.countI() - 1), _n(u.countJ() - 1), _isPiecemeal(_e >= 4 && _n >= 4) {}
+
+    /* So many fronts further on the sweep before has to be with all that is set before a front. */
+    PELTA_INLINE int lead() const { return _isPiecemeal ? 8 : _u.frontCount(); }
+
+    PELTA_INLINE void setBefore(int front) const {
+        if (front == 0 && !_isPiecemeal) {
+            setAll();
+        } else if (front == 0) {
+            for (int due = earliest; due <= 0; ++due) setNear(due);
+            for (int due = earliest; due <= 0; ++due) setCorners(due);
+            for (int due = earliest; due <= 0; ++due) setFar(due);
+        } else if (_isPiecemeal) {
+            setNear(front);
+            setCorners(front);
+            setFar(front);
         }
     }
-    return std::max(largest, freeNodes.largestChange());
+
+  private:
+    static constexpr int earliest = -3; /* of what could be set before front 0 */
+
+    PELTA_INLINE void setAll() const {
+        for (int i = 0; i <= _e; ++i) south(i), north(i);
+        for (int j = 0; j <= _n; ++j) west(j), east(j);
+        southWest(), northWest(), southEast(), northEast();
+        for (int i = 0; i <= _e; ++i) farSouth(i), farNorth(i);
+        for (int j = 0; j <= _n; ++j) farWest(j), farEast(j);
+    }
+    PELTA_INLINE void setNear(int front) const {
+        if (const int i = front + 3; i % 2 == 0 && i / 2 <= _e) south(i / 2);
+        if (const int i = front + 5 - _n; i >= 0 && i % 2 == 0 && i / 2 <= _e) north(i / 2);
+        if (const int j = front + 2; j >= 0 && j <= _n) west(j);
+        if (const int j = front + 5 - 2 * _e; j >= 0 && j <= _n) east(j);
+    }
+    PELTA_INLINE void setCorners(int front) const {
+        if (front == 0) southWest();
+        if (front == _n - 3) northWest();
+        if (front == 2 * _e - 4) southEast();
+        if (front == 2 * _e + _n - 5) northEast();
+    }
+    PELTA_INLINE void setFar(int front) const {
+        if (const int i = front + 1; i >= 0 && i % 2 == 0 && i / 2 <= _e) farSouth(i / 2);
+        if (const int i = front + 3 - _n; i >= 0 && i % 2 == 0 && i / 2 <= _e) farNorth(i / 2);
+        if (const int j = front; j >= 0 && j <= _n) farWest(j);
+        if (const int j = front + 4 - 2 * _e; j >= 0 && j <= _n) farEast(j);
+    }
+
+    PELTA_INLINE Real at(int i, int j) const { return _u.value(i, j); }
+    PELTA_INLINE void set(int i, int j, Real value) const { _u.value(i, j) = static_cast<float>(value); }
+
+    PELTA_INLINE void south(int i) const { set(i, -1, _c.y0 * at(i, 0) + _c.y1 * at(i, 1)); }
+    PELTA_INLINE void north(int i) const { set(i, _n + 1, _c.y0 * at(i, _n) + _c.y1 * at(i, _n - 1)); }
+    PELTA_INLINE void west(int j) const { set(-1, j, _c.x1 * at(1, j) + _c.x0 * at(0, j)); }
+    PELTA_INLINE void east(int j) const { set(_e + 1, j, _c.x1 * at(_e - 1, j) + _c.x0 * at(_e, j)); }
+
+    PELTA_INLINE void southWest() const { set(-1, -1, at(-1, 1) + at(1, -1) - at(1, 1)); }
+    PELTA_INLINE void northWest() const { set(-1, _n + 1, at(-1, _n - 1) + at(1, _n + 1) - at(1, _n - 1)); }
+    PELTA_INLINE void southEast() const { set(_e + 1, -1, at(_e + 1, 1) + at(_e - 1, -1) - at(_e - 1, 1)); }
+    PELTA_INLINE void northEast() const { set(_e + 1, _n + 1, at(_e + 1, _n - 1) + at(_e - 1, _n + 1) - at(_e - 1, _n - 1)); }
+
+    PELTA_INLINE Real acrossJ(int i, int j) const {
+        return _c.eps_m2 * (at(i - 1, j + 1) + at(i + 1, j + 1) - at(i - 1, j - 1) - at(i + 1, j - 1));
+    }
+    PELTA_INLINE Real acrossI(int i, int j) const {
+        return _c.eps_p2 * (at(i + 1, j + 1) + at(i + 1, j - 1) - at(i - 1, j + 1) - at(i - 1, j - 1));
+    }
+    PELTA_INLINE void farSouth(int i) const { set(i, -2, at(i, 2) + acrossJ(i, 0) + _c.two_plus_em2 * (at(i, -1) - at(i, 1))); }
+    PELTA_INLINE void farNorth(int i) const {
+        set(i, _n + 2, -(acrossJ(i, _n) - at(i, _n - 2) + _c.two_plus_em2 * (at(i, _n - 1) - at(i, _n + 1))));
+    }
+    PELTA_INLINE void farWest(int j) const { set(-2, j, at(2, j) + acrossI(0, j) + _c.two_plus_ep2 * (at(-1, j) - at(1, j))); }
+    PELTA_INLINE void farEast(int j) const {
+        set(_e + 2, j, -(acrossI(_e, j) - at(_e - 2, j) + _c.two_plus_ep2 * (at(_e - 1, j) - at(_e + 1, j))));
+    }
+
+    SkewedGrid<Real>& _u;
+    const EdgeConstants<Real>& _c;
+    const int _e, _n;
+    const bool _isPiecemeal;
+};
+
+/* The sweeps over a level. One sweep follows the one before at the distance that the pad and the stencil ask for, as soon as it is
+ * certain that it will be needed: values are still in the cache then, and a front need not wait for the front before. */
+template <class Real>
+class Sweeps {
+    using Values = typename FreeNodes<Real>::Values;
+
+  public:
+    PELTA_INLINE Sweeps(const Level<Real>& level, Real limit, double scale, int most)
+        : _level(level),
+          _freeNodes(level.equations),
+          _pad(level.grid, level.edges),
+          _limit(limit),
+          _scale(scale),
+          _most(most) {}
+
+    PELTA_INLINE int run() {
+        const int frontCount = _level.grid.frontCount(), lead = _pad.lead();
+        int begun = 1;
+        sweepNumber(0) = Sweep();
+        for (int first = 0; first < begun;) {
+            for (int number = first; number < begun; ++number) {
+                Sweep& sweep = sweepNumber(number);
+                const int end = number == first ? frontCount : sweepNumber(number - 1).front - lead + 1;
+                for (int k = 0; k < atATime && sweep.front < end; ++k) advance(sweep);
+            }
+            const Sweep& last = sweepNumber(begun - 1);
+            if (begun - first < atOnce && begun < _most && changesEnough(last)) sweepNumber(begun++) = Sweep();
+            if (sweepNumber(first).front == frontCount) ++first;
+        }
+        return begun;
+    }
+
+  private:
+    static constexpr int atOnce = 4, atATime = 2;
+
+    struct Sweep {
+        int front;
+        Real largestAtData;
+        Values largest;
+    };
+    PELTA_INLINE Sweep& sweepNumber(int number) { return _sweeps[number % atOnce]; }
+
+    PELTA_INLINE void advance(Sweep& sweep) const {
+        _pad.setBefore(sweep.front);
+        const Front<Real> front = frontOf(_level.grid, sweep.front);
+        _freeNodes.sweep(front, _level.grid.packsOf(sweep.front), _level.grid.nodesOf(sweep.front), sweep.largest);
+        const DataNodes<Real>& data = _level.dataNodes;
+        for (int k = data.starts[sweep.front]; k < data.starts[sweep.front + 1]; ++k) {
+            const DataNode& node = data.nodes[k];
+            const Real change = sweepDataNode(front, node, data.briggs[node.record], _level.equations);
+            sweep.largestAtData = std::max(sweep.largestAtData, change);
+        }
+        ++sweep.front;
+    }
+
+    /* The largest change so far does. */
+    PELTA_INLINE bool changesEnough(const Sweep& sweep) const {
+        Real largest = sweep.largestAtData;
+        for (int lane = 0; lane < Pack<Real>::lanes; ++lane) largest = std::max(largest, sweep.largest[lane]);
+        return largest * _scale > _limit;
+    }
+
+    const Level<Real>& _level;
+    const FreeNodes<Real> _freeNodes;
+    const Pad<Real> _pad;
+    const Real _limit;
+    const double _scale;
+    const int _most;
+    Sweep _sweeps[atOnce];
+};
+
+PELTA_VECTORIZE int runSingle(const Level<float>& level, float limit, double scale, int most) {
+    return Sweeps<float>(level, limit, scale, most).run();
+}
+PELTA_VECTORIZE int runDouble(const Level<double>& level, double limit, double scale, int most) {
+    return Sweeps<double>(level, limit, scale, most).run();
 }
 
-PELTA_VECTORIZE float sweepSingle(const SkewedGrid<float>& grid, const Equations<float>& equations,
-                                  const DataNodes<float>& dataNodes) {
-    return sweepAll(grid, equations, dataNodes);
-}
-PELTA_VECTORIZE double sweepDouble(const SkewedGrid<double>& grid, const Equations<double>& equations,
-                                   const DataNodes<double>& dataNodes) {
-    return sweepAll(grid, equations, dataNodes);
 }
 
+int sweepUntilSettled(const Level<float>& level, float limit, double scale, int most) {
+    return runSingle(level, limit, scale, most);
 }
 
-float sweep(const SkewedGrid<float>& grid, const Equations<float>& equations, const DataNodes<float>& dataNodes) {
-    return sweepSingle(grid, equations, dataNodes);
-}
-
-double sweep(const SkewedGrid<double>& grid, const Equations<double>& equations, const DataNodes<double>& dataNodes) {
-    return sweepDouble(grid, equations, dataNodes);
+int sweepUntilSettled(const Level<double>& level, double limit, double scale, int most) {
+    return runDouble(level, limit, scale, most);
 }

@@ -37,9 +37,10 @@ struct Equations {
     Real ofOld, ofNew;
 };
 
-/* A node with a data point near it: its i, and the number of its Briggs record. */
+/* A node with a data point near it: its i, the quadrant in which the point lies, from 0, and the number of its Briggs record. */
 struct DataNode {
-    int i, record;
+    int i;
+    unsigned quadrant : 2, record : 30;
 };
 
 /* Those of front t are nodes[starts[t]] up to nodes[starts[t + 1]], in any order. */
@@ -50,9 +51,24 @@ struct DataNodes {
     const Real (*briggs)[6];
 };
 
-/* Goes over the level once. A node is free (state 0), pulled by a point in a quadrant round it (1 .. 4) or keeps its value. Returns
- * the largest change. */
-float sweep(const SkewedGrid<float>& grid, const Equations<float>& equations, const DataNodes<float>& dataNodes);
-double sweep(const SkewedGrid<double>& grid, const Equations<double>& equations, const DataNodes<double>& dataNodes);
+/* What the boundary values on the pad are computed with. Along x: the west and east edge. */
+template <class Real>
+struct EdgeConstants {
+    Real x0, x1, y0, y1;
+    Real eps_p2, eps_m2, two_plus_ep2, two_plus_em2;
+};
+
+template <class Real>
+struct Level {
+    SkewedGrid<Real>& grid;
+    Equations<Real> equations;
+    EdgeConstants<Real> edges;
+    DataNodes<Real> dataNodes;
+};
+
+/* Sweeps over the level, at least once and at most so often, until the largest change of a sweep, times scale, is within the limit.
+ * Before a sweep the boundary values are set. A node is free, or has data near it, or keeps its value. Returns the number of sweeps. */
+int sweepUntilSettled(const Level<float>& level, float limit, double scale, int most);
+int sweepUntilSettled(const Level<double>& level, double limit, double scale, int most);
 
 #endif

@@ -361,59 +361,15 @@ void replacePlanarTrend(State& s) {
         }
 }
 
-/* The boundary values on the pad, from the edges inwards: zero curvature or slope across the edge, by the boundary tension, no twist
- * at the corners, and zero change of curvature across the edge. */
+/* In u, of a node of the current stride or of the two pad nodes on each side, which are single nodes at every stride. */
 template <class State>
-class Boundary {
-    using Real = RealOf<State>;
-
-  public:
-    explicit Boundary(const State& s)
-        : _eps_m2(s.eps_m2), _eps_p2(s.eps_p2), _two_plus_em2(s.two_plus_em2), _two_plus_ep2(s.two_plus_ep2) {
-        const Real tension = s.boundary_tension, epsilon = s.l_epsilon;
-        _x0 = 4 * (1 - tension) / (2 - tension);
-        _x1 = (3 * tension - 2) / (2 - tension);
-        const Real denominator = 2 * epsilon * (1 - tension) + tension;
-        _y0 = 4 * epsilon * (1 - tension) / denominator;
-        _y1 = (tension - 2 * epsilon * (1 - tension)) / denominator;
-    }
-
-    void set(SkewedGrid<Real>& u) const {
-        const int e = u.countI() - 1, n = u.countJ() - 1;
-        const auto at = [&](int i, int j) -> Real& { return u.value(i, j); };
-        const auto real = [&](int i, int j) { return u.value(i, j); };
-        const auto store = [](Real& place, Real value) { place = static_cast<float>(value); };
-        for (int i = 0; i <= e; ++i) {
-            store(at(i, -1), _y0 * real(i, 0) + _y1 * real(i, 1));
-            store(at(i, n + 1), _y0 * real(i, n) + _y1 * real(i, n - 1));
-        }
-        for (int j = 0; j <= n; ++j) {
-            store(at(-1, j), _x1 * real(1, j) + _x0 * real(0, j));
-            store(at(e + 1, j), _x1 * real(e - 1, j) + _x0 * real(e, j));
-        }
-        store(at(-1, -1), real(-1, 1) + real(1, -1) - real(1, 1));
-        store(at(-1, n + 1), real(-1, n - 1) + real(1, n + 1) - real(1, n - 1));
-        store(at(e + 1, -1), real(e + 1, 1) + real(e - 1, -1) - real(e - 1, 1));
-        store(at(e + 1, n + 1), real(e + 1, n - 1) + real(e - 1, n + 1) - real(e - 1, n - 1));
-        for (int i = 0; i <= e; ++i) {
-            const auto across = [&](int j) {
-                return _eps_m2 * (real(i - 1, j + 1) + real(i + 1, j + 1) - real(i - 1, j - 1) - real(i + 1, j - 1));
-            };
-            store(at(i, -2), real(i, 2) + across(0) + _two_plus_em2 * (real(i, -1) - real(i, 1)));
-            store(at(i, n + 2), -(across(n) - real(i, n - 2) + _two_plus_em2 * (real(i, n - 1) - real(i, n + 1))));
-        }
-        for (int j = 0; j <= n; ++j) {
-            const auto across = [&](int i) {
-                return _eps_p2 * (real(i + 1, j + 1) + real(i + 1, j - 1) - real(i - 1, j + 1) - real(i - 1, j - 1));
-            };
-            store(at(-2, j), real(2, j) + across(0) + _two_plus_ep2 * (real(-1, j) - real(1, j)));
-            store(at(e + 2, j), -(across(e) - real(e - 2, j) + _two_plus_ep2 * (real(e - 1, j) - real(e + 1, j))));
-        }
-    }
-
-  private:
-    Real _eps_m2, _eps_p2, _two_plus_em2, _two_plus_ep2, _x0, _x1, _y0, _y1;
-};
+std::size_t levelPlace(const State& s, int i, int j) {
+    const auto scaled = [&](int k, int count) {
+        return k < 0 ? k : k < count ? k * s.grid : (count - 1) * s.grid + k - (count - 1);
+    };
+    const std::ptrdiff_t east = scaled(i, s.block_nx), north = scaled(j, s.block_ny);
+    return static_cast<std::size_t>(s.ij_sw_corner + east * s.my + north);
+}
 
 /* Nodes with a point near them, front by front. */
 template <class State>
@@ -422,19 +378,21 @@ class DataNodeList {
 
   public:
     /* The records stand in the order of a sweep along i and then j. */
-    DataNodeList(const State& s, SkewedGrid<Real>& grid)
-        : _starts(obtain<int>(static_cast<std::size_t>(grid.frontCount()) + 1)),
+    DataNodeList(const State& s, int frontCount)
+        : _starts(obtain<int>(static_cast<std::size_t>(frontCount) + 1)),
           _nodes(obtain<DataNode>(static_cast<std::size_t>(std::max(s.npoints, 0)))),
           _briggs(reinterpret_cast<const Real (*)[6]>(s.briggs)) {
         if (!hasMemory()) return;
         int* const starts = _starts.get();
-        std::fill_n(starts, grid.frontCount() + 1, 0);
-        eachDataNode(grid, [&](int i, int j) { ++starts[2 * i + j]; });
+        std::fill_n(starts, frontCount + 1, 0);
+        eachDataNode(s, [&](int i, int j, int) { ++starts[2 * i + j]; });
         int total = 0;
-        for (int front = 0; front <= grid.frontCount(); ++front) total += std::exchange(starts[front], total);
-        int record = 0;
-        eachDataNode(grid, [&](int i, int j) { _nodes.get()[starts[2 * i + j]++] = {i, record++}; });
-        std::copy_backward(starts, starts + grid.frontCount(), starts + grid.frontCount() + 1);
+        for (int front = 0; front <= frontCount; ++front) total += std::exchange(starts[front], total);
+        unsigned record = 0;
+        eachDataNode(s, [&](int i, int j, int state) {
+            _nodes.get()[starts[2 * i + j]++] = {i, static_cast<unsigned>(state - 1) & 3, record++};
+        });
+        std::copy_backward(starts, starts + frontCount, starts + frontCount + 1);
         starts[0] = 0;
     }
     bool hasMemory() const { return _starts && _nodes; }
@@ -442,10 +400,10 @@ class DataNodeList {
 
   private:
     template <class Visit>
-    static void eachDataNode(SkewedGrid<Real>& grid, Visit visit) {
-        for (int i = 0; i < grid.countI(); ++i)
-            for (int j = 0; j < grid.countJ(); ++j)
-                if (const char state = grid.state(i, j); state != 0 && state != fixedNode) visit(i, j);
+    static void eachDataNode(const State& s, Visit visit) {
+        for (int i = 0; i < s.block_nx; ++i)
+            for (int j = 0; j < s.block_ny; ++j)
+                if (const char state = s.iu[levelPlace(s, i, j)]; state != 0 && state != fixedNode) visit(i, j, state);
     }
 
     Block<int> _starts;
@@ -465,14 +423,21 @@ auto equationsOf(const State& s) {
     return equations;
 }
 
-/* In u, of a node of the current stride or of the two pad nodes on each side, which are single nodes at every stride. */
 template <class State>
-std::size_t levelPlace(const State& s, int i, int j) {
-    const auto scaled = [&](int k, int count) {
-        return k < 0 ? k : k < count ? k * s.grid : (count - 1) * s.grid + k - (count - 1);
-    };
-    const std::ptrdiff_t east = scaled(i, s.block_nx), north = scaled(j, s.block_ny);
-    return static_cast<std::size_t>(s.ij_sw_corner + east * s.my + north);
+auto edgeConstantsOf(const State& s) {
+    using Real = RealOf<State>;
+    const Real tension = s.boundary_tension, epsilon = s.l_epsilon;
+    EdgeConstants<Real> edges;
+    edges.x0 = 4 * (1 - tension) / (2 - tension);
+    edges.x1 = (3 * tension - 2) / (2 - tension);
+    const Real denominator = 2 * epsilon * (1 - tension) + tension;
+    edges.y0 = 4 * epsilon * (1 - tension) / denominator;
+    edges.y1 = (tension - 2 * epsilon * (1 - tension)) / denominator;
+    edges.eps_p2 = s.eps_p2;
+    edges.eps_m2 = s.eps_m2;
+    edges.two_plus_ep2 = s.two_plus_ep2;
+    edges.two_plus_em2 = s.two_plus_em2;
+    return edges;
 }
 
 /* Sweeps over the nodes of the current stride until they change by no more than the limit. False where memory ran out. */
@@ -484,21 +449,13 @@ bool iterate(State& s) {
     for (int i = 0; i < s.block_nx; ++i)
         for (int j = 0; j < s.block_ny; ++j) {
             grid.value(i, j) = s.u[levelPlace(s, i, j)];
-            grid.state(i, j) = s.iu[levelPlace(s, i, j)];
+            if (s.iu[levelPlace(s, i, j)] == 0) grid.setFree(i, j);
         }
-    const DataNodeList<State> dataNodes(s, grid);
+    const DataNodeList<State> dataNodes(s, grid.frontCount());
     if (!dataNodes.hasMemory()) return false;
-    const Boundary<State> boundary(s);
-    const Equations<Real> equations = equationsOf(s);
+    const Level<Real> level = {grid, equationsOf(s), edgeConstantsOf(s), dataNodes.byFronts()};
     const Real limit = s.converge_limit / static_cast<Real>(s.grid);
-    int sweeps = 0;
-    double change;
-    do {
-        boundary.set(grid);
-        change = sweep(grid, equations, dataNodes.byFronts()) * s.z_scale;
-        ++sweeps;
-        ++s.total_iterations;
-    } while (change > limit && sweeps < s.max_iterations);
+    s.total_iterations += sweepUntilSettled(level, limit, s.z_scale, s.max_iterations);
     const auto giveBack = [&](int i, int j) { s.u[levelPlace(s, i, j)] = static_cast<float>(grid.value(i, j)); };
     for (int i = 0; i < s.block_nx; ++i)
         for (int j = -SkewedGrid<Real>::pad; j < s.block_ny + SkewedGrid<Real>::pad; ++j) giveBack(i, j);
