@@ -216,6 +216,60 @@ TEST(Reader, PassesEveryByteOnAsItCame) {
     }
 }
 
+TEST(Reader, GivesManyTracesAtOnceAsTheyStand) {
+    const ScratchFolder folder;
+    const SegyRecipe recipe{.traces = 700, .samples = 500, .revision = 2};
+    std::string file = makeSegy(recipe) + textBlock(false, "((Trailer))");
+    putWord(file, 3529, 4, 1);
+    writeFile(folder.file("in.sgy"), file);
+    for (const bool isPiped : {false, true}) {
+        std::unique_ptr<PipedInput> input;
+        if (isPiped) input = std::make_unique<PipedInput>(file);
+        Reader reader(isPiped ? "-" : folder.file("in.sgy"), {});
+        Trace first;
+        ASSERT_TRUE(reader.next(first));
+        std::string traces(700 * recipe.traceBytes(), '\0');
+        auto* bytes = reinterpret_cast<unsigned char*>(traces.data());
+        std::size_t count = 1;
+        for (const std::size_t most : {1, 0, 2, 500, 1000}) {
+            const std::size_t got = reader.nextTraces(bytes + count * recipe.traceBytes(), most);
+            EXPECT_EQ(got, std::min<std::size_t>(most, 700 - count));
+            count += got;
+        }
+        EXPECT_EQ(reader.nextTraces(bytes, 1), 0u);
+        EXPECT_TRUE(traces.substr(recipe.traceBytes()) == file.substr(recipe.placeInTrace(1, 0), 699 * recipe.traceBytes()));
+        EXPECT_TRUE(std::equal(reader.trailer().begin(), reader.trailer().end(),
+                               reinterpret_cast<const unsigned char*>(file.data()) + file.size() - 3200));
+        if (isPiped) continue;
+        reader.seek(698);
+        EXPECT_EQ(reader.nextTraces(bytes, 1), 1u);
+        ASSERT_TRUE(reader.next(first));
+        EXPECT_EQ(first.number, 699);
+    }
+}
+
+TEST(Reader, GivesTheWholeTracesOfAPipeThatIsCutOff) {
+    const SegyRecipe recipe;
+    const std::string file = makeSegy(recipe);
+    std::vector<unsigned char> bytes(3 * recipe.traceBytes());
+    const PipedInput input(file.substr(0, file.size() - 1));
+    Reader reader("-", {.overrides = {}, .salvage = true});
+    EXPECT_EQ(reader.nextTraces(bytes.data(), 3), 2u);
+    EXPECT_EQ(reader.truncatedBytes(), static_cast<std::int64_t>(recipe.traceBytes()) - 1);
+    EXPECT_EQ(reader.nextTraces(bytes.data(), 3), 0u);
+}
+
+TEST(Reader, NoticesAFileThatBecomesShorterBetweenManyTraces) {
+    const ScratchFolder folder;
+    const SegyRecipe recipe;
+    writeFile(folder.file("in.sgy"), makeSegy(recipe));
+    Reader reader(folder.file("in.sgy"), {});
+    std::filesystem::resize_file(folder.file("in.sgy"), recipe.placeInTrace(2, 0));
+    reader.seek(1);
+    std::vector<unsigned char> bytes(3 * recipe.traceBytes());
+    EXPECT_THROW(reader.nextTraces(bytes.data(), 3), Failure);
+}
+
 TEST(Reader, FailsAtOnceWhenTheLastTraceIsCutOff) {
     const ScratchFolder folder;
     const std::string file = makeSegy({});

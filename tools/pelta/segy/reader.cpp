@@ -147,6 +147,24 @@ struct Reader::Inside {
         return true;
     }
 
+    /* Moves up to count bytes to their place and returns how many there were. What no block holds yet comes straight from a
+     * file; a pipe is looked at beforehand, for its end. */
+    std::size_t takeInto(unsigned char* bytes, std::size_t count) {
+        std::size_t done = 0;
+        while (done < count) {
+            std::size_t piece = std::min(count - done, available());
+            if (piece > 0) {
+                std::memcpy(bytes + done, block.data() + blockStart, piece);
+                blockStart += piece;
+            } else if (file.size()) {
+                piece = file.read(bytes + done, count - done);
+                if (piece == 0) break;
+            } else if (!fill(1)) break;
+            done += piece;
+        }
+        return done;
+    }
+
     /* Passes over count bytes; false when the file ends before. */
     bool skip(std::size_t count) {
         while (count > 0 && fill(1)) {
@@ -251,9 +269,32 @@ struct Reader::Inside {
     }
 
     bool endInsideTrace(const Trace& trace) {
-        if (file.size()) fail("{}: became shorter while it was read, and ends at byte {}", name, position());
-        endPipe(static_cast<std::int64_t>(trace.header.size() + trace.encoded.size()));
+        endInside(trace.header.size() + trace.encoded.size());
         return false;
+    }
+
+    std::size_t nextTraces(unsigned char* bytes, std::size_t most) {
+        const auto traceBytes = static_cast<std::size_t>(layout.traceBytes());
+        if (file.size()) {
+            most = static_cast<std::size_t>(std::min<std::uint64_t>(most, static_cast<std::uint64_t>(*wholeTraces - number)));
+            const std::size_t got = takeInto(bytes, most * traceBytes);
+            if (got < most * traceBytes) endInside(got % traceBytes);
+            number += static_cast<std::int64_t>(most);
+            return most;
+        }
+        std::size_t count = 0;
+        for (; count < most && !pipeEnds(); ++count, ++number) {
+            const std::size_t got = takeInto(bytes + count * traceBytes, traceBytes);
+            if (got == traceBytes) continue;
+            endInside(got);
+            break;
+        }
+        return count;
+    }
+
+    void endInside(std::size_t bytesOfTrace) {
+        if (file.size()) fail("{}: became shorter while it was read, and ends at byte {}", name, position());
+        endPipe(static_cast<std::int64_t>(bytesOfTrace));
     }
 
     bool pipeEnds() {
@@ -319,6 +360,7 @@ std::int64_t Reader::truncatedBytes() const { return _inside->truncatedBytes; }
 const std::vector<unsigned char>& Reader::trailer() const { return _inside->trailer; }
 bool Reader::next(Trace& trace) { return _inside->next(trace); }
 bool Reader::nextHeader(Trace& trace) { return _inside->nextHeader(trace); }
+std::size_t Reader::nextTraces(unsigned char* bytes, std::size_t most) { return _inside->nextTraces(bytes, most); }
 void Reader::seek(std::int64_t traceNumber) { _inside->seek(traceNumber); }
 
 }

@@ -47,6 +47,9 @@ class Reader {
     bool next(Trace& trace);
     /* The same for its header: the samples of a file are passed over. */
     bool nextHeader(Trace& trace);
+    /* Up to most traces as they stand in the file, one behind the other, layout().traceBytes() each; those of a file without
+     * another copy on their way. Returns how many there were, 0 at the end. */
+    std::size_t nextTraces(unsigned char* bytes, std::size_t most);
     /* Goes to a trace by its position; fails on a pipe. */
     void seek(std::int64_t traceNumber);
 

@@ -20,10 +20,10 @@ Writer::Writer(std::string name, bool overwrite, const Preamble& preamble) : _fi
     append(preamble);
 }
 
-void Writer::append(const std::vector<unsigned char>& bytes) {
-    if (_pending.size() + bytes.size() > blockBytes) flush();
-    if (bytes.size() >= blockBytes) _file.write(bytes.data(), bytes.size());
-    else _pending.insert(_pending.end(), bytes.begin(), bytes.end());
+void Writer::append(const unsigned char* bytes, std::size_t count) {
+    if (_pending.size() + count > blockBytes) flush();
+    if (count >= blockBytes) _file.write(bytes, count);
+    else _pending.insert(_pending.end(), bytes, bytes + count);
 }
 
 void Writer::flush() {

@@ -13,12 +13,15 @@ class Writer {
   public:
     Writer(std::string name, bool overwrite, const Preamble& preamble);
     void write(const Trace& trace);
+    /* Traces as they stand in a file, count bytes of them. */
+    void write(const unsigned char* traces, std::size_t count) { append(traces, count); }
     /* What stands behind the last trace (Reader::trailer). */
     void writeTrailer(const std::vector<unsigned char>& trailer);
     void commit();
 
   private:
-    void append(const std::vector<unsigned char>& bytes);
+    void append(const std::vector<unsigned char>& bytes) { append(bytes.data(), bytes.size()); }
+    void append(const unsigned char* bytes, std::size_t count);
     void flush();
     OutputFile _file;
     std::vector<unsigned char> _pending;
