@@ -1,0 +1,104 @@
+#!/usr/bin/python3
+"""pelta sort on a line larger than its memory, beside copying the file twice with cp: what goes through a working file is read
+and written twice.
+
+  bench/sort.py [--write] [--folder FOLDER]
+
+--write   store the result as docs/sort-speed.md
+--folder  where the line, the copies and the working files are made (build)
+"""
+import argparse
+import os
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+import numpy as np
+
+top = Path(__file__).resolve().parent.parent
+pelta = top / "build/bench/tools/pelta/pelta"
+records = 2000
+memory = 64
+turns = 5
+
+sorts = {
+    "a file, shots to CDPs": f"{pelta} sort line.sgy sorted.sgy --by cdp,offset --memory {memory}",
+    "a file, shots to common offsets": f"{pelta} sort line.sgy sorted.sgy --by offset,record --memory {memory}",
+    "a file by a word in random order": f"{pelta} sort line.sgy sorted.sgy --by 237:4 --memory {memory}",
+    "a pipe, shots to CDPs": f"cat line.sgy | {pelta} sort - sorted.sgy --by cdp,offset --memory {memory}",
+    "a pipe by a word in random order": f"cat line.sgy | {pelta} sort - sorted.sgy --by 237:4 --memory {memory}",
+}
+copies = {
+    "cp, cp": "cp line.sgy copy.sgy && cp copy.sgy twice.sgy",
+    "cat, cp": "cat line.sgy | cat > copy.sgy && cp copy.sgy twice.sgy",
+}
+
+
+def make_line(folder):
+    """Synthetic records with a random word at the end of every trace header."""
+    subprocess.run([pelta, "synth", "line.sgy", "--records", str(records)], cwd=folder, check=True, stderr=subprocess.DEVNULL)
+    traces = np.memmap(folder / "line.sgy", np.uint8, "r+", 3600).reshape(-1, 240 + 4 * 1500)
+    traces[:, 236:240] = np.random.default_rng(1).integers(0, 256, (len(traces), 4), np.uint8)
+    traces.flush()
+    return (folder / "line.sgy").stat().st_size
+
+
+def forget(folder):
+    """The line has to come from the disk."""
+    subprocess.run(["sync", "line.sgy"], cwd=folder, check=True)
+    with open(folder / "line.sgy", "rb") as line:
+        os.posix_fadvise(line.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+
+def seconds(command, folder, is_cold):
+    for name in ("sorted.sgy", "copy.sgy", "twice.sgy"):
+        (folder / name).unlink(missing_ok=True)
+    os.sync()
+    if is_cold:
+        forget(folder)
+    begin = time.perf_counter()
+    done = subprocess.run(["bash", "-eo", "pipefail", "-c", command], cwd=folder, stderr=subprocess.PIPE, text=True,
+                          env=dict(os.environ, PROMAX_SCRATCH_HOME=str(folder)))
+    taken = time.perf_counter() - begin
+    if done.returncode != 0:
+        sys.exit(done.stderr)
+    return taken
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--write", action="store_true")
+    parser.add_argument("--folder", type=Path, default=top / "build")
+    options = parser.parse_args()
+    for command in (["cmake", "--preset", "bench"], ["cmake", "--build", "--preset", "bench", "--target", "pelta_command"]):
+        subprocess.run(command, cwd=top, check=True, stdout=subprocess.DEVNULL)
+    with tempfile.TemporaryDirectory(dir=options.folder) as name:
+        folder = Path(name)
+        size = make_line(folder)
+        taken = {}
+        for _ in range(turns):   # in turn, so that a slow spell of the machine meets all
+            for is_cold in (False, True):
+                for what, command in {**copies, **sorts}.items():
+                    taken.setdefault((what, is_cold), []).append(seconds(command, folder, is_cold))
+    medians = {case: statistics.median(values) for case, values in taken.items()}
+    lines = ["| what | from | seconds | beside | its seconds | ratio |", "|---|---|---|---|---|---|"]
+    for is_cold in (False, True):
+        for what in sorts:
+            copy = "cat, cp" if what.startswith("a pipe") else "cp, cp"
+            mine, other = medians[what, is_cold], medians[copy, is_cold]
+            lines.append(f"| {what} | {'disk' if is_cold else 'page cache'} | {mine:.2f} | `{copies[copy]}` | {other:.2f} | "
+                         f"{other / mine:.2f} |")
+    text = (f"# Speed of sorting\n\nWritten by `bench/sort.py --write`: {size / 1e6:.0f} MB of traces of 1500 samples within "
+            f"`--memory {memory}`, beside copying them twice, medians of\n{turns} turns. A ratio is the copies' time over "
+            "pelta's: 0.5 means that sorting takes as long as four copies. From the disk the line has to be\nread anew; what is "
+            "written may still be on its way to the disk when a command ends.\n\n" + "\n".join(lines) + "\n")
+    print(text, end="")
+    if options.write:
+        (top / "docs/sort-speed.md").write_text(text)
+
+
+if __name__ == "__main__":
+    main()
