@@ -2,10 +2,11 @@
 """pelta sort on a line larger than its memory, beside copying the file twice with cp: what goes through a working file is read
 and written twice.
 
-  bench/sort.py [--write] [--folder FOLDER]
+  bench/sort.py [--write] [--folder FOLDER] [--records N] [--turns N]
 
 --write   store the result as docs/sort-speed.md
 --folder  where the line, the copies and the working files are made (build)
+--records, --turns  less of both for a first look (2000 shot records, 5)
 """
 import argparse
 import os
@@ -20,9 +21,7 @@ import numpy as np
 
 top = Path(__file__).resolve().parent.parent
 pelta = top / "build/bench/tools/pelta/pelta"
-records = 2000
 memory = 64
-turns = 5
 
 sorts = {
     "a file, shots to CDPs": f"{pelta} sort line.sgy sorted.sgy --by cdp,offset --memory {memory}",
@@ -37,7 +36,7 @@ copies = {
 }
 
 
-def make_line(folder):
+def make_line(folder, records):
     """Synthetic records with a random word at the end of every trace header."""
     subprocess.run([pelta, "synth", "line.sgy", "--records", str(records)], cwd=folder, check=True, stderr=subprocess.DEVNULL)
     traces = np.memmap(folder / "line.sgy", np.uint8, "r+", 3600).reshape(-1, 240 + 4 * 1500)
@@ -72,14 +71,16 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--write", action="store_true")
     parser.add_argument("--folder", type=Path, default=top / "build")
+    parser.add_argument("--records", type=int, default=2000)
+    parser.add_argument("--turns", type=int, default=5)
     options = parser.parse_args()
     for command in (["cmake", "--preset", "bench"], ["cmake", "--build", "--preset", "bench", "--target", "pelta_command"]):
         subprocess.run(command, cwd=top, check=True, stdout=subprocess.DEVNULL)
     with tempfile.TemporaryDirectory(dir=options.folder) as name:
         folder = Path(name)
-        size = make_line(folder)
+        size = make_line(folder, options.records)
         taken = {}
-        for _ in range(turns):   # in turn, so that a slow spell of the machine meets all
+        for _ in range(options.turns):   # in turn, so that a slow spell of the machine meets all
             for is_cold in (False, True):
                 for what, command in {**copies, **sorts}.items():
                     taken.setdefault((what, is_cold), []).append(seconds(command, folder, is_cold))
@@ -92,7 +93,7 @@ def main():
             lines.append(f"| {what} | {'disk' if is_cold else 'page cache'} | {mine:.2f} | `{copies[copy]}` | {other:.2f} | "
                          f"{other / mine:.2f} |")
     text = (f"# Speed of sorting\n\nWritten by `bench/sort.py --write`: {size / 1e6:.0f} MB of traces of 1500 samples within "
-            f"`--memory {memory}`, beside copying them twice, medians of\n{turns} turns. A ratio is the copies' time over "
+            f"`--memory {memory}`, beside copying them twice, medians of\n{options.turns} turns. A ratio is the copies' time over "
             "pelta's: 0.5 means that sorting takes as long as four copies. From the disk the line has to be\nread anew; what is "
             "written may still be on its way to the disk when a command ends.\n\n" + "\n".join(lines) + "\n")
     print(text, end="")
