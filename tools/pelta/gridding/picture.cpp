@@ -14,7 +14,7 @@ namespace {
 
 using namespace pictures;
 
-constexpr double fontSize = 11.0, titleSize = 14.0;
+constexpr double titleSize = 14.0;
 constexpr double left = 76.0, right = 16.0, top = 44.0, bottom = 50.0; /* around everything */
 constexpr double scaleGap = 14.0, scaleWidth = 14.0, scaleRoom = 94.0; /* beside the map */
 constexpr int usualContours = 12;
