@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "gridding/tensionspline.h"
 
@@ -75,8 +76,8 @@ Value* obtainOr(std::size_t count, const char* message) {
     return memory;
 }
 
-void solve() {
-    if (!tension::setIndex(state)) endWithout(noData);
+void solve(tension::Block<int> numbers) {
+    if (!tension::setIndex(state, numbers.get())) endWithout(noData);
     const std::size_t padded = static_cast<std::size_t>(state.mx) * static_cast<std::size_t>(state.my);
     state.briggs = obtainOr<BRIGGS>(static_cast<std::size_t>(state.npoints), noBriggs);
     state.iu = obtainOr<char>(padded, noStates);
@@ -85,11 +86,15 @@ void solve() {
     while (true) {
         state.old_grid = state.grid;
         tension::findNearestPoint(state);
+        if (state.grid < 2) {
+            numbers.reset();
+            std::free(std::exchange(state.data, nullptr));
+        }
         if (!tension::iterate(state)) endWithout(noSurface);
         if (state.grid < 2) return;
         tension::smartDivide(state);
         tension::setGridParameters(state);
-        if (!tension::setIndex(state)) endWithout(noData);
+        if (!tension::setIndex(state, numbers.get())) endWithout(noData);
         tension::fillInForecast(state);
         if (!tension::iterate(state)) endWithout(noSurface);
     }
@@ -129,19 +134,20 @@ void makeGMTGrid(float* p_xmin, float* p_xmax, float* p_ymin, float* p_ymax, flo
     state.grid = 1;
     tension::setGridParameters(state);
     storeData(p_x, p_y, p_z, *p_npts);
-    if (!tension::throwAwayUnusables(state)) endWithout(noData);
+    tension::Block<int> numbers = tension::numbersOf(state.npoints);
+    if (!numbers || !tension::throwAwayUnusables(state, numbers.get())) endWithout(noData);
+    tension::shrinkPoints(state);
     tension::removePlanarTrend(state);
     tension::rescaleZValues(state, 0.0);
     state.n_fact = commonFactors(state.nx - 1, state.ny - 1);
     for (int k = 0; k < state.n_fact; ++k) state.grid *= state.factors[k];
     tension::startCoarse(state);
-    solve();
+    solve(std::move(numbers));
     tension::replacePlanarTrend(state);
     for (int i = 0; i < state.nx; ++i)
         for (int j = 0; j < state.ny; ++j)
             final_grid[static_cast<std::size_t>(j) * static_cast<std::size_t>(state.nx) + static_cast<std::size_t>(i)] =
                 kept(state.u[tension::nodeOf(state, i, j)]);
-    std::free(state.data);
     std::free(state.briggs);
     std::free(state.u);
     std::free(state.iu);

@@ -153,7 +153,7 @@ int GMT1compare_points(const void* point_1, const void* point_2) {
     return ofFirst < ofSecond ? -1 : ofFirst > ofSecond ? 1 : 0;
 }
 
-int GMT1throw_away_unusables(SURFACE_INFO* C) { return tension::throwAwayUnusables(*C) ? 0 : 1; }
+int GMT1throw_away_unusables(SURFACE_INFO* C) { return tension::throwAwayUnusables(*C, nullptr) ? 0 : 1; }
 
 int GMT1remove_planar_trend(SURFACE_INFO* C) {
     tension::removePlanarTrend(*C);
@@ -229,7 +229,7 @@ int GMT1set_offset(SURFACE_INFO* C) {
     return 0;
 }
 
-int GMT1set_index(SURFACE_INFO* C) { return tension::setIndex(*C) ? 0 : 1; }
+int GMT1set_index(SURFACE_INFO* C) { return tension::setIndex(*C, nullptr) ? 0 : 1; }
 
 int GMT1set_coefficients(SURFACE_INFO* C) {
     tension::setCoefficients(*C);
@@ -405,29 +405,35 @@ bool prepare(SURFACE_INFO& s) {
     return s.briggs && s.iu && s.u;
 }
 
-bool solve(SURFACE_INFO& s) {
+bool solve(SURFACE_INFO& s, tension::Block<int> numbers) {
     s.grid = GMT1gcd_euclid(s.nx - 1, s.ny - 1);
     s.n_fact = GMT1get_prime_factors(s.grid, s.factors);
     if (s.grid < 1) s.grid = 1;
     tension::startCoarse(s);
     GMT1set_grid_parameters(&s, SG);
     GMT1set_offset(&s);
-    if (GMT1set_index(&s) != 0 || !prepare(s)) return false;
+    if (!tension::setIndex(s, numbers.get()) || !prepare(s)) return false;
     if (s.radius > 0.0) GMT1initialize_grid(&s);
     GMT1set_coefficients(&s);
     s.old_grid = s.grid;
-    GMT1find_nearest_point(&s);
-    if (!tension::iterate(s)) return false;
+    const auto settle = [&] {
+        GMT1find_nearest_point(&s);
+        if (s.grid == 1) {
+            numbers.reset();
+            std::free(std::exchange(s.data, nullptr));
+        }
+        return tension::iterate(s);
+    };
+    if (!settle()) return false;
     while (s.grid > 1) {
         GMT1smart_divide(&s);
         GMT1set_grid_parameters(&s, SG);
         GMT1set_offset(&s);
-        if (GMT1set_index(&s) != 0) return false;
+        if (!tension::setIndex(s, numbers.get())) return false;
         GMT1fill_in_forecast(&s);
         if (!tension::iterate(s)) return false;
         s.old_grid = s.grid;
-        GMT1find_nearest_point(&s);
-        if (!tension::iterate(s)) return false;
+        if (!settle()) return false;
     }
     return true;
 }
@@ -480,13 +486,14 @@ int computeGMT1Surface(float* x, float* y, float* z, int npts, float xmin, float
     s.data = tension::obtain<SURFACE_DATA>(static_cast<std::size_t>(s.npoints)).release();
     if (!s.data) return 0;
     setLimits(s, storeData(s, x, y, z, s.npoints));
-    if (GMT1throw_away_unusables(&s) != 0) return 0;
+    tension::Block<int> numbers = tension::numbersOf(s.npoints);
+    if (!numbers || !tension::throwAwayUnusables(s, numbers.get())) return 0;
+    tension::shrinkPoints(s);
     GMT1remove_planar_trend(&s);
     GMT1rescale_z_values(&s);
-    if (GMT1load_constraints(&s, 1) != 0 || !solve(s)) return 0;
+    /* Bounds act on what comes out and are not needed before. */
+    if (!solve(s, std::move(numbers))) return 0;
     GMT1replace_planar_trend(&s);
-    std::free(std::exchange(s.lower, nullptr));
-    std::free(std::exchange(s.upper, nullptr));
     if (GMT1load_constraints(&s, 0) == 0) writeSurface(s, z);
     return 0;
 }

@@ -26,8 +26,8 @@ class SkewedGrid {
         for (int front = firstFront; front <= lastFront; ++front) {
             const Run run = withinPad(front), nodes = nodesOf(front);
             const int padBefore = std::max(nodes.firstI - run.firstI, 0);
-            origin.value =
-                (origin.value + padBefore + packed - 1) / packed * packed - padBefore; /* nodes begin on a cache line */
+            /* The nodes begin on a cache line. */
+            origin.value = (origin.value + padBefore + packed - 1) / packed * packed - padBefore;
             _origins.get()[front - firstFront] = {origin.value - run.firstI, origin.pack};
             origin.value += run.count;
             origin.pack += std::max(nodes.count + packed - 1, 0) / packed;
@@ -54,7 +54,7 @@ class SkewedGrid {
     };
     int frontCount() const { return 2 * (_countI - 1) + _countJ; }
     Run nodesOf(int front) const {
-        const int first = std::max(0, (front - (_countJ - 1) + 1) / 2), last = std::min(_countI - 1, front / 2);
+        const int first = std::max(0, (front - (_countJ - 1) + 1) >> 1), last = std::min(_countI - 1, front >> 1);
         return {first, last - first + 1};
     }
     /* A pointer that an i leads to its value. */

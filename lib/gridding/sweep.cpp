@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vectorize.h"
+
 namespace {
 
 /* A front and its neighbours, as pointers that an i of the front leads to a node. */
@@ -120,16 +122,13 @@ class Pad {
     PELTA_INLINE Pad(SkewedGrid<Real>& u, const EdgeConstants<Real>& edges)
         : _u(u), _c(edges), _e(u.countI() - 1), _n(u.countJ() - 1), _isPiecemeal(_e >= 4 && _n >= 4) {}
 
-    /* So many fronts further on the sweep before has to be with all that is set before a front. */
+    /* So many fronts the sweep before has to be ahead: most for the north edge, whose values are set five fronts before those of
+     * their nodes and needed up to two fronts behind them. */
     PELTA_INLINE int lead() const { return _isPiecemeal ? 8 : _u.frontCount(); }
 
     PELTA_INLINE void setBefore(int front) const {
-        if (front == 0 && !_isPiecemeal) {
-            setAll();
-        } else if (front == 0) {
-            for (int due = earliest; due <= 0; ++due) setNear(due);
-            for (int due = earliest; due <= 0; ++due) setCorners(due);
-            for (int due = earliest; due <= 0; ++due) setFar(due);
+        if (front == 0) {
+            setFirst();
         } else if (_isPiecemeal) {
             setNear(front);
             setCorners(front);
@@ -140,18 +139,29 @@ class Pad {
   private:
     static constexpr int earliest = -3; /* of what could be set before front 0 */
 
-    PELTA_INLINE void setAll() const {
+    /* Once a sweep: not worth a copy for every level of instructions. */
+    [[gnu::noinline]] void setFirst() const {
+        if (_isPiecemeal) {
+            for (int due = earliest; due <= 0; ++due) setNear(due);
+            setCorners(0);
+            for (int due = earliest; due <= 0; ++due) setFar(due);
+            return;
+        }
         for (int i = 0; i <= _e; ++i) south(i), north(i);
         for (int j = 0; j <= _n; ++j) west(j), east(j);
         southWest(), northWest(), southEast(), northEast();
         for (int i = 0; i <= _e; ++i) farSouth(i), farNorth(i);
         for (int j = 0; j <= _n; ++j) farWest(j), farEast(j);
     }
+
+    static PELTA_INLINE bool isIn(int number, int last) { return number >= 0 && number <= last; }
+    static PELTA_INLINE bool isTwice(int number, int last) { return number % 2 == 0 && isIn(number, 2 * last); }
+
     PELTA_INLINE void setNear(int front) const {
-        if (const int i = front + 3; i % 2 == 0 && i / 2 <= _e) south(i / 2);
-        if (const int i = front + 5 - _n; i >= 0 && i % 2 == 0 && i / 2 <= _e) north(i / 2);
-        if (const int j = front + 2; j >= 0 && j <= _n) west(j);
-        if (const int j = front + 5 - 2 * _e; j >= 0 && j <= _n) east(j);
+        if (const int twoI = front + 3; isTwice(twoI, _e)) south(twoI / 2);
+        if (const int twoI = front + 5 - _n; isTwice(twoI, _e)) north(twoI / 2);
+        if (const int j = front + 2; isIn(j, _n)) west(j);
+        if (const int j = front + 5 - 2 * _e; isIn(j, _n)) east(j);
     }
     PELTA_INLINE void setCorners(int front) const {
         if (front == 0) southWest();
@@ -160,10 +170,10 @@ class Pad {
         if (front == 2 * _e + _n - 5) northEast();
     }
     PELTA_INLINE void setFar(int front) const {
-        if (const int i = front + 1; i >= 0 && i % 2 == 0 && i / 2 <= _e) farSouth(i / 2);
-        if (const int i = front + 3 - _n; i >= 0 && i % 2 == 0 && i / 2 <= _e) farNorth(i / 2);
-        if (const int j = front; j >= 0 && j <= _n) farWest(j);
-        if (const int j = front + 4 - 2 * _e; j >= 0 && j <= _n) farEast(j);
+        if (const int twoI = front + 1; isTwice(twoI, _e)) farSouth(twoI / 2);
+        if (const int twoI = front + 3 - _n; isTwice(twoI, _e)) farNorth(twoI / 2);
+        if (isIn(front, _n)) farWest(front);
+        if (const int j = front + 4 - 2 * _e; isIn(j, _n)) farEast(j);
     }
 
     PELTA_INLINE Real at(int i, int j) const { return _u.value(i, j); }

@@ -2,7 +2,6 @@
 #define PELTA_LIB_GRIDDING_SWEEP_H
 
 #include "gridding/skewedgrid.h"
-#include "vectorize.h"
 
 /* The 12 nodes of the finite-difference stencil, in the order in which their terms are added. */
 enum StencilNode {

@@ -6,11 +6,11 @@
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <utility>
 
 #include "gridding/skewedgrid.h"
 #include "gridding/sweep.h"
-#include "truncation.h"
 
 /* Continuous-curvature splines in tension on a regular grid, level by level from coarse to fine: what both gridding routines
  * share. Their working states bear the same names and differ in where they live and in their arithmetic: every step computes in
@@ -104,65 +104,86 @@ int nodeIndex(const State& s, float x, float y) {
     return isInside ? static_cast<int>(i) * s.block_ny + static_cast<int>(j) : discarded;
 }
 
-/* By node, and at a node the nearest point first; points that are equally near keep their order, and so do discarded ones. */
+/* By node, and at a node the nearest point first. Equally near points stand by their numbers, which go with them; without numbers
+ * they keep their order. */
 template <class State>
-bool sortPoints(State& s) {
+bool sortPoints(State& s, int* numbers) {
     using Real = RealOf<State>;
-    using Point = std::remove_pointer_t<decltype(State::data)>;
     struct Key {
         int index, place;
         Real distance;
-        bool operator<(const Key& other) const {
-            if (index != other.index) return index < other.index;
-            return distance != other.distance ? distance < other.distance : place < other.place;
-        }
     };
-    const auto count = static_cast<std::size_t>(s.npoints);
-    const Block<Key> keys = obtain<Key>(count);
-    const Block<Point> points = obtain<Point>(count);
-    if (!keys || !points) return false;
+    const Block<Key> keys = obtain<Key>(static_cast<std::size_t>(s.npoints));
+    Key* const key = keys.get();
+    if (!key) return false;
     for (int k = 0; k < s.npoints; ++k) {
-        const Point& point = s.data[k];
+        const auto& point = s.data[k];
         Real distance = 0;
         if (point.index != discarded) {
             const Real dx = eastOfNode(s, point.x, point.index / s.block_ny);
             const Real dy = northOfNode(s, point.y, point.index % s.block_ny);
             distance = dx * dx + dy * dy;
         }
-        keys.get()[k] = {point.index, k, distance};
+        key[k] = {point.index, k, distance};
     }
-    std::sort(keys.get(), keys.get() + count);
-    std::copy_n(s.data, count, points.get());
-    for (std::size_t k = 0; k < count; ++k) s.data[k] = points.get()[keys.get()[k].place];
+    const auto numberOf = [&](const Key& one) { return numbers ? numbers[one.place] : one.place; };
+    std::sort(key, key + s.npoints, [&](const Key& one, const Key& other) {
+        if (one.index != other.index) return one.index < other.index;
+        return one.distance != other.distance ? one.distance < other.distance : numberOf(one) < numberOf(other);
+    });
+    /* In place, one round of points that move on after the other. */
+    for (int k = 0; k < s.npoints; ++k) {
+        const auto point = s.data[k];
+        const int number = numbers ? numbers[k] : k;
+        int hole = k;
+        for (int from; (from = std::exchange(key[hole].place, hole)) != k; hole = from) {
+            s.data[hole] = s.data[from];
+            if (numbers) numbers[hole] = numbers[from];
+        }
+        s.data[hole] = point;
+        if (numbers) numbers[hole] = number;
+    }
     return true;
-}
-
-template <class State>
-void dropDiscarded(State& s) {
-    while (s.npoints > 0 && s.data[s.npoints - 1].index == discarded) --s.npoints;
 }
 
 /* At the finest stride: of the points nearest to one node only the nearest counts. */
 template <class State>
-bool throwAwayUnusables(State& s) {
-    if (!sortPoints(s)) return false;
-    int last = discarded;
+bool throwAwayUnusables(State& s, int* numbers) {
+    if (!sortPoints(s, numbers)) return false;
+    int kept = 0, last = discarded;
     for (int k = 0; k < s.npoints; ++k) {
         const bool isSecond = s.data[k].index == last;
         last = s.data[k].index;
         if (isSecond) s.data[k].index = discarded;
+        if (s.data[k].index == discarded) continue;
+        if (numbers) std::swap(numbers[kept], numbers[k]);
+        std::swap(s.data[kept++], s.data[k]);
     }
-    if (!sortPoints(s)) return false;
-    dropDiscarded(s);
+    s.npoints = kept;
     return true;
 }
 
+/* Gives back the room behind the points that are left. */
 template <class State>
-bool setIndex(State& s) {
+void shrinkPoints(State& s) {
+    using Point = std::remove_pointer_t<decltype(State::data)>;
+    const std::size_t count = std::max<std::size_t>(static_cast<std::size_t>(s.npoints), 1);
+    if (void* const smaller = std::realloc(s.data, count * sizeof(Point))) s.data = static_cast<Point*>(smaller);
+}
+
+template <class State>
+bool setIndex(State& s, int* numbers) {
     for (int k = 0; k < s.npoints; ++k) s.data[k].index = nodeIndex(s, s.data[k].x, s.data[k].y);
-    if (!sortPoints(s)) return false;
-    dropDiscarded(s);
+    if (!sortPoints(s, numbers)) return false;
+    while (s.npoints > 0 && s.data[s.npoints - 1].index == discarded) --s.npoints;
     return true;
+}
+
+/* Numbers for sortPoints, in the order that the points have now. */
+inline Block<int> numbersOf(int count) {
+    Block<int> numbers = obtain<int>(static_cast<std::size_t>(count));
+    if (numbers) std::iota(numbers.get(), numbers.get() + count, 0);
+    return numbers;
 }
 
 /* Least-squares plane z = c0 + c1 xx + c2 yy in node units, by Cramer's rule. */

@@ -12,6 +12,7 @@
 struct PlainPoint {
     float x, y, z;
     int index;
+    int number = 0; /* in the input: of two points equally near to a node the earlier one wins */
 };
 
 struct GriddingProblem {
@@ -33,6 +34,7 @@ class PlainGridding {
         u.assign(static_cast<std::size_t>((p.nx + 4) * my), 0.0f);
         iu.assign(u.size(), 0);
         sw = 2 * my + 2;
+        for (std::size_t k = 0; k < points.size(); ++k) points[k].number = static_cast<int>(k);
         setGrid(1);
         store();
         throwAway();
@@ -146,9 +148,9 @@ class PlainGridding {
             const Real dy = point.y - (ymin + static_cast<Real>(point.index % blockY) * gy);
             return dx * dx + dy * dy;
         };
-        std::stable_sort(points.begin(), points.end(), [&](const PlainPoint& a, const PlainPoint& b) {
+        std::sort(points.begin(), points.end(), [&](const PlainPoint& a, const PlainPoint& b) {
             if (a.index != b.index) return a.index < b.index;
-            return a.index != 2000000000 && distance(a) < distance(b);
+            return distance(a) != distance(b) ? distance(a) < distance(b) : a.number < b.number;
         });
     }
     void drop() {

@@ -1,16 +1,14 @@
 #include <gtest/gtest.h>
 #include <pelta/gmtgrid.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <random>
 #include <vector>
 
 #include "support/bits.h"
+#include "support/memory.h"
 #include "support/plaingridding.h"
 
 namespace {
@@ -158,6 +156,22 @@ TEST(MakeGMTGrid, OfTwoPointsAtANodeTheNearerCountsAndOfEquallyNearOnesTheFirst)
     EXPECT_EQ(with(49, 7, 51, 9), with(49, 7, 0, 0));
 }
 
+/* Nodes 4 apart at first: both points then belong to the one at (4, 4). */
+TEST(MakeGMTGrid, OfPointsEquallyNearToACoarseNodeTheFirstCounts) {
+    const auto with = [](float x1, float x2) {
+        Request r = waveRequest(13, 0, 1);
+        r.xmax = r.ymax = 12;
+        r.iterations = 1;
+        for (float corner : {0.0f, 12.0f}) r.add(corner, 0, 0), r.add(corner, 12, 0);
+        for (float x : {x1, x2}) r.add(x, 4, x);
+        return r;
+    };
+    const Request westFirst = with(3, 5), eastFirst = with(5, 3);
+    EXPECT_NE(surfaceOf(westFirst), surfaceOf(eastFirst));
+    EXPECT_TRUE(sameSamples(surfaceOf(westFirst), plainSurfaceOf(westFirst)));
+    EXPECT_TRUE(sameSamples(surfaceOf(eastFirst), plainSurfaceOf(eastFirst)));
+}
+
 TEST(MakeGMTGrid, PointsOfOneValueGiveThatValueWithinTheLimits) {
     Request r = waveRequest(13, 40, 4);
     std::fill(r.z.begin(), r.z.end(), 4.0f);
@@ -203,11 +217,7 @@ void gridWithin(std::size_t bytes, int nodes, int points) {
     Request r = waveRequest(nodes, points, 8);
     r.iterations = 1;
     std::vector<float> surface(static_cast<std::size_t>(nodes * nodes));
-    long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t room = static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + bytes;
-    const rlimit limit{room, room};
-    setrlimit(RLIMIT_AS, &limit);
+    leaveMemory(bytes);
     makeGMTGrid(&r.xmin, &r.xmax, &r.ymin, &r.ymax, &r.zmin, &r.zmax, &r.ncols, &r.nrows, r.x.data(), r.y.data(), r.z.data(),
                 &points, &r.iterations, &r.boundaryTension, &r.limit, &r.epsilon, &r.interiorTension, surface.data());
     std::_Exit(0);
@@ -221,6 +231,14 @@ TEST(MakeGMTGridDeathTest, OutOfMemoryEndsTheProcess) {
     EXPECT_EXIT(gridWithin(10 * mega, 2001, 100), ends, "^grid : out of memory \\(u\\) \n$");
     EXPECT_EXIT(gridWithin(23 * mega, 2001, 100), ends, "^grid : out of memory \\(u\\) \n$") << "one level's nodes";
     EXPECT_EXIT(gridWithin(500 * mega, 2001, 100), testing::ExitedWithCode(0), "^$");
+}
+
+TEST(MakeGMTGridDeathTest, TakesSixteenBytesANodeAndFortyEightAPoint) {
+    const auto enough = [](std::size_t nodes, std::size_t points) { return 16 * nodes * nodes + 48 * points; };
+    const auto ends = testing::ExitedWithCode(0);
+    EXPECT_EXIT(gridWithin(enough(501, 10000), 501, 10000), ends, "^$");
+    EXPECT_EXIT(gridWithin(enough(1001, 1000), 1001, 1000), ends, "^$");
+    EXPECT_EXIT(gridWithin(enough(101, 300000), 101, 300000), ends, "^$");
 }
 
 #endif

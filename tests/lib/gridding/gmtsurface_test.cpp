@@ -12,6 +12,7 @@
 
 #include "support/bits.h"
 #include "support/files.h"
+#include "support/memory.h"
 #include "support/plaingridding.h"
 
 namespace {
@@ -164,6 +165,47 @@ TEST(ComputeGMT1Surface, EndsForTheSmallestGridsAndWithoutPoints) {
         EXPECT_EQ(surfaceOf(none), std::vector<float>(441, 0.0f)) << constrain;
     }
 }
+
+/* Nodes 4 apart at first: both points then belong to the one at (4, 4). */
+TEST(ComputeGMT1Surface, OfPointsEquallyNearToACoarseNodeTheFirstCounts) {
+    const auto with = [](float x1, float x2) {
+        Request r;
+        r.nx = r.ny = 13;
+        r.xinc = r.yinc = 1;
+        for (float corner : {0.0f, 12.0f}) r.add(corner, 0, 0), r.add(corner, 12, 0);
+        for (float x : {x1, x2}) r.add(x, 4, 1000 * x);
+        return r;
+    };
+    const Request westFirst = with(3, 5), eastFirst = with(5, 3);
+    EXPECT_NE(surfaceOf(westFirst), surfaceOf(eastFirst));
+    EXPECT_TRUE(sameSamples(surfaceOf(westFirst), plainSurfaceOf(westFirst)));
+    EXPECT_TRUE(sameSamples(surfaceOf(eastFirst), plainSurfaceOf(eastFirst)));
+}
+
+#if !defined(__SANITIZE_ADDRESS__) /* which needs the address space itself */
+
+/* Ends the process: with 0 if memory sufficed, since z is left alone otherwise. */
+void gridWithin(std::size_t bytes, int nodes, int points) {
+    Request r = randomRequest(nodes, nodes, points, 8);
+    r.z.resize(std::max(r.z.size(), static_cast<std::size_t>(nodes) * static_cast<std::size_t>(nodes)));
+    constexpr float untouched = 12345.0f;
+    r.z[0] = untouched;
+    leaveMemory(bytes);
+    computeGMT1Surface(r.x.data(), r.y.data(), r.z.data(), points, r.xmin, r.xinc, nodes, r.ymin, r.yinc, nodes, 1, 1.4f, 0.25f,
+                       1);
+    std::_Exit(r.z[0] == untouched);
+}
+
+TEST(ComputeGMT1SurfaceDeathTest, TakesSixteenBytesANodeAndFortyEightAPoint) {
+    const auto enough = [](std::size_t nodes, std::size_t points) { return 16 * nodes * nodes + 48 * points; };
+    const auto ends = testing::ExitedWithCode(0);
+    EXPECT_EXIT(gridWithin(enough(501, 10000), 501, 10000), ends, "^$");
+    EXPECT_EXIT(gridWithin(enough(1001, 1000), 1001, 1000), ends, "^$");
+    EXPECT_EXIT(gridWithin(enough(101, 300000), 101, 300000), ends, "^$");
+    EXPECT_EXIT(gridWithin(8 * 501 * 501, 501, 10000), testing::ExitedWithCode(1), "^$");
+}
+
+#endif
 
 TEST(ComputeGMT1Surface, PointsOfOneValueGiveThatValue) {
     Request r = randomRequest(13, 13, 40, 4);
