@@ -206,7 +206,7 @@ TEST_F(Sorting, KeepsExtraHeadersAndTrailersAndPipesGiveTheSame) {
     const Outcome fromFile = sort(in + " " + out + by + " --memory 1");
     EXPECT_EQ(fromFile.status, 0) << fromFile.err;
     EXPECT_TRUE(contentsOf(out) == expected);
-    const Outcome again = sort(out + " " + in + ".again" + by);
+    const Outcome again = sort(by + " " + out + " " + in + ".again");
     EXPECT_EQ(again.status, 0) << again.err;
     EXPECT_TRUE(contentsOf(in + ".again") == expected);
     std::filesystem::remove(in + ".again");

@@ -63,8 +63,11 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--by", request->options.by,
                    "one to three header words, the first counting most, by name or as BYTE:SIZE: cdp,offset")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->required();
-    app.add_option("--descending", request->options.descending, "those of them whose large values come first")->delimiter(',');
+    app.add_option("--descending", request->options.descending, "those of them whose large values come first")
+        ->delimiter(',')
+        ->allow_extra_args(false);
     app.add_option("--memory", request->memory, "most memory for traces and their keys, MB")
         ->check(CLI::Range(1, 1 << 20))
         ->capture_default_str();

@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t readBytes = 1 << 20;
 
 /* Where no disk has to look for places, more memory would only take time to get. */
-const std::size_t cachedWindowBytes = getenv("CW") ? atol(getenv("CW")) : 32 << 20;
+constexpr std::size_t cachedWindowBytes = 32 << 20;
 
 /* A way through the scratch folder reads everything, writes it and reads it again. */
 constexpr double readingsThroughScratch = 3.0;
