@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "keptmemory.h"
+
 /* Velocity functions all over a survey: the mesh as it is built in one order or another, beside CGAL's Delaunay triangulations
  * (black boxes, with plain doubles, as exact as pelta's own tests), locations in it, and functions interpolated from it. */
 
@@ -498,6 +500,8 @@ void checkMemory() {
 const bool registered = [] {
     checkFaces();
     checkMemory();
+    constexpr std::size_t largestMesh = 1200 << 20;
+    keepMemory(largestMesh);
     registerBuilds();
     registerLocations();
     registerInterpolations();
