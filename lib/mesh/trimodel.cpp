@@ -34,6 +34,7 @@ struct Store : Model {
     RecordStore records;
     VertexGrid grid;
     AbscissaChain abscissae;
+    ResampledFunctions functions;
     HullSides sides;
     std::size_t flatFaces = 0;
     bool hadTurnedFaces = false; /* flat ones, the wrong way round */
@@ -1048,11 +1049,16 @@ PELTA_VECTORIZE void mix(float* ord, const float* low, double weight, int count)
     for (int i = 0; i < count; ++i) ord[i] = static_cast<float>(ord[i] * weight + low[i] * rest);
 }
 
-PELTA_VECTORIZE void addPlane(float* z1, const float* z2, const float* z3, double f1, double f2, int count) {
-    for (int i = 0; i < count; ++i) {
-        const double base = z1[i];
-        z1[i] = static_cast<float>(base + (z3[i] - base) * f1 + (z2[i] - base) * f2);
-    }
+PELTA_INLINE float onPlane(double z1, double z2, double z3, double f1, double f2) {
+    return static_cast<float>(z1 + (z3 - z1) * f1 + (z2 - z1) * f2);
+}
+
+PELTA_VECTORIZE void setPlanes(float* vel, const float* z1, const float* z2, const float* z3, double f1, double f2, int count) {
+    for (int i = 0; i < count; ++i) vel[i] = onPlane(z1[i], z2[i], z3[i], f1, f2);
+}
+
+PELTA_VECTORIZE void turnIntoPlanes(float* z1, const float* z2, const float* z3, double f1, double f2, int count) {
+    for (int i = 0; i < count; ++i) z1[i] = onPlane(z1[i], z2[i], z3[i], f1, f2);
 }
 
 }
@@ -1092,11 +1098,8 @@ void triModel::tri_initialize(double ix, double iy, float* vel, int numt, double
                                 distance(ix, iy, x3, y3));
     const double f1 = (dy * (x2 - x1) - (y2 - y1) * dx) / det;
     const double f2 = (dx * (y3 - y1) - (x3 - x1) * dy) / det;
-    if (vel == z1) return addPlane(vel, z2, z3, f1, f2, numt);
-    for (int i = 0; i < numt; ++i) {
-        const double base = z1[i];
-        vel[i] = static_cast<float>(base + (z3[i] - base) * f1 + (z2[i] - base) * f2);
-    }
+    if (vel == z1) turnIntoPlanes(vel, z2, z3, f1, f2, numt);
+    else setPlanes(vel, z1, z2, z3, f1, f2, numt);
 }
 
 // --- interpolation ---
@@ -1185,6 +1188,21 @@ void triModel::tri_extrap(Coord* x, Coord* y, float* a0, float* ainc, float* wrk
     mix(ord, wrk, fromNearest / distance(onNearestX, onNearestY, onNeighbourX, onNeighbourY), *nord);
 }
 
+namespace {
+
+/* A vertex's function on a grid: as it is kept, or else in scratch. */
+float* resampledFunction(triModel& mesh, const Vertex* vertex, float first, float spacing, int count, float* scratch) {
+    const auto resampleTo = [&](float* samples) {
+        mesh.tri_interpolate(abscissaeOf(vertex), ordinatesOf(vertex), vertex->nabs, first, spacing, count, samples);
+    };
+    if (const float* kept = storeOf(mesh.model).functions.values(vertex, first, spacing, count, resampleTo))
+        return const_cast<float*>(kept);
+    resampleTo(scratch);
+    return scratch;
+}
+
+}
+
 void triModel::triInterpolate(Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord, int* nord) {
     if (model && model->Cupdate) {
         const bool isRefreshed = tri_update();
@@ -1197,8 +1215,8 @@ void triModel::triInterpolate(Coord* x, Coord* y, float* a0, float* ainc, float*
     const EdgeUse* const side = model->Fcur->eu;
     const Vertex *v0 = startOf(side), *v1 = startOf(side->euCW), *v2 = startOf(side->euCCW);
     const int count = std::max(*nord, 0);
-    resampleVertex(*this, v0, a0, ainc, ord, nord);
-    resampleVertex(*this, v1, a0, ainc, wrk, nord);
-    resampleVertex(*this, v2, a0, ainc, wrk + count, nord);
-    tri_initialize(*x, *y, ord, count, v0->x, v0->y, ord, v1->x, v1->y, wrk, v2->x, v2->y, wrk + count);
+    float* const z0 = resampledFunction(*this, v0, *a0, *ainc, count, ord);
+    float* const z1 = resampledFunction(*this, v1, *a0, *ainc, count, wrk);
+    float* const z2 = resampledFunction(*this, v2, *a0, *ainc, count, wrk + count);
+    tri_initialize(*x, *y, ord, count, v0->x, v0->y, z0, v1->x, v1->y, z1, v2->x, v2->y, z2);
 }

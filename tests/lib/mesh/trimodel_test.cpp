@@ -726,6 +726,53 @@ TEST(TriModel, InsideTheHullAPlaneIsReproduced) {
     }
 }
 
+/* The three functions resampled by a model of their own, which keeps nothing. */
+std::vector<float> interpolatedAfresh(const Face* face, double x, double y, int count, float from, float step) {
+    std::vector<float> z[3];
+    const Vertex* const corners[3] = {face->eu->vu->v, face->eu->euCW->vu->v, face->eu->euCCW->vu->v};
+    triModel unset;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const float* const pairs = corners[i]->va;
+        const int n = corners[i]->nabs;
+        z[i] = resampled(unset, {pairs, pairs + n}, {pairs + n, pairs + 2 * n}, from, step, count);
+    }
+    unset.tri_initialize(x, y, z[0].data(), count, corners[0]->x, corners[0]->y, z[0].data(), corners[1]->x, corners[1]->y,
+                         z[1].data(), corners[2]->x, corners[2]->y, z[2].data());
+    return z[0];
+}
+
+TEST(TriModel, FunctionsOfFacesThatRepeatAreThoseOfTheVerticesAsTheyAre) {
+    std::mt19937 engine(16);
+    std::uniform_real_distribution<float> uniform(0.0f, 1.0f);
+    const auto randomFunction = [&] {
+        Function function;
+        for (std::size_t k = 0, pairs = 1 + engine() % 40; k < pairs; ++k) {
+            function.abscissae.push_back(static_cast<float>(k) + uniform(engine));
+            function.ordinates.push_back(uniform(engine));
+        }
+        return function;
+    };
+    Started mesh;
+    std::vector<std::pair<double, double>> places = {{0, 0}, {100, 0}, {100, 100}, {0, 100}};
+    for (int i = 0; i < 20; ++i) places.emplace_back(100 * uniform(engine), 100 * uniform(engine));
+    for (const auto& [x, y] : places) add(mesh, x, y, randomFunction());
+    double x = 50, y = 50;
+    float from = 0.0f, step = 0.1f;
+    int count = 100;
+    for (int i = 0; i < 5000; ++i) {
+        x = std::clamp(x + 4.0 * uniform(engine) - 2.0, 1.0, 99.0);
+        y = std::clamp(y + 4.0 * uniform(engine) - 2.0, 1.0, 99.0);
+        const std::vector<float> result = interpolated(mesh, x, y, count, from, step);
+        ASSERT_EQ(result, interpolatedAfresh(mesh.model->Fcur, x, y, count, from, step)) << i;
+        const auto [placeX, placeY] = places[engine() % places.size()];
+        if (i % 50 == 10) add(mesh, placeX, placeY, randomFunction());
+        if (i % 50 == 20) mesh.model->Fcur->eu->vu->v->va[0] -= 0.1f;
+        if (i % 50 == 30) step = 0.1f + 0.01f * uniform(engine);
+        if (i % 50 == 40) count = 1 + static_cast<int>(engine() % 5000);
+        if (i % 500 == 45) add(mesh, x, y, randomFunction());
+    }
+}
+
 TEST(TriModel, WithoutPointsItSaysSoAndGivesZeros) {
     Started mesh;
     const Printed printed = printedBy([&] { EXPECT_EQ(interpolated(mesh, 3, 4), std::vector<float>(5, 0.0f)); });
