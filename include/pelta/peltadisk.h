@@ -15,7 +15,8 @@
  * retried:
  *   "peltaDiskOpen, Error with open: %s\n"       (likewise "write")
  *   "peltaDiskRead, Error with lseek64: %s\n"    (likewise "read" and "write", with the name of the function that was called)
- * A store belongs to one thread at a time. */
+ * A transfer seeks by the distance from offset, unless it goes on where the calling thread's last one ended: whoever moves the
+ * file himself sets offset to where it then stands. A store belongs to one thread at a time. */
 
 /* A block store, made by peltaDiskOpen. */
 typedef struct peltaDisk {

@@ -1,6 +1,7 @@
 #include <pelta/peltadisk.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 #include "scratchfile.h"
@@ -23,28 +24,83 @@ bool distanceTo(const peltaDisk& disk, std::size_t block, std::size_t start, off
            !__builtin_sub_overflow(position, disk.offset, &distance);
 }
 
-/* Moves the file to byte start of the block; false with errno set when it cannot. Made also where the file stands there already:
- * that is how a descriptor that the caller has closed or exchanged is told from a device that fails, and how a file that stands
- * elsewhere than offset says gets its true position back. */
+/* Changes whenever a store is opened or closed and whenever a transfer fails, in any thread. */
+std::atomic<unsigned> upheavals = 0;
+
+/* Where the last transfer of this thread has left its store's file. Only as long as all of this agrees does the file stand where
+ * the store says: after an upheaval the record, the descriptor's number or the offset may mean another place. */
+struct Standing {
+    const peltaDisk* store = nullptr;
+    int file = -1;
+    off_t offset = 0;
+    unsigned upheavals = 0;
+    bool operator==(const Standing&) const = default;
+};
+constinit thread_local Standing lastStanding;
+
+Standing standingOf(const peltaDisk& disk) {
+    return {&disk, disk.peltaFile, disk.offset, upheavals.load(std::memory_order_relaxed)};
+}
+
+void forgetStandings() { upheavals.fetch_add(1, std::memory_order_relaxed); }
+
+/* Whether the file is known to stand at byte start of the block, as for block after block in order. */
+bool standsAt(const peltaDisk& disk, std::size_t block, std::size_t start) {
+    off_t distance;
+    return distanceTo(disk, block, start, distance) && distance == 0 && lastStanding == standingOf(disk);
+}
+
+/* Moves the file to byte start of the block; false with errno set when it cannot. Also a file that may well stand there is moved:
+ * that is how a descriptor that the caller has closed or exchanged is told from a device that fails. */
 bool seek(peltaDisk& disk, std::size_t block, std::size_t start) {
     off_t distance;
     const bool exists = distanceTo(disk, block, start, distance);
     if (!exists) errno = EINVAL;  // what the system says of other positions that a file cannot have
     disk.offset = exists ? ::lseek(disk.peltaFile, distance, SEEK_CUR) : -1;
+    if (disk.offset < 0) forgetStandings();
     return disk.offset >= 0;
 }
 
-/* Takes a transfer's count into the store's position. Kept on purpose: also the -1 of one that failed. */
-int finish(peltaDisk& disk, ssize_t count, const char* function, const char* step) {
+struct Transferred {
+    bool hasFound; /* its place; if not, errno is that of the seek */
+    ssize_t count; /* or -1 with errno set */
+};
+
+/* Moves size bytes at byte start of the block. The seek that a known standing spares is made up for when the transfer fails, so
+ * that failures are told apart as if it had come first. Kept on purpose: the -1 of a failed transfer goes into the offset too. */
+template <class Move>
+Transferred transfer(peltaDisk& disk, std::size_t block, std::size_t start, std::size_t size, Move move) {
+    const bool isThere = standsAt(disk, block, start);
+    if (!isThere && !seek(disk, block, start)) return {false, -1};
+    const ssize_t count = move(disk.peltaFile);
+    if (count < 0) {
+        const int error = errno;
+        if (isThere && !seek(disk, block, start)) return {false, -1};
+        errno = error;
+        forgetStandings();
+    }
     disk.offset += count;
-    return count < 0 ? failed(function, step) : static_cast<int>(count);  // the system moves less than 2 GiB at once
+    const bool isWhole = count >= 0 && static_cast<std::size_t>(count) == size;
+    lastStanding = isWhole ? standingOf(disk) : Standing{};
+    return {true, count};
+}
+
+/* The count, or -1 with the failure printed. */
+int resultOf(const Transferred& transferred, const char* function, const char* step) {
+    if (!transferred.hasFound) return failed(function, "lseek64");
+    if (transferred.count < 0) return failed(function, step);
+    return static_cast<int>(transferred.count);  // the system moves less than 2 GiB at once
 }
 
 /* Kept on purpose: block blkTotal, one past the end, may be read. */
 int readRange(const char* function, peltaDisk& disk, std::size_t block, std::size_t start, std::size_t size, float* data) {
     if (block > disk.blkTotal) return -1;
-    if (!seek(disk, block, start)) return failed(function, "lseek64");
-    return finish(disk, ::read(disk.peltaFile, data, size), function, "read");
+    const auto read = [&](int file) { return ::read(file, data, size); };
+    return resultOf(transfer(disk, block, start, size, read), function, "read");
+}
+
+Transferred writeRange(peltaDisk& disk, std::size_t block, std::size_t start, std::size_t size, const float* data) {
+    return transfer(disk, block, start, size, [&](int file) { return ::write(file, data, size); });
 }
 
 constexpr off_t smallStore = 1 << 16;  // bytes that are written in the time that setting space aside takes
@@ -89,6 +145,7 @@ peltaDisk* withdrawn(peltaDisk* disk) {
 
 peltaDisk* peltaDiskOpen(size_t blksize, size_t blktotal, char* buffer) {
     constexpr char function[] = "peltaDiskOpen";
+    forgetStandings();
     auto* const disk = static_cast<peltaDisk*>(std::malloc(sizeof(peltaDisk)));
     if (!disk) {
         failed(function, "open");
@@ -125,6 +182,7 @@ peltaDisk* peltaDiskOpen(size_t blksize, size_t blktotal, char* buffer) {
 
 /* Kept on purpose: removes the name although it went when the store was opened, and leaves the record as it is. */
 void peltaDiskClose(peltaDisk* disk) {
+    forgetStandings();
     ::close(disk->peltaFile);
     ::unlink(disk->peltaName);
 }
@@ -138,21 +196,19 @@ int peltaDiskReadPartial(peltaDisk* disk, size_t blknum, size_t start, size_t si
 }
 
 int peltaDiskWrite(peltaDisk* disk, size_t blknum, float* data) {
-    constexpr char function[] = "peltaDiskWrite";
     // Kept on purpose: the only way for a store to grow is the last block that starts within 32 bits.
     constexpr std::size_t last32BitPosition = 4294967295;
-    if (!seek(*disk, blknum, 0)) return failed(function, "lseek64");
-    if (disk->blkSize != 0 && blknum == last32BitPosition / disk->blkSize) ++disk->blkTotal;
-    return finish(*disk, ::write(disk->peltaFile, data, disk->blkSize), function, "write");
+    const Transferred written = writeRange(*disk, blknum, 0, disk->blkSize, data);
+    if (written.hasFound && disk->blkSize != 0 && blknum == last32BitPosition / disk->blkSize) ++disk->blkTotal;
+    return resultOf(written, "peltaDiskWrite", "write");
 }
 
 int peltaDiskWritePartial(peltaDisk* disk, size_t blknum, size_t start, size_t size, float* data) {
     constexpr char function[] = "peltaDiskWritePartial";
-    if (!seek(*disk, blknum, start)) {
-        std::printf("%s, Error with lseek64: %s   blknum=%d start=%d size=%d\n", function, std::strerror(errno),
-                    static_cast<int>(blknum), static_cast<int>(start), static_cast<int>(size));
-        std::fflush(stdout);
-        return -1;
-    }
-    return finish(*disk, ::write(disk->peltaFile, data, size), function, "write");
+    const Transferred written = writeRange(*disk, blknum, start, size, data);
+    if (written.hasFound) return resultOf(written, function, "write");
+    std::printf("%s, Error with lseek64: %s   blknum=%d start=%d size=%d\n", function, std::strerror(errno),
+                static_cast<int>(blknum), static_cast<int>(start), static_cast<int>(size));
+    std::fflush(stdout);
+    return -1;
 }

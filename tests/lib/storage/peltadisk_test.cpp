@@ -13,6 +13,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -272,37 +273,212 @@ TEST_F(PeltaDisk, ClaimsMoreThan4GiB) {
     EXPECT_EQ(claimed, std::int64_t{5000} << 20);
 }
 
-TEST_F(PeltaDisk, SeeksForEveryTransferByTheDistanceFromItsOffset) {
-    const Store store = quietlyOpened(100, 10);
-    std::string data = block('a');
-    FaultySystem system;
-    for (int k = 0; k < 3; ++k) writeBlock(*store, k, 'a');
-    readBlock(*store, 5);
-    peltaDiskReadPartial(store.get(), 4, 20, 30, asFloats(data));
-    peltaDiskWritePartial(store.get(), 4, 50, 20, asFloats(data));
-
+/* By how far the store seeks meanwhile. */
+std::vector<std::int64_t> seeksOf(const std::function<void()>& work) {
     std::vector<std::int64_t> distances;
+    FaultySystem system;
+    work();
     for (const CallRecord& call : system.calls())
         if (call.call == SystemCall::lseek && call.kind == SEEK_CUR) distances.push_back(call.argument);
-    EXPECT_EQ(distances, (std::vector<std::int64_t>{0, 0, 0, 200, -180, 0}));
-    EXPECT_EQ(system.count(SystemCall::lseek), 6);
+    return distances;
+}
+using Seeks = std::vector<std::int64_t>;
+
+TEST_F(PeltaDisk, SeeksByTheDistanceFromItsOffsetUnlessItGoesOnWhereItEnded) {
+    const Store store = quietlyOpened(100, 10);
+    std::string data = block('a');
+    EXPECT_EQ(seeksOf([&] {
+                  for (int k = 0; k < 3; ++k) writeBlock(*store, k, 'a');
+                  readBlock(*store, 3);
+                  readBlock(*store, 5);
+                  peltaDiskReadPartial(store.get(), 4, 20, 30, asFloats(data));
+                  peltaDiskWritePartial(store.get(), 4, 50, 20, asFloats(data));
+                  peltaDiskReadPartial(store.get(), 4, 70, 30, asFloats(data));
+                  writeBlock(*store, 5, 'b');
+                  writeBlock(*store, 5, 'c');
+              }),
+              (Seeks{0, 100, -180, -100}));
+    EXPECT_EQ(readBlock(*store, 5), block('c'));
 }
 
-TEST_F(PeltaDisk, SaysThatItCannotSeekWhenTheCallerHasClosedItsFile) {
+TEST_F(PeltaDisk, SeeksForTheFirstTransferAfterOpeningAndClosing) {
     const Store store = quietlyOpened(100, 3);
-    writeBlock(*store, 0, 'a');
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 0); }), Seeks{0});
+    Store other = quietlyOpened(100, 3);
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 1); }), Seeks{0});
+    other.reset();
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 2); }), Seeks{0});
+}
+
+/* Memory and number of a store that was closed are those of the next one as a rule; its file stands at the start. */
+TEST_F(PeltaDisk, SeeksForTheFirstTransferOfAStoreInThePlaceOfAnother) {
+    Store store = quietlyOpened(0, 3);
+    const peltaDisk before = *store;
+    const peltaDisk* const place = store.get();
+    readBlock(*store, 0);
+    store.reset();
+    store = quietlyOpened(0, 3);
+    if (store.get() != place || store->peltaFile != before.peltaFile) GTEST_SKIP() << "the system gave it another";
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 0); }), Seeks{0});
+}
+
+TEST_F(PeltaDisk, SeeksWhenAnotherStoreHasBeenAtWorkInBetween) {
+    const Store store = quietlyOpened(100, 3), other = quietlyOpened(100, 3);
+    EXPECT_EQ(seeksOf([&] {
+                  readBlock(*store, 0);
+                  readBlock(*other, 0);
+                  readBlock(*store, 1);
+                  readBlock(*store, 2);
+              }),
+              (Seeks{0, 0, 0}));
+}
+
+TEST_F(PeltaDisk, SeeksAfterATransferThatWasCutShort) {
+    const Store store = quietlyOpened(100, 3);
+    std::string data = block('?');
+    readBlock(*store, 0);
+    {
+        FaultySystem system;
+        system.shorten(SystemCall::read, 1, 25);
+        readBlock(*store, 1);
+        EXPECT_EQ(system.count(SystemCall::lseek), 0);
+    }
+    EXPECT_EQ(seeksOf([&] { peltaDiskReadPartial(store.get(), 1, 25, 75, asFloats(data)); }), Seeks{0});
+    EXPECT_EQ(seeksOf([&] { peltaDiskReadPartial(store.get(), 2, 0, 200, asFloats(data)); }), Seeks{});
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 3); }), Seeks{0});
+}
+
+TEST_F(PeltaDisk, SeeksAfterAnyFailureInWhateverThread) {
+    const Store store = quietlyOpened(100, 4), other = quietlyOpened(100, 4);
+    readBlock(*store, 0);
+    const auto failElsewhere = [&](SystemCall call) {
+        std::thread([&] {
+            printedBy([&] {
+                FaultySystem system;
+                system.fail(call, 1, EIO);
+                readBlock(*other, 0);
+            });
+        }).join();
+    };
+    failElsewhere(SystemCall::read);
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 1); }), Seeks{0});
+    failElsewhere(SystemCall::lseek);
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 2); }), Seeks{0});
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 3); }), Seeks{});
+}
+
+/* A failed transfer of another thread leaves the offset where one of this thread ended, but the file a byte further. */
+TEST_F(PeltaDisk, SeeksWhenAnotherThreadHasFailedOnTheStore) {
+    const Store store = quietlyOpened(100, 4);
+    std::string data = block('?');
+    for (int k = 0; k < 4; ++k) writeBlock(*store, k, static_cast<char>('a' + k));
+    readBlock(*store, 0);
+    std::thread([&] {
+        peltaDiskReadPartial(store.get(), 1, 0, 1, asFloats(data));
+        printedBy([&] {
+            FaultySystem system;
+            system.fail(SystemCall::read, 1, EIO);
+            peltaDiskReadPartial(store.get(), 1, 1, 1, asFloats(data));
+        });
+    }).join();
+    ASSERT_EQ(store->offset, 100);
+    ASSERT_EQ(positionOf(*store), 101);
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 1); }), Seeks{0});
+    EXPECT_EQ(store->offset, 201);
+}
+
+TEST_F(PeltaDisk, SeeksWhenItsThreadOrItsRecordIsAnother) {
+    const Store store = quietlyOpened(100, 4);
+    readBlock(*store, 0);
+    std::thread([&] { EXPECT_EQ(seeksOf([&] { readBlock(*store, 1); }), Seeks{0}); }).join();
+    EXPECT_EQ(seeksOf([&] { readBlock(*store, 2); }), Seeks{0});
+    peltaDisk copy = *store;
+    EXPECT_EQ(seeksOf([&] { readBlock(copy, 3); }), Seeks{0});
+}
+
+TEST_F(PeltaDisk, SeeksWhenTheCallerHasExchangedItsFileOrMovedIt) {
+    const Store store = quietlyOpened(100, 3);
+    for (int k = 0; k < 3; ++k) writeBlock(*store, k, static_cast<char>('a' + k));
+    readBlock(*store, 0);
+    const int number = store->peltaFile;
+    store->peltaFile = dup(number);
+    EXPECT_EQ(seeksOf([&] { EXPECT_EQ(readBlock(*store, 1), block('b')); }), Seeks{0});
     close(store->peltaFile);
-    const Printed printed = printedBy([&] { EXPECT_EQ(writeBlock(*store, 1, 'b'), -1); });  // where the file stands already
-    EXPECT_EQ(printed.text, message("peltaDiskWrite, Error with lseek64", EBADF));
-    EXPECT_EQ(store->offset, -1);
+    store->peltaFile = number;
+
+    store->offset = lseek(number, 10, SEEK_SET);
+    EXPECT_EQ(seeksOf([&] { EXPECT_EQ(readBlock(*store, 1), block('b')); }), Seeks{90});
+    store->offset = 150;
+    EXPECT_EQ(seeksOf([&] { EXPECT_EQ(readBlock(*store, 2), block('c', 50)); }), Seeks{50});
+    EXPECT_EQ(store->offset, 300);
 }
 
 TEST_F(PeltaDisk, LearnsWhereItsFileStandsFromEachSeek) {
     const Store store = quietlyOpened(100, 3);
     for (int k = 0; k < 3; ++k) writeBlock(*store, k, static_cast<char>('a' + k));
-    lseek(store->peltaFile, 110, SEEK_SET);
-    EXPECT_EQ(readBlock(*store, 3), block('b', 90) + block('c', 10));
+    lseek(store->peltaFile, 10, SEEK_CUR);
+    EXPECT_EQ(readBlock(*store, 1), block('b', 90) + block('c', 10));
     EXPECT_EQ(store->offset, 210);
+}
+
+TEST_F(PeltaDisk, SaysThatItCannotSeekWhenTheCallerHasClosedItsFile) {
+    std::string data = block('b');
+    const auto textOf = [&](auto transfer) {
+        const Store store = quietlyOpened(100, 3);
+        writeBlock(*store, 0, 'a');
+        close(store->peltaFile);
+        const Printed printed = printedBy([&] { EXPECT_EQ(transfer(store.get()), -1); });  // where the file stands already
+        EXPECT_EQ(printed.unflushed, 0u);
+        EXPECT_EQ(store->offset, -1);
+        return printed.text;
+    };
+    EXPECT_EQ(textOf([&](peltaDisk* disk) { return peltaDiskWrite(disk, 1, asFloats(data)); }),
+              message("peltaDiskWrite, Error with lseek64", EBADF));
+    EXPECT_EQ(textOf([&](peltaDisk* disk) { return peltaDiskWritePartial(disk, 1, 0, 8, asFloats(data)); }),
+              std::string("peltaDiskWritePartial, Error with lseek64: ") + strerror(EBADF) + "   blknum=1 start=0 size=8\n");
+    EXPECT_EQ(textOf([&](peltaDisk* disk) { return peltaDiskRead(disk, 1, asFloats(data)); }),
+              message("peltaDiskRead, Error with lseek64", EBADF));
+    EXPECT_EQ(textOf([&](peltaDisk* disk) { return peltaDiskReadPartial(disk, 1, 0, 8, asFloats(data)); }),
+              message("peltaDiskReadPartial, Error with lseek64", EBADF));
+}
+
+TEST_F(PeltaDisk, TellsAFailedTransferByItsOwnErrorWhereItWentOnWithoutASeek) {
+    const Store store = quietlyOpened(100, 3);
+    for (const SystemCall call : {SystemCall::read, SystemCall::write}) {
+        writeBlock(*store, 0, 'a');
+        const Printed printed = printedBy([&] {
+            FaultySystem system;
+            system.fail(call, 1, ENXIO);
+            system.answerBy([](CallRecord& record) {
+                if (record.call == SystemCall::lseek) errno = EINTR;  // a success may leave any
+                return std::optional<std::int64_t>();
+            });
+            if (call == SystemCall::read) EXPECT_EQ(readBlock(*store, 1), "");
+            else EXPECT_EQ(writeBlock(*store, 1, 'b'), -1);
+            EXPECT_EQ(system.count(SystemCall::lseek), 1);
+        });
+        EXPECT_EQ(printed.text, call == SystemCall::read ? message("peltaDiskRead, Error with read", ENXIO)
+                                                         : message("peltaDiskWrite, Error with write", ENXIO));
+        EXPECT_EQ(store->offset, 99);
+        EXPECT_EQ(positionOf(*store), 100);
+        EXPECT_EQ(seeksOf([&] { writeBlock(*store, 0, 'a'); }), Seeks{-99});
+        store->offset = positionOf(*store);
+        EXPECT_EQ(seeksOf([&] { readBlock(*store, 1); }).size(), 1u);
+    }
+}
+
+TEST_F(PeltaDisk, DoesNotGrowWhenNeitherTheTransferNorTheSeekAfterItWorks) {
+    const Store store = quietlyOpened(1 << 20, 0);
+    writeBlock(*store, 4094, 'a');
+    printedBy([&] {
+        FaultySystem system;
+        system.fail(SystemCall::write, 1, EIO);
+        system.fail(SystemCall::lseek, 1, EIO);
+        EXPECT_EQ(writeBlock(*store, 4095, 'b'), -1);
+        EXPECT_TRUE(system.allFaultsMet());
+    });
+    EXPECT_EQ(store->blkTotal, 0u);
+    EXPECT_EQ(store->offset, -1);
 }
 
 TEST_F(PeltaDisk, ReportsAFailedTransferOnceWithoutTryingAgain) {
