@@ -10,8 +10,6 @@
 
 namespace pelta {
 
-void registerStepCommands();
-
 namespace {
 
 constexpr int workFailed = 1, wrongUsage = 2;
@@ -55,17 +53,11 @@ int complainOfUsage(const CLI::App& app, const CLI::ParseError& error) {
 
 int runCommandLine(int argc, char** argv) {
     CLI::App app("Seismic trace processing on SEG-Y files.", "pelta");
-    app.set_version_flag("--version", PELTA_VERSION);
-    app.require_subcommand(1);
+    const std::vector<Subcommand> subcommands = defineCommandLine(app);
     app.footer(
         "Example:\n  pelta synth line.sgy && pelta bandpass line.sgy filtered.sgy --corners 5,10,60,80\n"
-        "`pelta COMMAND --help` tells more. Exit status: 0 done, 1 the data or the work failed, 2 wrong usage.");
-    std::vector<std::pair<CLI::App*, std::function<int()>>> actions;
-    for (const Command& command : commands()) {
-        CLI::App* subcommand = app.add_subcommand(command.name, command.summary);
-        subcommand->footer("Example:\n  " + command.example);
-        actions.emplace_back(subcommand, command.define(*subcommand));
-    }
+        "`pelta COMMAND --help` tells more, as does `man pelta-COMMAND`. Exit status: 0 done, 1 the data or the work failed, 2 "
+        "wrong usage.");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
@@ -73,8 +65,8 @@ int runCommandLine(int argc, char** argv) {
         if (app.get_subcommands().empty() && !unknownText(app).empty()) return complainOfUsage(app, request);
         return app.exit(request);
     } catch (const CLI::ParseError& error) { return complainOfUsage(app, error); }
-    for (const auto& [subcommand, action] : actions)
-        if (subcommand->parsed()) return action();
+    for (const Subcommand& subcommand : subcommands)
+        if (subcommand.app->parsed()) return subcommand.run();
     return 0;
 }
 
@@ -85,7 +77,6 @@ int main(int argc, char** argv) {
     try {
         pelta::occupyStandardDescriptors();
         pelta::removeUnfinishedFilesOnSignals();
-        pelta::registerStepCommands();
         return pelta::runCommandLine(argc, argv);
     } catch (const pelta::UsageError& error) {
         return pelta::complain(pelta::wrongUsage, error.what());

@@ -38,7 +38,8 @@ TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
          "pelta: unknown option --cornes, did you mean '--corners'? (see pelta bandpass --help)\n"},
         {"gain a b c", "pelta: gain: 'c' is one argument too many (see pelta gain --help)\n"},
         {"gain a b --window soon", "pelta: --window: 'soon' is not a whole number\n"},
-        {"gain a b --endian middle", "pelta: --endian: 'middle' is neither big nor little, did you mean 'little'?\n"},
+        {"gain a b --endian middle",
+         "pelta: --endian: 'middle' is none of big, little, did you mean 'little'? (see pelta gain --help)\n"},
         {"gain", "pelta: gain: IN and OUT are needed; see pelta gain --help\n"},
         {"run", "pelta: FLOW is required (see pelta run --help)\n"},
     };
@@ -239,7 +240,7 @@ TEST_F(CommandLine, CountsTracesInTheLedgerOfTheInstallation) {
     std::filesystem::create_directories(home + "/linux/lib");
     const std::string environment = "export PELTA_HOME=" + home + " LOGNAME=ann; ";
     for (int k = 0; k < 2; ++k)
-        ASSERT_EQ(runShell(environment + PELTA_COMMAND + " pick " + line + " - --line 'north 7' > /dev/null").status, 0);
+        ASSERT_EQ(runShell(environment + PELTA_COMMAND + " pick " + line + " - --ledger-line 'north 7' > /dev/null").status, 0);
     const Outcome ledger = runShell(environment + PELTA_COMMAND + " ledger");
     EXPECT_EQ(ledger.status, 0);
     ASSERT_EQ(linesOf(ledger.out).size(), 3u) << ledger.out;

@@ -192,7 +192,7 @@ TEST_F(Refract, FitsOtherRecordsWhereOneHasTooFewPicks) {
     EXPECT_EQ(table().text(2, "velocity_m_per_s"), "");
     EXPECT_NE(outcome.out.find("       3    +      3  no fit: 3 picks in the window; 4 are needed\n"), std::string::npos)
         << outcome.out;
-    ASSERT_EQ(refract("--overwrite --least 3 --picks " + (folder / "few.csv") + windows).status, 0);
+    ASSERT_EQ(refract("--overwrite --least-picks 3 --picks " + (folder / "few.csv") + windows).status, 0);
     EXPECT_NEAR(table().number(2, "velocity_m_per_s"), refractorVelocity, 0.02);
 }
 

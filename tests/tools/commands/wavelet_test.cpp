@@ -11,7 +11,7 @@ Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_
 TEST(WaveletCommand, WritesWaveletsFilterAndSpectra) {
     const TemporaryFolder folder;
     const std::string samples = folder / "wavelets.csv", spectra = folder / "spectra.csv";
-    const Outcome outcome = pelta("wavelet " + samples + " --frequency 30 --interval-ms 2 --spectra " + spectra);
+    const Outcome outcome = pelta("wavelet " + samples + " --frequency 30 --interval 2 --spectra " + spectra);
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_TRUE(
         outcome.out.starts_with("Ricker wavelet of 30 Hz: 31 samples at 2 ms, time 0 at 30 ms (zero phase), 0 ms (minimum "

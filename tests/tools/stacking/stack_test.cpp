@@ -255,7 +255,7 @@ TEST_F(StackCommand, AddsStepsAndStackToTheHistory) {
 TEST_F(StackCommand, CountsTheTracesItReadInTheLedger) {
     std::filesystem::create_directories(folder / "home/linux/lib");
     const std::string variables = "PELTA_HOME=" + (folder / "home") + " LOGNAME=stacker ";
-    ASSERT_EQ(runShell(variables + PELTA_COMMAND " stack " + line + " " + out + " --area north").status, 0);
+    ASSERT_EQ(runShell(variables + PELTA_COMMAND " stack " + line + " " + out + " --ledger-area north").status, 0);
     const Outcome ledger = runShell(variables + PELTA_COMMAND " ledger --process pelta-stack");
     EXPECT_NE(ledger.out.find("160"), std::string::npos) << ledger.out;
 }

@@ -34,7 +34,7 @@ class VelocityCommand : public testing::Test {
 };
 
 TEST_F(VelocityCommand, BecomesATimeSlice) {
-    const Outcome outcome = pelta("velocity " + area + " " + grid + " --time 500 --area -50,0,100,50 --spacing 50");
+    const Outcome outcome = pelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
@@ -43,9 +43,10 @@ TEST_F(VelocityCommand, BecomesATimeSlice) {
     EXPECT_TRUE(contentsOf(grid).starts_with("ncols 4\nnrows 2\nxllcenter -50\nyllcenter 0\ncellsize 50\nNODATA_value -9999\n"))
         << contentsOf(grid);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n2600 2600 2650 2700\n2550 2500 2550 2600\n")) << contentsOf(grid);
-    ASSERT_EQ(pelta("velocity " + area + " " + grid + " --time 500 --area -50,0,100,50 --spacing 50 --only-inside --overwrite")
-                  .status,
-              0);
+    ASSERT_EQ(
+        pelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50 --only-inside --overwrite")
+            .status,
+        0);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n-9999 2600 2650 2700\n-9999 2500 2550 2600\n")) << contentsOf(grid);
 }
 
@@ -175,7 +176,8 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     check("velocity " + unsorted + " " + grid + " --time 500", 2, unsorted + ":4" + noTimes);
     check("velocity " + one + " " + grid + " --time 500", 2,
           one + ": one function that holds everywhere; a field has a column cdp, or columns x and y");
-    check("velocity " + point + " " + grid + " --time 500", 2, point + ": one place has no extent; --area X,Y,X,Y tells which");
+    check("velocity " + point + " " + grid + " --time 500", 2,
+          point + ": one place has no extent; --region LEFT,RIGHT,BOTTOM,TOP tells which");
     check("velocity " + cdps + " " + grid + " --time 500", 2,
           cdps +
               ": its CDPs have no coordinates: there are no columns x and y, and no file whose headers could be looked through "
@@ -183,15 +185,15 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     check(velocity, 2, "velocity: give one of --time, --section and --cdps");
     check(velocity + "--time 500 --cdps 101,134", 2, "velocity: give one of --time, --section and --cdps");
     check(velocity + "--time 500 --velocity-by cdp", 2, "--velocity-by cdp knows no map: --cdps FIRST,LAST makes a section");
-    check(velocity + "--time 500 --area 100,0,0,100", 2, "--area: 100 to 0 do not ascend");
-    check(velocity + "--time 500 --area 0,0,5e7,5e7", 2, "--area: x 5e+07, y 5e+07 lies too far out");
+    check(velocity + "--time 500 --region 100,0,0,100", 2, "--region: 100 to 0 do not ascend");
+    check(velocity + "--time 500 --region 0,5e7,0,5e7", 2, "--region: x 5e+07, y 5e+07 lies too far out");
     check(velocity + "--time 500 --times 0,100", 2,
           "--times and --time-spacing: are for a section, which --section or --cdps makes");
     check(velocity + "--time 500 --spacing 1000", 2, "velocity: a grid of 1 by 1 nodes, expected two each way");
     check(velocity + "--time 500 --spacing 0.001", 2,
           "velocity: a grid of 120001 by 120001 nodes is too large; a larger spacing makes fewer");
     check(velocity + "--section 5,5,5,5", 2, "--section: both ends are x 5, y 5");
-    check(velocity + "--section 0,0,5,5 --area 0,0,5,5", 2, "--area: is for a time slice, which --time makes");
+    check(velocity + "--section 0,0,5,5 --region 0,5,0,5", 2, "--region: is for a time slice, which --time makes");
     check(velocity + "--section 0,0,5,5 --times 100,100", 2, "--times: 100 to 100 do not ascend");
     check(velocity + "--cdps 101,134", 2, "--cdps: --line names the file whose trace headers tell where they lie");
     check(velocity + "--cdps 134,101 --line " + line, 2, "--cdps: 134 to 101 do not ascend");

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "commands/helpformat.h"
+
 namespace pelta {
 namespace {
 
@@ -19,6 +21,24 @@ CommandRegistration::CommandRegistration(Command command) {
     const auto place = std::lower_bound(list.begin(), list.end(), command.name,
                                         [](const Command& known, const std::string& name) { return known.name < name; });
     list.insert(place, std::move(command));
+}
+
+void registerStepCommands();
+
+std::vector<Subcommand> defineCommandLine(CLI::App& app) {
+    registerStepCommands();
+    app.formatter(std::make_shared<HelpFormat>());
+    app.set_version_flag("--version", PELTA_VERSION, "print the version and exit");
+    app.set_help_flag("-h,--help", "print this help and exit");
+    app.require_subcommand(1);
+    std::vector<Subcommand> subcommands;
+    for (const Command& command : commands()) {
+        CLI::App* subcommand = app.add_subcommand(command.name, command.summary);
+        const std::string details = command.details.empty() ? "" : command.details + "\n\n";
+        subcommand->footer(details + "Example:\n  " + command.example);
+        subcommands.push_back({&command, subcommand, command.define(*subcommand)});
+    }
+    return subcommands;
 }
 
 }

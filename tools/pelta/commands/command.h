@@ -13,11 +13,13 @@ namespace pelta {
  * values live as long as the program. */
 struct Command {
     std::string name;
-    std::string summary;
+    std::string summary; /* what it does, without a stop */
     std::string example;
     /* Adds options to its subcommand and returns what to do when it was called: the exit status, or a thrown Failure or
      * UsageError. */
     std::function<std::function<int()>(CLI::App&)> define;
+    std::string details = {};                  /* paragraphs, a line each */
+    std::vector<std::string> environment = {}; /* variables that it reads */
 };
 
 /* All commands in their order of registration's names. */
@@ -26,6 +28,16 @@ const std::vector<Command>& commands();
 struct CommandRegistration {
     explicit CommandRegistration(Command command);
 };
+
+/* A command as a subcommand of the program. */
+struct Subcommand {
+    const Command* command;
+    CLI::App* app;
+    std::function<int()> run;
+};
+
+/* The whole command line: what `pelta` takes, steps of flows included. Called once. */
+std::vector<Subcommand> defineCommandLine(CLI::App& app);
 
 }
 

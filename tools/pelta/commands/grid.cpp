@@ -107,8 +107,6 @@ void checkOptions(const Request& request) {
     if (request.converge && !(*request.converge > 0.0)) failUsage("--converge: {:g} is not above 0", *request.converge);
     if (request.map.contourStep && !(*request.map.contourStep >= 0.0))
         failUsage("--contours: {:g} is no distance of values", *request.map.contourStep);
-    if (request.size[0] < 300 || request.size[1] < 200 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 300,200 .. 30000,30000", request.size[0], request.size[1]);
     for (std::int64_t count : request.nodes)
         if (count < 4 || count > 1000000000) failUsage("--nodes: {} lies outside 4 .. 1000000000", count);
 }
@@ -328,33 +326,41 @@ std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
     Settings& settings = request->settings;
     app.add_option("IN", request->input, "file of points: text, one point a line, or SEG-Y (.sgy, .segy); - is standard input")
-        ->required();
+        ->required()
+        ->type_name("FILE");
     app.add_option("OUT", request->output,
-                   "grid file to write: .asc (ESRI text), or .bin or .img (floats) with a header .hdr beside it");
-    app.add_option("--x", request->x, "column of x: heading or number (1); in SEG-Y a header word (cdp_x, or as z asks)");
-    app.add_option("--y", request->y, "column of y: heading or number (2); in SEG-Y a header word");
-    app.add_option("--z", request->z,
-                   "column of the values: heading or number (3); in SEG-Y a header word, pick (first breaks, ms) or\n"
-                   "traces (how many there are at a place)");
+                   "grid file to write: .asc (ESRI text), or .bin or .img (floats) with a header .hdr beside it")
+        ->type_name("FILE");
+    app.add_option("--x", request->x, "column of x, heading or number; in SEG-Y a header word (1; cdp_x, or as z asks)")
+        ->type_name("WORD");
+    app.add_option("--y", request->y, "column of y, heading or number; in SEG-Y a header word (2; cdp_y, or as z asks)")
+        ->type_name("WORD");
+    app.add_option(
+           "--z", request->z,
+           "column of the values, heading or number; in SEG-Y a header word, pick (first breaks, ms) or traces (how many "
+           "there are at a place) (3; in SEG-Y none)")
+        ->type_name("WORD");
     app.add_flag("--segy", request->isSegy, "IN is SEG-Y whatever its name");
     request->inputOptions.add(app);
-    app.add_option("--picks", request->picksName, "CSV file of first breaks for --z pick (the word of --map pick=)");
-    app.add_option("--word-unit", request->wordUnit, "unit of the picks in trace headers: ms, us or samples; 0 is no pick")
-        ->check(CLI::IsMember({"ms", "us", "samples"}))
-        ->capture_default_str();
-    app.add_option("--region", request->region, "left,right,bottom,top of the grid (round the points)")
+    app.add_option("--picks", request->picksName, "CSV file of first breaks for --z pick (the word of --map pick=)")
+        ->type_name("FILE");
+    addWordUnit(app, request->wordUnit);
+    app.add_option("--region", request->region, "edges of the grid (round the points)")
         ->delimiter(',')
-        ->expected(4);
+        ->expected(4)
+        ->type_name("LEFT,RIGHT,BOTTOM,TOP");
     app.add_option("--spacing", request->spacing,
                    "distance of nodes along x and y: 25 or 25,50 (about half that of the points)")
         ->delimiter(',')
-        ->expected(1, 2);
+        ->expected(1, 2)
+        ->type_name("X[,Y]");
     app.add_option("--nodes", request->nodes, "number of nodes along x and y instead of a spacing: 201,101")
         ->delimiter(',')
-        ->expected(2);
+        ->expected(2)
+        ->type_name("X,Y");
     app.add_option("--block", request->block,
-                   "one point for all that are nearest to one node: their mean or median; none takes the nearest of them")
-        ->check(CLI::IsMember({"none", "mean", "median"}))
+                   "what stands for all points that are nearest to one node; none takes the nearest of them")
+        ->check(oneOf({"none", "mean", "median"}))
         ->capture_default_str();
     app.add_option("--tension", settings.tension,
                    "0 for the least curvature, towards 1 for a surface that swings less between the points")
@@ -363,40 +369,39 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--aspect", settings.aspect, "length of a unit of x in units of y: 0.87 for degrees at 30 N")
         ->check(CLI::Range(1e-6, 1e6))
         ->capture_default_str();
-    app.add_option("--bounds", request->bounds, "keeps the surface within data (that of the points) or values: 0,40 or 0,none")
+    app.add_option("--bounds", request->bounds,
+                   "keeps the surface within data (that of the points) or values: 0,40 or 0,none (none)")
         ->delimiter(',')
-        ->expected(1, 2);
+        ->expected(1, 2)
+        ->type_name("LEAST[,MOST]");
     app.add_option("--variant", request->variant,
-                   "routine: gmtsurface (double precision) or gmtgrid (single; shows no progress)")
-        ->check(CLI::IsMember({"gmtsurface", "gmtgrid"}))
+                   "routine; gmtsurface works in double precision, gmtgrid in single and shows no progress")
+        ->check(oneOf({"gmtsurface", "gmtgrid"}))
         ->capture_default_str();
     app.add_option("--sweeps", settings.sweeps, "most sweeps at a level")->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--converge", request->converge,
-                   "a level is done when no node changes by more, over the level's stride (a thousandth of the points' RMS\n"
+                   "a level is done when no node changes by more, over the level's stride (a thousandth of the points' RMS "
                    "about a plane)");
     app.add_flag("--check", request->check, "grid a second time without a share of the points and say how far off it is there");
     app.add_option("--held-out", request->heldOutPercent, "that share, percent")
         ->check(CLI::Range(0.01, 90.0))
         ->capture_default_str();
-    app.add_option("--picture", request->pictureName, "map of the surface: .png, .svg or .pdf");
-    app.add_option("--size", request->size, "its width and height in points: 1000,800")->delimiter(',')->expected(2);
+    app.add_option("--picture", request->pictureName, "map of the surface: .png, .svg or .pdf")->type_name("FILE");
+    addPictureSize(app, request->size, {300, 200});
     app.add_flag("--shaded", request->map.isShaded, "draw the surface as a relief");
     app.add_option("--contours", request->map.contourStep, "distance of contour lines; 0 draws none (about a dozen lines)");
     app.add_flag("--no-points", request->hidesPoints, "do not draw the points");
     app.add_flag("--quiet", request->quiet, "no progress, no hint and no report but that of --check");
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
-    app.footer(
-        "A continuous-curvature spline in tension through the points, on a regular grid. Numbers stand between commas,\n"
-        "semicolons, tabs or blanks; the first line may hold headings. Errors are those of the grid, linear between its "
-        "nodes,\n"
-        "less the points; the curvature is the RMS of the sum of both second derivatives.\n\n" +
-        app.get_footer());
+    addOverwrite(app, request->overwrite);
     return [request] { return grid(*request); };
 }
 
 const CommandRegistration registration(
-    {"grid", "a surface through scattered points, on a regular grid",
-     "pelta grid points.csv surface.asc --x easting --y northing --z depth --picture map.png", define});
+    {"grid", "puts a surface through scattered points, on a regular grid",
+     "pelta grid points.csv surface.asc --x easting --y northing --z depth --picture map.png", define,
+     "A continuous-curvature spline in tension through the points, on a regular grid. Numbers stand between "
+     "commas, semicolons, tabs or blanks; the first line may hold headings. Errors are those of the grid, linear "
+     "between its nodes, less the points; the curvature is the RMS of the sum of both second derivatives."});
 
 }
 }

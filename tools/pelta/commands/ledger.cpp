@@ -45,10 +45,10 @@ std::function<int()> define(CLI::App& app) {
     CLI::Option* const filters[] = {
         app.add_option("--user", request->user, "records of this user; ignored beside --process"),
         app.add_option("--process", request->process, "records of this process, such as pelta-run"),
-        app.add_option("--year", request->year, "records of this year, whoever's they are (2026)")
+        app.add_option("--year", request->year, "records of this year, whoever's they are: 2026")
             ->check(CLI::Range(1901, 9999)),
         app.add_option("--month", request->month,
-                       "all records of this month (2 to 12), whatever the other filters say; January cannot be chosen")
+                       "all records of this month, whatever the other filters say; January cannot be chosen")
             ->check(CLI::Range(2, 12))};
     CLI::Option* const check =
         app.add_flag("--check", request->check,
@@ -60,9 +60,14 @@ std::function<int()> define(CLI::App& app) {
     };
 }
 
-const CommandRegistration registration({"ledger",
-                                        "lists how many traces were processed, by user, area, line, process and month",
-                                        "pelta ledger --process pelta-run", define});
+const CommandRegistration registration(
+    {"ledger",
+     "lists how many traces were processed, by user, area, line, process and month",
+     "pelta ledger --process pelta-run",
+     define,
+     "The ledger is the file linux/lib/libCumm.so in the folder that PELTA_HOME names, or PROMAX_HOME where that "
+     "is not set.",
+     {"PELTA_HOME", "PROMAX_HOME"}});
 
 }
 }

@@ -16,29 +16,83 @@
 
 namespace pelta {
 
+namespace {
+
+std::vector<std::int64_t> wholeNumbersFrom(const std::string& option, const std::vector<std::string>& texts,
+                                           std::size_t count) {
+    std::vector<std::int64_t> listed;
+    for (const std::string& text : texts) {
+        const auto numbers = wholeNumbersIn(text);
+        if (!numbers) failUsage("{}: '{}' is not a list of whole numbers", option, text);
+        listed.insert(listed.end(), numbers->begin(), numbers->end());
+    }
+    if (count > 0 && listed.size() != count) failUsage("{}: takes {} numbers, not {}", option, count, listed.size());
+    return listed;
+}
+
+}
+
 CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector<std::int64_t>& target, const std::string& help,
                              std::size_t count) {
     const auto take = [&target, name, count](const std::vector<std::string>& texts) {
-        target.clear();
-        for (const std::string& text : texts) {
-            const auto numbers = wholeNumbersIn(text);
-            if (!numbers) failUsage("{}: '{}' is not a list of whole numbers", name, text);
-            target.insert(target.end(), numbers->begin(), numbers->end());
-        }
-        if (count > 0 && target.size() != count) failUsage("{}: takes {} numbers, not {}", name, count, target.size());
+        target = wholeNumbersFrom(name, texts, count);
     };
-    return app.add_option_function<std::vector<std::string>>(name, take, help)->type_name("N,N");
+    return app.add_option_function<std::vector<std::string>>(name, take, help)->type_name("N,N,...");
+}
+
+CLI::Validator named(const std::vector<std::string>& names) {
+    return CLI::Validator(fmt::format("{{{}}}", fmt::join(names, ",")));
+}
+
+CLI::Validator oneOf(std::vector<std::string> names) {
+    const auto check = [names](const std::string& text) {
+        if (std::find(names.begin(), names.end(), text) != names.end()) return std::string();
+        return fmt::format("'{}' is none of {}{}", text, fmt::join(names, ", "), didYouMean(text, names));
+    };
+    return CLI::Validator(check, named(names).get_description());
+}
+
+void addOverwrite(CLI::App& app, bool& overwrite) {
+    app.add_flag("--overwrite", overwrite, "replace files that stand under the outputs' names");
+}
+
+void addThreads(CLI::App& app, int& threads) {
+    threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+    app.add_option("--threads", threads, "worker threads; the output is the same for any number (one a processor)")
+        ->check(CLI::Range(1, 1024));
+}
+
+void addWordUnit(CLI::App& app, std::string& unit) {
+    app.add_option("--word-unit", unit, "unit of the picks in trace headers, where 0 is no pick")
+        ->check(oneOf({"ms", "us", "samples"}))
+        ->capture_default_str();
+}
+
+void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<std::int64_t, 2> least) {
+    constexpr std::int64_t most = 30000;
+    const std::string name = "--size";
+    const auto take = [=, &size](const std::vector<std::string>& texts) {
+        size = wholeNumbersFrom(name, texts, 2);
+        if (size[0] < least[0] || size[1] < least[1] || size[0] > most || size[1] > most)
+            failUsage("{}: {} lies outside {} .. {},{}", name, fmt::join(size, ","), fmt::join(least, ","), most, most);
+    };
+    app.add_option_function<std::vector<std::string>>(name, take, "width and height of the picture in points")
+        ->type_name("WIDTH,HEIGHT")
+        ->default_str(fmt::format("{}", fmt::join(size, ",")));
 }
 
 void InputOptions::add(CLI::App& app) {
-    app.add_option("--map", _map, "where header words stand: offset=37:4,record=9:4,pick=233:2 (byte from 1, size)")
+    app.add_option("--map", _map, "where header words stand, first byte from 1 and size: offset=37:4,record=9:4,pick=233:2")
         ->type_name("NAME=BYTE:SIZE,...");
     app.add_option("--samples", _samples, "samples a trace, overriding the file")->check(CLI::PositiveNumber);
-    app.add_option("--interval", _intervalMs, "sample interval in ms, overriding the file")->check(CLI::PositiveNumber);
-    app.add_option("--format", _format, "sample format, overriding the file: ibm, ieee, int8, int16, int32");
-    app.add_option("--endian", _endian, "byte order, overriding the file: big or little");
+    app.add_option("--interval", _intervalMs, "sample interval, ms, overriding the file")->check(CLI::PositiveNumber);
+    app.add_option("--format", _format, "sample format, overriding the file")
+        ->check(named({"ibm", "ieee", "int8", "int16", "int32"}));
+    app.add_option("--endian", _endian, "byte order, overriding the file")->check(oneOf({"big", "little"}));
     app.add_flag("--tape", _fromTape, "the input is a tape drive (/dev/nst0): its first file is read, a record a trace");
     app.add_flag("--salvage", _salvage, "take the whole traces of a file whose last trace is cut off");
+    for (const char* name : {"--map", "--samples", "--interval", "--format", "--endian", "--tape", "--salvage"})
+        app.get_option(name)->group("Reading SEG-Y");
 }
 
 segy::ReadOptions InputOptions::read() const {
@@ -46,10 +100,7 @@ segy::ReadOptions InputOptions::read() const {
     if (_samples > 0) options.overrides.samples = _samples;
     if (_intervalMs > 0.0) options.overrides.intervalMs = _intervalMs;
     if (!_format.empty()) options.overrides.format = segy::formatNamed(_format);
-    if (_endian == "big" || _endian == "little")
-        options.overrides.byteOrder = _endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
-    else if (!_endian.empty())
-        failUsage("--endian: '{}' is neither big nor little{}", _endian, didYouMean(_endian, {"big", "little"}));
+    if (!_endian.empty()) options.overrides.byteOrder = _endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
     if (!_map.empty()) options.overrides.words.remap(_map);
     options.salvage = _salvage;
     options.fromTape = _fromTape;
@@ -57,19 +108,20 @@ segy::ReadOptions InputOptions::read() const {
 }
 
 void WorkOptions::add(CLI::App& app) {
-    _options.threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-    app.add_option("--threads", _options.threads, "worker threads; the output is the same for any number")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
-    app.add_flag("--overwrite", _options.overwrite, "replace files that stand under the outputs' names");
+    addThreads(app, _options.threads);
+    addOverwrite(app, _options.overwrite);
     app.add_flag("--quiet", _options.quiet, "no progress and no summary");
     app.add_flag("--profile", _options.profile, "say where the time went");
     app.add_flag("--history", _options.history, "add a line for each step to the text header");
 }
 
 void LedgerOptions::add(CLI::App& app) {
-    app.add_option("--area", _area, "area that the usage ledger counts the traces under")->capture_default_str();
-    app.add_option("--line", _line, "line that the usage ledger counts the traces under")->capture_default_str();
+    app.add_option("--ledger-area", _area, "area that the usage ledger counts the traces under")
+        ->capture_default_str()
+        ->group("Usage ledger");
+    app.add_option("--ledger-line", _line, "line that the usage ledger counts the traces under")
+        ->capture_default_str()
+        ->group("Usage ledger");
 }
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,18 @@ namespace pelta {
 /* An option that takes a list of whole numbers, "3,5,7" or "3 5 7", into target; of count of them where count is above 0. */
 CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector<std::int64_t>& target, const std::string& help,
                              std::size_t count = 0);
+/* A check that passes all and tells the help of an option which names it takes. */
+CLI::Validator named(const std::vector<std::string>& names);
+/* The same, and what is none of the names is refused with the nearest. */
+CLI::Validator oneOf(std::vector<std::string> names);
+/* --overwrite */
+void addOverwrite(CLI::App& app, bool& overwrite);
+/* --threads, as many as the machine has processors unless told. */
+void addThreads(CLI::App& app, int& threads);
+/* --word-unit: of times in trace headers. */
+void addWordUnit(CLI::App& app, std::string& unit);
+/* --size of a picture, width and height, which has the default in it; not below least. */
+void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<std::int64_t, 2> least);
 
 /* --map, --samples, --interval, --format, --endian, --tape, --salvage: what the user says against a file. */
 class InputOptions {
@@ -41,7 +54,7 @@ class WorkOptions {
     RunOptions _options;
 };
 
-/* --area and --line: whose traces the usage ledger counts. */
+/* --ledger-area and --ledger-line: whose traces the usage ledger counts. */
 class LedgerOptions {
   public:
     void add(CLI::App& app);

@@ -189,8 +189,6 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
 }
 
 int plot(const Request& request) {
-    if (request.size[0] < 200 || request.size[1] < 150 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 200,150 .. 30000,30000", request.size[0], request.size[1]);
     pictures::Canvas canvas(request.output, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]));
     OutputFile file(request.output, request.overwrite);
     segy::Reader reader(request.input, request.inputOptions.read());
@@ -204,21 +202,26 @@ int plot(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required();
-    app.add_option("OUT", request->output, "picture to write: .png, .svg or .pdf")->required();
+    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required()->type_name("FILE");
+    app.add_option("OUT", request->output, "picture to write: .png, .svg or .pdf")->required()->type_name("FILE");
     request->inputOptions.add(app);
-    app.add_option("--style", request->style, "wiggle, density, or auto by the room there is")
-        ->check(CLI::IsMember({"auto", "wiggle", "density"}))
+    app.add_option("--style", request->style, "how traces are drawn; auto goes by the room there is")
+        ->check(oneOf({"auto", "wiggle", "density"}))
         ->capture_default_str();
-    app.add_option("--palette", request->palette, "colours of a density picture: gray or seismic")
-        ->check(CLI::IsMember({"gray", "seismic"}))
+    app.add_option("--palette", request->palette, "colours of a density picture")
+        ->check(oneOf({"gray", "seismic"}))
         ->capture_default_str();
     app.add_option("--axis", request->axis,
                    "header word of the horizontal axis, by name or as BYTE:SIZE; auto: cdp for a stacked section, else channel")
+        ->type_name("WORD")
         ->capture_default_str();
-    addWholeNumbers(app, "--records", request->records, "records to draw, side by side: 3,5");
-    addWholeNumbers(app, "--traces", request->traceRange, "first and last trace to draw: 100,400", 2);
-    app.add_option("--times", request->timesMs, "first and last time to draw, ms: 0,1200")->delimiter(',')->expected(2);
+    addWholeNumbers(app, "--records", request->records, "records to draw, side by side: 3,5 (all)");
+    addWholeNumbers(app, "--traces", request->traceRange, "first and last trace to draw: 100,400 (all)", 2)
+        ->type_name("FIRST,LAST");
+    app.add_option("--times", request->timesMs, "first and last time to draw, ms: 0,1200 (all)")
+        ->delimiter(',')
+        ->expected(2)
+        ->type_name("FROM,TO");
     app.add_option("--clip", request->clip, "percentile of amplitudes that fills a trace's place")
         ->check(CLI::Range(1.0, 100.0))
         ->capture_default_str();
@@ -229,16 +232,18 @@ std::function<int()> define(CLI::App& app) {
         app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");
     app.add_option("--minus", request->subtracted,
                    "SEG-Y file whose traces are taken from those of IN, one by one; amplitudes are clipped as IN's would be")
+        ->type_name("FILE")
         ->excludes(balance);
-    app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',');
+    app.add_option("--picks", request->pickFiles, "CSV files of picks to draw over it")->delimiter(',')->type_name("FILE,...");
     app.add_option("--title", request->title, "title (the file's name)");
-    addWholeNumbers(app, "--size", request->size, "width and height in points: 1200,800", 2);
-    app.add_flag("--overwrite", request->overwrite, "replace a file that stands under OUT");
+    addPictureSize(app, request->size, {200, 150});
+    addOverwrite(app, request->overwrite);
     return [request] { return plot(*request); };
 }
 
-const CommandRegistration registration({"plot", "draws a gather or section as PNG, SVG or PDF",
-                                        "pelta plot in.sgy out.png --records 3,5 --picks picks.csv", define});
+const CommandRegistration registration(
+    {"plot", "draws a gather or section as PNG, SVG or PDF", "pelta plot in.sgy out.png --records 3,5 --picks picks.csv",
+     define, "A line of more than 8000 traces is thinned out, unless --records or --traces chooses some of them."});
 
 }
 }

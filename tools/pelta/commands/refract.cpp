@@ -175,8 +175,6 @@ struct Outputs {
 };
 
 int refract(const Request& request) {
-    if (request.size[0] < 400 || request.size[1] < 300 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 400,300 .. 30000,30000", request.size[0], request.size[1]);
     const refraction::Settings settings = settingsOf(request);
     Outputs outputs(request);
     segy::Reader reader(request.input, request.inputOptions.read());
@@ -202,52 +200,51 @@ int refract(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required();
+    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required()->type_name("FILE");
     app.add_option("OUT", request->output,
-                   "CSV file of the results; - is standard output (then the table goes to standard error)");
+                   "CSV file of the results; - is standard output, and then the table goes to standard error")
+        ->type_name("FILE");
     request->inputOptions.add(app);
     app.add_option("--picks", request->picksName,
-                   "CSV file of first breaks, by pelta pick or by hand (the word of --map pick=)");
-    app.add_option("--word-unit", request->wordUnit, "unit of the picks in trace headers: ms, us or samples; 0 is no pick")
-        ->check(CLI::IsMember({"ms", "us", "samples"}))
-        ->capture_default_str();
+                   "CSV file of first breaks, by pelta pick or by hand (the word of --map pick=)")
+        ->type_name("FILE");
+    addWordUnit(app, request->wordUnit);
     app.add_option("--offsets", request->refracted, "distances at which the refracted wave arrives first, m: 150,1250 (all)")
         ->delimiter(',')
-        ->expected(2);
+        ->expected(2)
+        ->type_name("FROM,TO");
     app.add_option("--direct", request->direct, "distances at which the direct wave arrives first, m: 0,120 (not looked at)")
         ->delimiter(',')
-        ->expected(2);
-    app.add_option("--records", request->records, "records to fit: 3,5 (all)")->delimiter(',');
+        ->expected(2)
+        ->type_name("FROM,TO");
+    addWholeNumbers(app, "--records", request->records, "records to fit: 3,5 (all)");
     app.add_option("--offsets-from", request->offsetsFrom,
-                   "word, coordinates, or auto: the coordinates where the offset word says the same or is 0, else the word")
-        ->check(CLI::IsMember({"auto", "word", "coordinates"}))
+                   "where offsets come from; auto: the coordinates where the offset word says the same or is 0, else the word")
+        ->check(oneOf({"auto", "word", "coordinates"}))
         ->capture_default_str();
-    app.add_option("--least", request->settings.leastPicks, "picks that a side of a record needs for a fit")
+    app.add_option("--least-picks", request->settings.leastPicks, "picks that a side of a record needs for a fit")
         ->check(CLI::Range(3, 1000000))
         ->capture_default_str();
     app.add_option("--trim", request->settings.trimPercent, "percentage of outer ratios that the direct wave's mean leaves out")
         ->check(CLI::Range(0, 99))
         ->capture_default_str();
-    app.add_option("--residuals", request->residualsName, "CSV file of every pick with its weight and residual");
-    app.add_option("--picture", request->pictureName, "picture of times and lines: .png, .svg or .pdf");
-    app.add_option("--size", request->size, "its width and height in points: 1400,1000")->delimiter(',')->expected(2);
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
-    app.footer(
-        "The two sides of a record's source are fitted each by itself: side + where the offset is positive (a trace at the\n"
-        "source counts there), - where it is negative. time = intercept + distance / velocity is fitted robustly (weights by "
-        "the\n"
-        "residuals from a median line, 0 for outliers) and by least squares; the direct wave's velocity is a trimmed mean of\n"
-        "distance over time. The delay is half the intercept; the depth that of a flat refractor under the direct wave's "
-        "layer.\n"
-        "Of several picks of one trace in a table the last one counts.\n\n" +
-        app.get_footer());
+    app.add_option("--residuals", request->residualsName, "CSV file of every pick with its weight and residual")
+        ->type_name("FILE");
+    app.add_option("--picture", request->pictureName, "picture of times and lines: .png, .svg or .pdf")->type_name("FILE");
+    addPictureSize(app, request->size, {400, 300});
+    addOverwrite(app, request->overwrite);
     return [request] { return refract(*request); };
 }
 
 const CommandRegistration registration(
     {"refract", "fits lines to first breaks: refractor velocities, intercept times, delays",
-     "pelta refract line.sgy refractor.csv --picks picks.csv --offsets 150,1250 --direct 0,120 --picture refractor.png",
-     define});
+     "pelta refract line.sgy refractor.csv --picks picks.csv --offsets 150,1250 --direct 0,120 --picture refractor.png", define,
+     "The two sides of a record's source are fitted each by itself: side + where the offset is positive (a trace "
+     "at the source counts there), - where it is negative. time = intercept + distance / velocity is fitted "
+     "robustly (weights by the residuals from a median line, 0 for outliers) and by least squares; the direct "
+     "wave's velocity is a trimmed mean of distance over time. The delay is half the intercept; the depth that of "
+     "a flat refractor under the direct wave's layer.\n"
+     "Of several picks of one trace in a table the last one counts."});
 
 }
 }

@@ -27,8 +27,8 @@ struct Job {
     bool showsFlow = false;
 
     void add(CLI::App& app) {
-        app.add_option("IN", input, "SEG-Y file to read; - is standard input");
-        app.add_option("OUT", output, "SEG-Y file to write; - is standard output");
+        app.add_option("IN", input, "SEG-Y file to read; - is standard input")->type_name("FILE");
+        app.add_option("OUT", output, "SEG-Y file to write; - is standard output")->type_name("FILE");
         inputOptions.add(app);
         workOptions.add(app);
         ledgerOptions.add(app);
@@ -61,32 +61,26 @@ struct Job {
 std::function<int()> defineRun(CLI::App& app) {
     auto job = std::make_shared<Job>();
     auto flowName = std::make_shared<std::string>();
-    app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required();
+    app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required()->type_name("FILE");
     job->add(app);
     return [=] { return job->run("run", readFlowFile(*flowName)); };
 }
 
-const CommandRegistration registration({"run", "sends a line through the steps of a flow file",
-                                        "pelta run flow.toml in.sgy out.sgy", defineRun});
+/* What counting traces in the ledger goes by. */
+const std::vector<std::string> countingEnvironment = {"PELTA_HOME", "PROMAX_HOME", "LOGNAME"};
 
-std::string helpOf(const Parameter& parameter) {
-    std::string text = parameter.help;
-    if (!parameter.unit.empty()) text += fmt::format(" [{}]", parameter.unit);
-    if (!parameter.choices.empty()) {
-        std::vector<std::string> names;
-        for (const Choice& choice : parameter.choices) names.push_back(choice.name);
-        text += fmt::format(": {}", fmt::join(names, ", "));
-    }
-    if (parameter.byDefault && parameter.kind != Kind::flag)
-        text += fmt::format(" ({})", flowText(parameter, *parameter.byDefault));
-    return text;
-}
+const CommandRegistration registration(
+    {"run", "sends a line through the steps of a flow file", "pelta run flow.toml in.sgy out.sgy", defineRun,
+     "Each trace goes through the steps in their order and is written as soon as it is through: memory does not "
+     "grow with the file. What no step changed leaves as it came, headers byte for byte, samples in their own "
+     "format. A flow file is described in pelta-flow(5).",
+     countingEnvironment});
 
-const char* typeName(Kind kind) {
-    switch (kind) {
+const char* typeName(const Parameter& parameter) {
+    switch (parameter.kind) {
         case Kind::integer: return "INT";
         case Kind::real: return "NUMBER";
-        case Kind::text: return "TEXT";
+        case Kind::text: return parameter.holdsFileName() ? "FILE" : "WORD";
         case Kind::choice: return "NAME";
         case Kind::integers:
         case Kind::reals: return "N,N,...";
@@ -96,6 +90,24 @@ const char* typeName(Kind kind) {
     return "BOOL";
 }
 
+std::string helpOf(const Parameter& parameter) {
+    const bool isOn = parameter.kind == Kind::flag && parameter.byDefault == Value(true);
+    return parameter.help + (isOn ? " (true)" : "");
+}
+
+/* What help, manual and completion say beside that; the values themselves are checked when they are read. */
+void describe(CLI::Option& option, const Parameter& parameter) {
+    option.group("Step")->type_name(typeName(parameter));
+    if (parameter.kind == Kind::flag) {
+        option.expected(0, 1)->default_str("true")->trigger_on_parse();
+        return;
+    }
+    if (!parameter.choices.empty()) option.check(named(parameter.choiceNames()));
+    else if (parameter.kind != Kind::text)
+        option.check(CLI::Validator(fmt::format("NUMBER in [{} - {}]", parameter.minimum, parameter.maximum)));
+    if (parameter.byDefault) option.default_str(optionText(parameter, *parameter.byDefault));
+}
+
 /* A step as a subcommand: every parameter is an option under its name, with and without the unit. */
 std::function<int()> defineStep(const StepKind& kind, CLI::App& app) {
     auto job = std::make_shared<Job>();
@@ -103,26 +115,25 @@ std::function<int()> defineStep(const StepKind& kind, CLI::App& app) {
     job->add(app);
     for (const Parameter& parameter : kind.parameters) {
         std::string names = parameter.option();
-        if (!parameter.unit.empty()) names += "," + parameter.option() + "-" + parameter.unit;
+        if (!parameter.unit.empty()) names += "," + parameter.optionWithUnit();
         const auto take = [step, &parameter](const std::string& text) {
             Value value = valueFromText(parameter, text);
             checkBounds(parameter, value);
             step->parameters.set(parameter.name, std::move(value));
         };
-        CLI::Option* option = app.add_option_function<std::string>(names, take, helpOf(parameter));
-        option->type_name(typeName(parameter.kind))->group("Step");
-        if (parameter.kind == Kind::flag) option->expected(0, 1)->default_str("true")->trigger_on_parse();
+        describe(*app.add_option_function<std::string>(names, take, helpOf(parameter)), parameter);
     }
     return [=, &kind] { return job->run(kind.name, {*step}); };
 }
 
 }
 
-/* Called by main once all steps are registered. */
+/* Called once all steps are registered. */
 void registerStepCommands() {
     for (const StepKind* kind : stepKinds())
-        CommandRegistration(
-            {kind->name, kind->summary, kind->example, [kind](CLI::App& app) { return defineStep(*kind, app); }});
+        CommandRegistration({kind->name, kind->summary, kind->example, [kind](CLI::App& app) { return defineStep(*kind, app); },
+                             "A step of a flow, by itself; pelta-flow(5) tells how a flow file writes it.",
+                             countingEnvironment});
 }
 
 }

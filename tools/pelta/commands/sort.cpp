@@ -58,39 +58,43 @@ int sort(Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required();
-    app.add_option("OUT", request->output, "SEG-Y file to write; - is standard output")->required();
+    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required()->type_name("FILE");
+    app.add_option("OUT", request->output, "SEG-Y file to write; - is standard output")->required()->type_name("FILE");
     app.add_option("--by", request->options.by,
                    "one to three header words, the first counting most, by name or as BYTE:SIZE: cdp,offset")
         ->delimiter(',')
         ->allow_extra_args(false)
+        ->type_name("WORD,...")
         ->required();
     app.add_option("--descending", request->options.descending, "those of them whose large values come first")
         ->delimiter(',')
-        ->allow_extra_args(false);
+        ->allow_extra_args(false)
+        ->type_name("WORD,...");
     app.add_option("--memory", request->memory, "most memory for traces and their keys, MB")
         ->check(CLI::Range(1, 1 << 20))
         ->capture_default_str();
     request->inputOptions.add(app);
-    app.add_flag("--overwrite", request->options.overwrite, "replace a file that stands under the output's name");
+    addOverwrite(app, request->options.overwrite);
     app.add_flag("--quiet", request->options.quiet, "no progress and no summary");
     app.add_flag("--history", request->options.history, "add a line to the text header");
     request->ledgerOptions.add(app);
-    app.footer(
-        "Traces whose words are equal keep their order. Words are compared as they stand, without scalars; an offset counts\n"
-        "with its sign. Traces and file headers stay as they are, byte for byte, but for the code of the order at byte 3229:\n"
-        "2 by cdp, 5 by record or source, 7 by offset, -1 by another word first; before revision 1: 2 by cdp, 1 by record,\n"
-        "else 0. Stacks (3 and 4) stay stacks.\n"
-        "What does not fit into --memory goes through a working file as large as the input, in the folder that\n"
-        "PROMAX_SCRATCH_HOME names; where it is not set, in the output's folder, or for standard output in the system's\n"
-        "temporary folder (TMPDIR). A file that the machine can hold, or whose order suits a disk, is read twice instead:\n"
-        "headers first, then its traces in the order of the output.\n\n" +
-        app.get_footer());
     return [request] { return sort(*request); };
 }
 
-const CommandRegistration registration({"sort", "sorts traces by header words, also more of them than memory holds",
-                                        "pelta sort line.sgy gathers.sgy --by cdp,offset", define});
+const CommandRegistration registration(
+    {"sort",
+     "sorts traces by header words, also more of them than memory holds",
+     "pelta sort line.sgy gathers.sgy --by cdp,offset",
+     define,
+     "Traces whose words are equal keep their order. Words are compared as they stand, without scalars; an offset "
+     "counts with its sign. Traces and file headers stay as they are, byte for byte, but for the code of the order "
+     "at byte 3229: 2 by cdp, 5 by record or source, 7 by offset, -1 by another word first; before revision 1: 2 "
+     "by cdp, 1 by record, else 0. Stacks (3 and 4) stay stacks.\n"
+     "What does not fit into --memory goes through a working file as large as the input, in the folder that "
+     "PROMAX_SCRATCH_HOME names; where it is not set, in the output's folder, or for standard output in the "
+     "system's temporary folder (TMPDIR). A file that the machine can hold, or whose order suits a disk, is read "
+     "twice instead: headers first, then its traces in the order of the output.",
+     {"PROMAX_SCRATCH_HOME", "TMPDIR", "PELTA_HOME", "PROMAX_HOME", "LOGNAME"}});
 
 }
 }

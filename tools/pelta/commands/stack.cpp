@@ -68,9 +68,14 @@ int stack(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "SEG-Y file to read, in any order of traces; - is standard input")->required();
-    app.add_option("OUT", request->output, "SEG-Y file to write, one trace a CDP; - is standard output")->required();
-    app.add_option("--flow", request->flowName, "flow file whose steps every trace goes through first, such as moveout");
+    app.add_option("IN", request->input, "SEG-Y file to read, in any order of traces; - is standard input")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("OUT", request->output, "SEG-Y file to write, one trace a CDP; - is standard output")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--flow", request->flowName, "flow file whose steps every trace goes through first, such as moveout")
+        ->type_name("FILE");
     app.add_option("--fold-exponent", request->foldExponent,
                    "divide each sample by its live fold to this power: 1 is the mean, 0.5 keeps noise at one level, 0 the sum")
         ->check(CLI::Range(0.0, 1.0))
@@ -81,19 +86,21 @@ std::function<int()> define(CLI::App& app) {
     request->inputOptions.add(app);
     request->workOptions.add(app);
     request->ledgerOptions.add(app);
-    app.footer(
-        "A sample is live unless it is 0, a trace unless all its samples are or trace_type is 2. A CDP without a live trace\n"
-        "becomes a dead trace of zeros; traces whose CDP is 0 are left out.\n"
-        "The headers of a file are read first, so that each CDP is written with its last trace and memory holds the open ones\n"
-        "only. Of a pipe all CDPs have to fit into --memory, unless its traces are sorted by CDP.\n"
-        "A stacked trace has the header of its first live trace, with offset 0, the fold at byte 33, and source, receiver and\n"
-        "CDP in their mean places. Samples stay IBM or IEEE floats; integers become IEEE floats.\n\n" +
-        app.get_footer());
     return [request] { return stack(*request); };
 }
 
-const CommandRegistration registration({"stack", "sums the traces of each CDP into one, normalised by the live fold",
-                                        "pelta stack line.sgy stack.sgy --flow moveout.toml", define});
+const CommandRegistration registration(
+    {"stack",
+     "sums the traces of each CDP into one, normalised by the live fold",
+     "pelta stack line.sgy stack.sgy --flow moveout.toml",
+     define,
+     "A sample is live unless it is 0, a trace unless all its samples are or trace_type is 2. A CDP without a live "
+     "trace becomes a dead trace of zeros; traces whose CDP is 0 are left out.\n"
+     "The headers of a file are read first, so that each CDP is written with its last trace and memory holds the "
+     "open ones only. Of a pipe all CDPs have to fit into --memory, unless its traces are sorted by CDP.\n"
+     "A stacked trace has the header of its first live trace, with offset 0, the fold at byte 33, and source, "
+     "receiver and CDP in their mean places. Samples stay IBM or IEEE floats; integers become IEEE floats.",
+     {"PELTA_HOME", "PROMAX_HOME", "LOGNAME"}});
 
 }
 }

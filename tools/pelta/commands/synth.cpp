@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "segy/writer.h"
 #include "support/failure.h"
 #include "support/textoutput.h"
@@ -21,8 +22,6 @@ struct Request {
 segy::Layout layoutOf(const Request& request) {
     segy::Layout layout;
     layout.format = segy::formatNamed(request.format);
-    if (request.endian != "big" && request.endian != "little")
-        failUsage("--endian: '{}' is neither big nor little", request.endian);
     layout.byteOrder = request.endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
     layout.sampleCount = request.survey.sampleCount;
     layout.intervalMs = request.survey.intervalMs;
@@ -127,10 +126,12 @@ int synthesise(const Request& request) {
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
     synthesis::Survey& survey = request->survey;
-    app.add_option("OUT", request->output, "SEG-Y file to write")->required();
-    app.add_option("--first-breaks", request->firstBreaksName, "CSV file of the true first breaks (OUT.first_breaks.csv)");
+    app.add_option("OUT", request->output, "SEG-Y file to write; - is standard output")->required()->type_name("FILE");
+    app.add_option("--first-breaks", request->firstBreaksName, "CSV file of the true first breaks (OUT.first_breaks.csv)")
+        ->type_name("FILE");
     app.add_option("--velocities", request->velocitiesName,
-                   "CSV file of the reflections' zero-offset times and stacking velocities (OUT.velocities.csv)");
+                   "CSV file of the reflections' zero-offset times and stacking velocities (OUT.velocities.csv)")
+        ->type_name("FILE");
     app.add_option("--seed", survey.seed, "seed of everything random")->capture_default_str();
     app.add_option("--records", survey.recordCount, "shot records")->check(CLI::Range(1, 1000000))->capture_default_str();
     app.add_option("--channels", survey.channelCount, "channels a record")->check(CLI::Range(1, 100000))->capture_default_str();
@@ -162,9 +163,11 @@ std::function<int()> define(CLI::App& app) {
                    "middle; the table of velocities then has columns cdp, x and y")
         ->check(CLI::Range(-150.0, 150.0))
         ->capture_default_str();
-    app.add_option("--format", request->format, "sample format: ibm, ieee, int8, int16, int32")->capture_default_str();
-    app.add_option("--endian", request->endian, "byte order: big or little")->capture_default_str();
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
+    app.add_option("--format", request->format, "sample format")
+        ->check(named({"ibm", "ieee", "int8", "int16", "int32"}))
+        ->capture_default_str();
+    app.add_option("--endian", request->endian, "byte order")->check(oneOf({"big", "little"}))->capture_default_str();
+    addOverwrite(app, request->overwrite);
     return [request] { return synthesise(*request); };
 }
 

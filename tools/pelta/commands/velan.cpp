@@ -178,8 +178,6 @@ int analyse(const Request& request) {
     const velocity::GatherChoice choice = choiceOf(request);
     velocity::PickSettings picking = pickSettings(request);
     fanOf(request);
-    if (request.size[0] < 600 || request.size[1] < 300 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 600,300 .. 30000,30000", request.size[0], request.size[1]);
     const std::string truthFile = truthName(request);
     velocity::Analysis analysis;
     const std::optional<velocity::FunctionTable> truth = readTruth(truthFile);
@@ -211,22 +209,24 @@ int analyse(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    request->threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required();
+    app.add_option("IN", request->input, "SEG-Y file to read; - is standard input")->required()->type_name("FILE");
     app.add_option("OUT", request->output, "CSV file of the picked function, which moveout reads with --velocity-file")
-        ->required();
+        ->required()
+        ->type_name("FILE");
     request->inputOptions.add(app);
     app.add_option("--cdp", request->cdp, "CDP to analyse");
     app.add_option("--cdps", request->cdps, "first and last of several CDPs that are analysed together: 148,152")
         ->delimiter(',')
-        ->expected(2);
+        ->expected(2)
+        ->type_name("FIRST,LAST");
     app.add_option("--record", request->record, "record to analyse");
     app.add_flag("--cdp-column", request->hasCdpColumn,
                  "write the CDP (of several the middle one) in a first column: such tables, joined with cat, make a field of "
                  "velocities, which moveout and velocity read");
     app.add_option("--velocities", request->velocities, "first, last and number of the velocities, m/s: 1500,4500,101")
         ->delimiter(',')
-        ->expected(3);
+        ->expected(3)
+        ->type_name("FIRST,LAST,COUNT");
     app.add_option("--stretch", request->stretchPercent, "mute what is stretched by more, percent; 100 mutes nothing")
         ->check(CLI::Range(0.0, 100.0))
         ->capture_default_str();
@@ -237,31 +237,34 @@ std::function<int()> define(CLI::App& app) {
                    "pick nothing with less semblance: a share of the way from 1/traces, which noise has, to 1")
         ->check(CLI::Range(0.01, 1.0))
         ->capture_default_str();
-    app.add_option("--spacing", request->picking.leastSpacingMs, "least time between two picks, ms")
+    app.add_option("--least-spacing", request->picking.leastSpacingMs, "least time between two picks, ms")
         ->check(CLI::Range(0.001, 1e6))
         ->capture_default_str();
     app.add_option("--interval-velocities", request->intervalVelocities,
                    "lowest and highest velocity of a layer between picks, m/s (1400,7000)")
         ->delimiter(',')
-        ->expected(2);
+        ->expected(2)
+        ->type_name("FROM,TO");
     app.add_option(
-        "--panel", request->panelName,
-        "grid file of the semblance: .asc, or .bin or .img with a header .hdr beside it; rows stand at y = -time in ms");
-    app.add_option("--picture", request->pictureName, "picture of gather, panel and picks, .png, .svg or .pdf");
-    app.add_option("--size", request->size, "width and height of the picture in points: 1400,800")->delimiter(',')->expected(2);
-    app.add_option(
-        "--truth", request->truthName,
-        "CSV file of known velocities, one function or several in their places, to judge the picks by (IN.velocities.csv where "
-        "there is one)");
-    app.add_option("--threads", request->threads, "worker threads; the output is the same for any number")
-        ->check(CLI::Range(1, 1024))
-        ->capture_default_str();
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
+           "--panel", request->panelName,
+           "grid file of the semblance: .asc, or .bin or .img with a header .hdr beside it; rows stand at y = -time in ms")
+        ->type_name("FILE");
+    app.add_option("--picture", request->pictureName, "picture of gather, panel and picks: .png, .svg or .pdf")
+        ->type_name("FILE");
+    addPictureSize(app, request->size, {600, 300});
+    app.add_option("--truth", request->truthName,
+                   "CSV file of known velocities, one function or several in their places, to judge the picks by "
+                   "(IN.velocities.csv where "
+                   "there is one)")
+        ->type_name("FILE");
+    addThreads(app, request->threads);
+    addOverwrite(app, request->overwrite);
     return [request] { return analyse(*request); };
 }
 
-const CommandRegistration registration({"velan", "semblance of a gather over velocity and time, and the velocities it tells",
-                                        "pelta velan line.sgy velocities.csv --cdp 150 --picture panel.png", define});
+const CommandRegistration registration({"velan", "analyses the velocities of a gather by semblance and picks them",
+                                        "pelta velan line.sgy velocities.csv --cdp 150 --picture panel.png", define,
+                                        "One of --cdp, --cdps and --record chooses the gather."});
 
 }
 }

@@ -23,7 +23,7 @@ struct Request {
     std::string input, output, lineName, pictureName, by = "coordinates";
     InputOptions inputOptions;
     std::optional<double> timeMs;
-    std::vector<double> section, area, timesMs;
+    std::vector<double> section, region, timesMs;
     std::vector<std::int64_t> cdps, size = {1000, 640};
     double spacing = 0.0, timeSpacingMs = 0.0; /* 0: by the size */
     bool onlyInside = false, overwrite = false;
@@ -41,12 +41,10 @@ void checkRequest(const Request& request) {
         failUsage("velocity: give one of --time, --section and --cdps");
     if (request.placedBy() == PlacedBy::cdp && request.cdps.empty())
         failUsage("--velocity-by cdp knows no map: --cdps FIRST,LAST makes a section");
-    if (!request.timeMs && !request.area.empty()) failUsage("--area: is for a time slice, which --time makes");
+    if (!request.timeMs && !request.region.empty()) failUsage("--region: is for a time slice, which --time makes");
     if (request.timeMs && !(request.timesMs.empty() && request.timeSpacingMs == 0.0))
         failUsage("--times and --time-spacing: are for a section, which --section or --cdps makes");
     if (!request.cdps.empty() && request.spacing != 0.0) failUsage("--spacing: --cdps makes a column for each CDP");
-    if (request.size[0] < 400 || request.size[1] < 300 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 400,300 .. 30000,30000", request.size[0], request.size[1]);
 }
 
 /* The functions that the mesh is made of; one that holds everywhere makes none. */
@@ -67,12 +65,14 @@ void checkNodes(double columns, double rows) {
 }
 
 Area areaOf(const Request& request, const Field& field) {
-    if (request.area.empty()) {
+    if (request.region.empty()) {
         const Area area = velocity::areaAround(field.points());
-        if (!(area.x.from < area.x.to)) failUsage("{}: one place has no extent; --area X,Y,X,Y tells which", request.input);
+        if (!(area.x.from < area.x.to))
+            failUsage("{}: one place has no extent; --region LEFT,RIGHT,BOTTOM,TOP tells which", request.input);
         return area;
     }
-    return {rangeOf("--area", request.area[0], request.area[2]), rangeOf("--area", request.area[1], request.area[3])};
+    const std::vector<double>& edges = request.region;
+    return {rangeOf("--region", edges[0], edges[1]), rangeOf("--region", edges[2], edges[3])};
 }
 
 Place placeFrom(const std::string& option, double x, double y) {
@@ -83,8 +83,8 @@ Place placeFrom(const std::string& option, double x, double y) {
 
 velocity::TimeSlice timeSlice(const Request& request, Field& field) {
     const Area area = areaOf(request, field);
-    placeFrom("--area", area.x.from, area.y.from);
-    placeFrom("--area", area.x.to, area.y.to);
+    placeFrom("--region", area.x.from, area.y.from);
+    placeFrom("--region", area.x.to, area.y.to);
     const double spacing = request.spacing > 0.0 ? request.spacing : velocity::spacingFor(area);
     checkNodes((area.x.to - area.x.from) / spacing + 1.0, (area.y.to - area.y.from) / spacing + 1.0);
     return velocity::cutTimeSlice(field, *request.timeMs, area, spacing, request.onlyInside);
@@ -199,40 +199,48 @@ int cut(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "CSV file of velocity functions by cdp, or by x and y")->required();
+    app.add_option("IN", request->input, "CSV file of velocity functions by cdp, or by x and y")->required()->type_name("FILE");
     app.add_option("OUT", request->output,
                    "grid file of the velocities: .asc, or .bin or .img with a header .hdr beside it; the rows of a section "
                    "stand at y = -time in ms")
-        ->required();
+        ->required()
+        ->type_name("FILE");
     app.add_option("--time", request->timeMs, "slice at this time, ms");
-    app.add_option("--section", request->section, "section from a place straight to another: X,Y,X,Y")
+    app.add_option("--section", request->section, "section from a place straight to another")
         ->delimiter(',')
-        ->expected(4);
-    addWholeNumbers(app, "--cdps", request->cdps, "section along these CDPs, first and last: 101,240", 2);
-    app.add_option("--line", request->lineName, "SEG-Y file whose trace headers tell where CDPs lie");
+        ->expected(4)
+        ->type_name("X,Y,X,Y");
+    addWholeNumbers(app, "--cdps", request->cdps, "section along these CDPs, first and last: 101,240", 2)
+        ->type_name("FIRST,LAST");
+    app.add_option("--line", request->lineName, "SEG-Y file whose trace headers tell where CDPs lie")->type_name("FILE");
     app.add_option("--velocity-by", request->by,
                    "how places are told: by the CDP's coordinates (where they are 0, the midpoint's), or by its number alone")
-        ->check(CLI::IsMember({"coordinates", "cdp"}))
+        ->check(oneOf({"coordinates", "cdp"}))
         ->capture_default_str();
-    app.add_option("--area", request->area, "lowest and highest corner of a slice: X,Y,X,Y (all functions and a margin)")
+    app.add_option("--region", request->region, "edges of a slice (all functions and a margin)")
         ->delimiter(',')
-        ->expected(4);
+        ->expected(4)
+        ->type_name("LEFT,RIGHT,BOTTOM,TOP");
     app.add_option("--spacing", request->spacing, "distance of nodes (by the size)")->check(CLI::Range(1e-3, 1e8));
     app.add_option("--times", request->timesMs, "first and last time of a section, ms (0 to that of the last pair)")
         ->delimiter(',')
-        ->expected(2);
+        ->expected(2)
+        ->type_name("FROM,TO");
     app.add_option("--time-spacing", request->timeSpacingMs, "distance of nodes in time, ms (by the size)")
         ->check(CLI::Range(1e-3, 1e6));
     app.add_flag("--only-inside", request->onlyInside, "no values outside the hull of the functions");
-    app.add_option("--picture", request->pictureName, "picture of the velocities and the mesh: .png, .svg or .pdf");
-    addWholeNumbers(app, "--size", request->size, "its width and height in points: 1000,640", 2);
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
+    app.add_option("--picture", request->pictureName, "picture of the velocities and the mesh: .png, .svg or .pdf")
+        ->type_name("FILE");
+    addPictureSize(app, request->size, {400, 300});
+    addOverwrite(app, request->overwrite);
     request->inputOptions.add(app);
     return [request] { return cut(*request); };
 }
 
-const CommandRegistration registration({"velocity", "velocities between functions known at some places, as slices and sections",
-                                        "pelta velocity functions.csv slice.asc --time 1000 --picture slice.png", define});
+const CommandRegistration registration({"velocity",
+                                        "interpolates velocity functions known at some places, as slices and sections",
+                                        "pelta velocity functions.csv slice.asc --time 1000 --picture slice.png", define,
+                                        "One of --time, --section and --cdps chooses the cut."});
 
 }
 }

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "commands/command.h"
+#include "commands/options.h"
 #include "support/failure.h"
 #include "support/textoutput.h"
 #include "wavelets/picture.h"
@@ -66,8 +67,6 @@ void warnOfAliasing(const wavelets::Settings& settings) {
 }
 
 int writeWavelets(const Request& request) {
-    if (request.size[0] < 400 || request.size[1] < 300 || request.size[0] > 30000 || request.size[1] > 30000)
-        failUsage("--size: {},{} lies outside 400,300 .. 30000,30000", request.size[0], request.size[1]);
     TextOutput samples(request.output, request.overwrite);
     std::optional<TextOutput> spectra;
     std::optional<pictures::GraphPicture> picture;
@@ -92,33 +91,30 @@ int writeWavelets(const Request& request) {
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
     wavelets::Settings& settings = request->settings;
-    app.add_option("OUT", request->output, "CSV file of the wavelets and the filter; - is standard output")->required();
-    app.add_option("--frequency,--frequency-hz", settings.frequencyHz, "frequency of the largest amplitude, Hz")
-        ->capture_default_str();
-    app.add_option("--interval,--interval-ms", settings.intervalMs, "sample interval, ms")->capture_default_str();
+    app.add_option("OUT", request->output, "CSV file of the wavelets and the filter; - is standard output")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--frequency", settings.frequencyHz, "frequency of the largest amplitude, Hz")->capture_default_str();
+    app.add_option("--interval", settings.intervalMs, "sample interval, ms")->capture_default_str();
     app.add_option("--tail", settings.tail, "amplitude that the ends stay below, of a peak of 1")->capture_default_str();
     app.add_option("--length", settings.length, "samples, an odd number (as many as the tail asks for)");
     app.add_option("--filter-length", settings.filterLength, "samples of the shaping filter (as many as the wavelet's)");
     app.add_option("--noise", settings.noisePercent, "white noise in the equations of phase and filter, percent")
         ->capture_default_str();
-    app.add_option("--spectra", request->spectraName, "CSV file of the amplitude and phase spectra");
-    app.add_option("--picture", request->pictureName, "picture of wavelets, spectra and filter: .png, .svg or .pdf");
-    app.add_option("--size", request->size, "its width and height in points: 1400,800")->delimiter(',')->expected(2);
-    app.add_flag("--overwrite", request->overwrite, "replace files that stand under the outputs' names");
-    app.footer(
-        "Times in the table count from the first sample. There the minimum-phase wavelet has its time 0; the zero-phase one "
-        "has\n"
-        "it at the middle sample, the maximum-phase one at the last. The shaping filter makes the zero-phase wavelet out of "
-        "the\n"
-        "minimum-phase one: column filtered, beside what was wanted.\n\n" +
-        app.get_footer());
+    app.add_option("--spectra", request->spectraName, "CSV file of the amplitude and phase spectra")->type_name("FILE");
+    app.add_option("--picture", request->pictureName, "picture of wavelets, spectra and filter: .png, .svg or .pdf")
+        ->type_name("FILE");
+    addPictureSize(app, request->size, {400, 300});
+    addOverwrite(app, request->overwrite);
     return [request] { return writeWavelets(*request); };
 }
 
-const CommandRegistration registration({"wavelet",
-                                        "makes Ricker wavelets of minimum, zero and maximum phase, and a shaping filter",
-                                        "pelta wavelet wavelets.csv --frequency 30 --interval 2 --picture wavelets.png",
-                                        define});
+const CommandRegistration registration(
+    {"wavelet", "makes Ricker wavelets of minimum, zero and maximum phase, and a shaping filter",
+     "pelta wavelet wavelets.csv --frequency 30 --interval 2 --picture wavelets.png", define,
+     "Times in the table count from the first sample. There the minimum-phase wavelet has its time 0; the zero- "
+     "phase one has it at the middle sample, the maximum-phase one at the last. The shaping filter makes the zero- "
+     "phase wavelet out of the minimum-phase one: column filtered, beside what was wanted."});
 
 }
 }

@@ -1,7 +1,9 @@
 #include "flow/parameters.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <stdexcept>
 
 #include "support/failure.h"
 #include "support/nearest.h"
@@ -30,11 +32,9 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 }
 
 Value choiceFrom(const Parameter& parameter, std::string_view text) {
-    std::vector<std::string> names;
-    for (const Choice& choice : parameter.choices) {
+    for (const Choice& choice : parameter.choices)
         if (text == choice.name || text == std::to_string(choice.number)) return std::int64_t{choice.number};
-        names.push_back(choice.name);
-    }
+    const std::vector<std::string> names = parameter.choiceNames();
     failUsage("{}: '{}' is none of {}{}", parameter.option(), text, fmt::join(names, ", "), didYouMean(text, names));
 }
 
@@ -66,6 +66,17 @@ bool flagFrom(const Parameter& parameter, std::string_view text) {
     failUsage("{}: '{}' is neither true nor false", parameter.option(), text);
 }
 
+const std::string& choiceName(const Parameter& parameter, const Value& value) {
+    for (const Choice& choice : parameter.choices)
+        if (choice.number == std::get<std::int64_t>(value)) return choice.name;
+    throw std::logic_error("no name for a choice of " + parameter.name);
+}
+
+std::string dashed(std::string key) {
+    std::replace(key.begin(), key.end(), '_', '-');
+    return key;
+}
+
 std::string quoted(std::string_view text) {
     std::string result = "\"";
     for (char c : text) {
@@ -79,11 +90,13 @@ std::string quoted(std::string_view text) {
 
 std::string Parameter::key() const { return unit.empty() ? name : name + "_" + unit; }
 
-std::string Parameter::option() const {
-    std::string result = "--" + name;
-    for (char& c : result)
-        if (c == '_') c = '-';
-    return result;
+std::string Parameter::option() const { return "--" + dashed(name); }
+std::string Parameter::optionWithUnit() const { return "--" + dashed(key()); }
+
+std::vector<std::string> Parameter::choiceNames() const {
+    std::vector<std::string> names;
+    for (const Choice& choice : choices) names.push_back(choice.name);
+    return names;
 }
 
 Value valueFromText(const Parameter& parameter, std::string_view text) {
@@ -117,10 +130,20 @@ void checkBounds(const Parameter& parameter, const Value& value) {
         }
 }
 
+std::string optionText(const Parameter& parameter, const Value& value) {
+    if (parameter.kind == Kind::choice) return choiceName(parameter, value);
+    if (const auto* text = std::get_if<std::string>(&value)) return *text;
+    if (const auto* numbers = std::get_if<std::vector<double>>(&value)) return fmt::format("{}", fmt::join(*numbers, ","));
+    if (const auto* pairs = std::get_if<Pairs>(&value)) {
+        std::vector<std::string> pieces;
+        for (const auto& [first, second] : *pairs) pieces.push_back(fmt::format("{}:{}", first, second));
+        return fmt::format("{}", fmt::join(pieces, ","));
+    }
+    return flowText(parameter, value);
+}
+
 std::string flowText(const Parameter& parameter, const Value& value) {
-    if (parameter.kind == Kind::choice)
-        for (const Choice& choice : parameter.choices)
-            if (choice.number == std::get<std::int64_t>(value)) return quoted(choice.name);
+    if (parameter.kind == Kind::choice) return quoted(choiceName(parameter, value));
     struct Writer {
         std::string operator()(bool flag) const { return flag ? "true" : "false"; }
         std::string operator()(std::int64_t number) const { return std::to_string(number); }

@@ -35,14 +35,19 @@ struct Parameter {
     double minimum = -1e300, maximum = 1e300; /* of every number */
     std::vector<Choice> choices = {};
 
-    std::string key() const;    /* corners_hz */
-    std::string option() const; /* --corners */
+    std::string key() const;            /* corners_hz */
+    std::string option() const;         /* --corners */
+    std::string optionWithUnit() const; /* --corners-hz */
+    std::vector<std::string> choiceNames() const;
+    bool holdsFileName() const { return name.ends_with("_file"); }
 };
 
 /* Reads a value from the text of a command-line option. Fails (UsageError) with what was expected. */
 Value valueFromText(const Parameter& parameter, std::string_view text);
 /* Fails (UsageError) when a number lies outside the parameter's bounds. */
 void checkBounds(const Parameter& parameter, const Value& value);
+/* The value as an option takes it. */
+std::string optionText(const Parameter& parameter, const Value& value);
 /* The value as a flow file writes it. */
 std::string flowText(const Parameter& parameter, const Value& value);
 

@@ -12,15 +12,10 @@ std::vector<const StepKind*>& registered() {
     return kinds;
 }
 
-/* As on the command line, without the brackets of a flow file: EBCDIC headers have no sure place for them. */
+/* Lists as on the command line, without the brackets of a flow file: EBCDIC headers have no sure place for them. */
 std::string plainText(const Parameter& parameter, const Value& value) {
-    if (const auto* numbers = std::get_if<std::vector<double>>(&value)) return fmt::format("{}", fmt::join(*numbers, ","));
-    if (const auto* pairs = std::get_if<Pairs>(&value)) {
-        std::vector<std::string> pieces;
-        for (const auto& [first, second] : *pairs) pieces.push_back(fmt::format("{}:{}", first, second));
-        return fmt::format("{}", fmt::join(pieces, ","));
-    }
-    return flowText(parameter, value);
+    const bool isName = parameter.kind == Kind::choice || parameter.kind == Kind::text;
+    return isName ? flowText(parameter, value) : optionText(parameter, value);
 }
 
 }

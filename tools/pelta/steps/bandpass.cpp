@@ -74,7 +74,7 @@ std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
 
 const StepKind kind = {
     .name = "bandpass",
-    .summary = "band-pass filter of Ormsby or Butterworth shape",
+    .summary = "filters by a band-pass of Ormsby or Butterworth shape",
     .example = "pelta bandpass in.sgy out.sgy --corners 5,10,60,80",
     .parameters =
         {
@@ -89,7 +89,7 @@ const StepKind kind = {
             {"corners",
              "hz",
              Kind::integers,
-             "Ormsby: low cut, low pass, high pass, high cut; Butterworth: low and high corner (0: no low cut)",
+             "Ormsby: low cut, low pass, high pass, high cut; Butterworth: low and high corner; 0 is no low cut",
              {},
              0,
              1e6},

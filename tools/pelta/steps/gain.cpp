@@ -68,7 +68,7 @@ std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Lin
 
 const StepKind kind = {
     .name = "gain",
-    .summary = "automatic gain control: divides by the median amplitude of a sliding window",
+    .summary = "controls gain automatically: divides by the median amplitude of a sliding window",
     .example = "pelta gain in.sgy out.sgy --window 500",
     .parameters =
         {

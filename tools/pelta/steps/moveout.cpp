@@ -13,7 +13,7 @@ namespace {
 
 enum Mode { forward = 0, inverse = 1, block = 2 };
 
-constexpr double everyOffset = -1e9;
+constexpr float everyOffset = -1e9f;
 
 /* What a velocity file holds: a function for all places, or functions in theirs. */
 struct FileVelocities : Preparation {
@@ -92,7 +92,8 @@ class Moveout : public Step {
           _fourthOrder(static_cast<float>(parameters.real("fourth_order"))),
           _windowMs(parameters.has("window") ? parameters.reals("window") : std::vector<double>{}),
           _stretch(static_cast<float>(parameters.real("stretch") / 100.0)),
-          _stretchFrom(static_cast<float>(parameters.real("stretch_from_offset"))),
+          _stretchFrom(parameters.has("stretch_from_offset") ? static_cast<float>(parameters.real("stretch_from_offset"))
+                                                             : everyOffset),
           _isTwoWay(!parameters.flag("one_way")),
           _isConvertedWave(parameters.flag("converted_wave")) {
         makeOperator(line.sampleCount());
@@ -165,7 +166,7 @@ std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
 
 const StepKind kind = {
     .name = "moveout",
-    .summary = "normal-moveout correction, its inverse, or the rigid shift of a window",
+    .summary = "corrects normal moveout, undoes that, or shifts a window rigidly",
     .example = "pelta moveout in.sgy out.sgy --velocity-table 0:1500,1000:2200,3000:3400 --stretch 30",
     .parameters =
         {
@@ -201,7 +202,13 @@ const StepKind kind = {
             {"converted_wave", "", Kind::flag, "moveout of a P wave down and an S wave up", false},
             {"one_way", "", Kind::flag, "times are one-way: halve the moveout", false},
             {"stretch", "percent", Kind::real, "mute where a sample is stretched by more; 100 mutes nothing", 30.0, 0, 100},
-            {"stretch_from_offset", "m", Kind::real, "mute only at signed offsets from this one on", everyOffset, -1e9, 1e9},
+            {"stretch_from_offset",
+             "m",
+             Kind::real,
+             "mute only at signed offsets from this one on (every offset)",
+             {},
+             -1e9,
+             1e9},
             {"window",
              "ms",
              Kind::reals,

@@ -151,7 +151,7 @@ std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Lin
 
 const StepKind kind = {
     .name = "pick",
-    .summary = "first-break picks, written as CSV and into a trace-header word (--map pick=BYTE:SIZE)",
+    .summary = "picks first breaks, written as CSV and into a trace-header word (--map pick=BYTE:SIZE)",
     .example = "pelta pick in.sgy out.sgy --ipmethod energy --picks-file picks.csv",
     .parameters =
         {
