@@ -62,5 +62,10 @@ refused("pelta-config\\.cmake, version: ${VERSION}" ${consumer} -B ${WORK}/refus
 refused("pelta_DIR-NOTFOUND|Could not find" ${CMAKE_COMMAND} -S ${programs} ${toolchain} -B ${WORK}/lost -DWANTED=1.0)
 
 if(COMMAND)
+  foreach(file IN ITEMS man/man1/pelta.1 man/man1/pelta-run.1 man/man5/pelta-flow.5 bash-completion/completions/pelta)
+    if(NOT EXISTS ${WORK}/moved/share/${file})
+      message(FATAL_ERROR "share/${file} is not installed")
+    endif()
+  endforeach()
   run(output ${WORK}/moved/${PROGRAM_FOLDER}/pelta --help)
 endif()

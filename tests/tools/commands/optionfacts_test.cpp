@@ -19,8 +19,9 @@ class Facts : public testing::Test {
 };
 
 TEST_F(Facts, HoldNamesValueRangeAndDefaultOfANumber) {
-    const OptionFacts facts = factsOf(
-        *app.add_option("-t,--tail,--tail-ms", number, "length of the tail, ms")->check(CLI::Range(-4.0, 90.0))->capture_default_str());
+    const OptionFacts facts = factsOf(*app.add_option("-t,--tail,--tail-ms", number, "length of the tail, ms")
+                                           ->check(CLI::Range(-4.0, 90.0))
+                                           ->capture_default_str());
     EXPECT_EQ(facts.names, (Texts{"-t", "--tail", "--tail-ms"}));
     EXPECT_EQ(facts.value, "NUMBER");
     EXPECT_EQ(facts.sentence, "length of the tail, ms");
@@ -30,7 +31,8 @@ TEST_F(Facts, HoldNamesValueRangeAndDefaultOfANumber) {
 }
 
 TEST_F(Facts, HoldTheNamesThatAChoiceTakes) {
-    const OptionFacts facts = factsOf(*app.add_option("--block", text, "what stands for several")->check(oneOf({"none", "mean"})));
+    const OptionFacts facts =
+        factsOf(*app.add_option("--block", text, "what stands for several")->check(oneOf({"none", "mean"})));
     EXPECT_EQ(facts.value, "NAME");
     EXPECT_EQ(facts.choices, (Texts{"none", "mean"}));
     EXPECT_EQ(facts.range, "");
@@ -38,7 +40,8 @@ TEST_F(Facts, HoldTheNamesThatAChoiceTakes) {
 }
 
 TEST_F(Facts, TakeParenthesesAtTheEndForTheDefaultUnlessThereIsOne) {
-    const OptionFacts told = factsOf(*app.add_option("--region", numbers, "edges (of a map) (round the points)")->type_name("N,N"));
+    const OptionFacts told =
+        factsOf(*app.add_option("--region", numbers, "edges (of a map) (round the points)")->type_name("N,N"));
     EXPECT_EQ(told.sentence, "edges (of a map)");
     EXPECT_EQ(told.byDefault, "round the points");
     const OptionFacts captured = factsOf(*app.add_option("--title", text, "title (in one line)")->capture_default_str());
@@ -47,7 +50,8 @@ TEST_F(Facts, TakeParenthesesAtTheEndForTheDefaultUnlessThereIsOne) {
 }
 
 TEST_F(Facts, KeepAValuesNameThatHoldsAColon) {
-    const CLI::Option* option = app.add_option("--pairs", text, "pairs")->type_name("A:B,...")->check(CLI::Range(0, 1000000000));
+    const CLI::Option* option =
+        app.add_option("--pairs", text, "pairs")->type_name("A:B,...")->check(CLI::Range(0, 1000000000));
     EXPECT_EQ(factsOf(*option).value, "A:B,...");
     EXPECT_EQ(factsOf(*option).range, "at least 0");
 }

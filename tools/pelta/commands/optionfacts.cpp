@@ -38,8 +38,7 @@ std::string valueFrom(const std::string& checked) {
     const std::size_t choices = checked.find(":{");
     if (choices != std::string::npos) return "NAME";
     const std::size_t range = checked.find(" in ["), positive = checked.find(":POSITIVE");
-    const std::string type =
-        checked.substr(0, range == std::string::npos ? positive : checked.rfind(':', range));
+    const std::string type = checked.substr(0, range == std::string::npos ? positive : checked.rfind(':', range));
     if (type == "FLOAT") return "NUMBER";
     return type == "UINT" ? "INT" : type;
 }
