@@ -29,9 +29,10 @@ TEST(ManualPage, SeparatesParagraphsItemsAndExamples) {
     page.paragraph("Two.");
     page.example("pelta x\npelta y");
     EXPECT_EQ(page.fileName(), "pelta-x.5");
-    EXPECT_EQ(behindTheTitle(page),
-              ".SH NAME\npelta\\-x \\- does it\n.SH OPTIONS\n.TP\n\\fB\\-\\-x\\fR\nOne.\n.PP\nTwo.\n.PP\n.nf\n.RS\npelta x\npelta "
-              "y\n.RE\n.fi\n");
+    EXPECT_EQ(
+        behindTheTitle(page),
+        ".SH NAME\npelta\\-x \\- does it\n.SH OPTIONS\n.TP\n\\fB\\-\\-x\\fR\nOne.\n.PP\nTwo.\n.PP\n.nf\n.RS\npelta x\npelta "
+        "y\n.RE\n.fi\n");
 }
 
 TEST(ManualPage, BreaksLongTextBetweenWords) {

@@ -10,7 +10,8 @@
 namespace pelta::manual {
 namespace {
 
-constexpr const char* opening = R"(# Completion of the pelta command in bash. Written by scripts/manual; change the options of the command instead.
+constexpr const char* opening =
+    R"(# Completion of the pelta command in bash. Written by scripts/manual; change the options of the command instead.
 
 # Offers the names in $2 that go on from $1.
 _pelta_names() {

@@ -15,7 +15,8 @@ namespace {
 const std::map<std::string, std::string> environment = {
     {"LOGNAME", "The user under whom the usage ledger counts traces. Where it is not set nothing is counted."},
     {"PELTA_HOME",
-     "The installation's folder. The usage ledger is linux/lib/libCumm.so in it, and traces are counted only where the variable "
+     "The installation's folder. The usage ledger is linux/lib/libCumm.so in it, and traces are counted only where the "
+     "variable "
      "is set."},
     {"PROMAX_HOME", "The same where PELTA_HOME is not set."},
     {"PROMAX_SCRATCH_HOME",
@@ -164,8 +165,9 @@ Page programPage(const CLI::App& program, const std::vector<Subcommand>& subcomm
     page.item(bold("$PELTA_HOME/linux/lib/libCumm.so"), "The usage ledger: records of 118 bytes.");
     page.section("Examples");
     page.paragraph("A synthetic line, what it holds, and a flow on it:");
-    page.example("pelta synth line.sgy\npelta info line.sgy\npelta run flow.toml line.sgy processed.sgy\n"
-                 "pelta plot processed.sgy section.png");
+    page.example(
+        "pelta synth line.sgy\npelta info line.sgy\npelta run flow.toml line.sgy processed.sgy\n"
+        "pelta plot processed.sgy section.png");
     page.paragraph("One step, in a pipe:");
     page.example("pelta bandpass line.sgy - --corners 5,10,60,80 | pelta gain - balanced.sgy");
     addSeeAlso(page, {{"pelta-flow", 5}});
@@ -188,9 +190,9 @@ const char* formOf(const Parameter& parameter) {
 
 std::string textOf(const Parameter& parameter) {
     const bool isNumber = parameter.kind != Kind::choice && parameter.kind != Kind::flag && parameter.kind != Kind::text;
-    return plain(sentence(parameter.help)) +
-           limits(parameter.choiceNames(), isNumber ? rangeText(parameter.minimum, parameter.maximum) : "",
-                  parameter.byDefault ? flowText(parameter, *parameter.byDefault) : "");
+    return plain(sentence(parameter.help)) + limits(parameter.choiceNames(),
+                                                    isNumber ? rangeText(parameter.minimum, parameter.maximum) : "",
+                                                    parameter.byDefault ? flowText(parameter, *parameter.byDefault) : "");
 }
 
 Page flowPage() {
@@ -201,9 +203,10 @@ Page flowPage() {
         "is a table {} with its {} and its parameters. Keys carry their units. A key that is left out has its default; what a "
         "step cannot do without is asked for.",
         bold("pelta-run"), bold("[[step]]"), bold("name")));
-    page.paragraph(fmt::format("A misspelt key is named with line, column and the nearest known one, and {} prints a flow with "
-                               "every value spelt out.",
-                               bold("pelta run flow.toml --show")));
+    page.paragraph(
+        fmt::format("A misspelt key is named with line, column and the nearest known one, and {} prints a flow with "
+                    "every value spelt out.",
+                    bold("pelta run flow.toml --show")));
     page.section("Steps");
     for (const StepKind* kind : stepKinds()) {
         page.subsection(kind->name);
