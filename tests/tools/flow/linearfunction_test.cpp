@@ -38,6 +38,7 @@ TEST(LinearFunction, KnowsWhetherItsKeyMatters) {
 
 TEST(LinearFunction, IsNamedInTheWordsOfItsTable) {
     EXPECT_EQ(complaint("0,1500\nabc,1\n"), ":2: expected an offset in m and a time in ms, found 'abc,1'");
+    EXPECT_EQ(complaint("0,1500,3\n"), ":1: expected an offset in m and a time in ms, found '0,1500,3'");
     EXPECT_EQ(complaint("1,nan\n2,inf\n"), ":2: expected an offset in m and a time in ms, found '2,inf'");
     EXPECT_EQ(complaint("500,1\n400,2\n"), ": offsets must ascend, but 400 m follows 500 m");
     EXPECT_EQ(complaint("500,1\n500,2\n"), ": offsets must ascend, but 500 m follows 500 m");
@@ -45,14 +46,14 @@ TEST(LinearFunction, IsNamedInTheWordsOfItsTable) {
     try {
         readPairs("/nowhere/mute.csv", offsetAndTime);
         FAIL();
-    } catch (const UsageError& error) {
-        EXPECT_STREQ(error.what(), "/nowhere/mute.csv: cannot read this table of offsets and times");
+    } catch (const Failure& failure) {
+        EXPECT_STREQ(failure.what(), "/nowhere/mute.csv: cannot be read: No such file or directory");
     }
 }
 
 TEST(Pairs, MayComeInAnyOrder) {
     const ScratchFolder folder;
-    writeFile(folder.file("corners.csv"), "easting,northing\n20,5\n-10, 5\n# back\n20 5\n");
+    writeFile(folder.file("corners.csv"), "# a field\neasting,northing\n20,5\n-10 ; 5\r\n# back\n\n20 5\n");
     EXPECT_EQ(readPairs(folder.file("corners.csv"), {"easting", "", "northing", ""}), (Pairs{{20, 5}, {-10, 5}, {20, 5}}));
 }
 

@@ -38,6 +38,13 @@ TEST(TraceTable, FindsValuesByTraceOrByRecordAndChannel) {
     EXPECT_EQ(byStation.size(), 2u);
 }
 
+TEST(TraceTable, TakesWhatSpreadsheetsAndPeopleWrite) {
+    const TraceTable table = tableOf("\xEF\xBB\xBF\"trace\", static_ms\n# first\n\"1\", +2.5 \n\n2,\" 3\"\n");
+    EXPECT_EQ(table.value(1, 0, 0), 2.5);
+    EXPECT_EQ(table.value(2, 0, 0), 3.0);
+    EXPECT_EQ(complaint("# heading\ntrace,static_ms\n# first\n\n1,x\n"), ":5: column static_ms is 'x', expected a number");
+}
+
 TEST(TraceTable, TakesATraceTwiceOnlyWithOneValueUnlessToldOtherwise) {
     const std::string agreeing = "record,channel,static_ms\n7,1,2\n7,1,2\n",
                       contrary = "record,channel,static_ms\n7,1,2\n\n7,1,3\n";
@@ -56,7 +63,7 @@ TEST(TraceTable, NamesWhatIsWrong) {
     EXPECT_EQ(complaint("trace,static_ms\n1.5,2\n"), ":2: column trace is '1.5', expected a whole number");
     EXPECT_EQ(complaint("trace,static_ms\n1e300,2\n"), ":2: column trace is '1e300', expected a whole number");
     EXPECT_EQ(complaint("trace,x,static_ms\n1,2\n"), ":2: expected 3 fields, found '1,2'");
-    EXPECT_EQ(complaint(""), ": cannot read a table of statics");
+    EXPECT_EQ(complaint(""), ": holds nothing, expected a table of statics");
     EXPECT_THROW(TraceTable("/nowhere/statics.csv", statics), Failure);
 }
 

@@ -25,6 +25,10 @@ TEST(NumberList, ReadsTheRealNumbersOfALine) {
     for (const char* text : {"1.5,-2e3;7", " 1.5 ; -2000\t7\r", "1.5 -2000, 7 ,"})
         EXPECT_EQ(realNumbersIn(text), (Reals{1.5, -2000, 7})) << text;
     EXPECT_EQ(realNumbersIn(" ,\t"), Reals());
+    EXPECT_EQ(realNumbersIn("\"1.5\", +2 ,\"3\",,;"), (Reals{1.5, 2, 3})) << "as spreadsheets write them";
+    for (const char* text : {"1,,2", ",1", "1, ;2", "\"1,5\"", "\"1 2\"", "+-1", "0x10"})
+        EXPECT_EQ(realNumbersIn(text), std::nullopt) << text << " could be misread";
+    EXPECT_EQ(realNumbersIn(std::string_view("15\0 20", 6)), std::nullopt);
     for (const char* text : {"1.5m", "x", "1,nan", "inf", "1e999", "1-2"}) EXPECT_EQ(realNumbersIn(text), std::nullopt) << text;
 }
 

@@ -163,11 +163,12 @@ TEST_F(VelocityAnalysis, SaysInOneLineWhatIsWrongAndWritesNothing) {
           "--velocities: a count of 10.5, expected a whole number of 3 to 10000");
     check(usual + "--record 3 --window 5000", 2, "--window: 5000 ms is not shorter than the traces of 2598 ms");
     check(usual + "--record 3 --interval-velocities 5000,2000", 2, "--interval-velocities: 5000 to 2000 m/s is no range");
-    check(usual + "--record 3 --truth " + (folder / "none.csv"), 2,
-          (folder / "none.csv") + ": cannot read this table of times and values");
+    check(usual + "--record 3 --truth " + (folder / "none.csv"), 1,
+          (folder / "none.csv") + ": cannot be read: No such file or directory");
     check(usual + "--record 3 --truth " + (folder / "bad.csv"), 2,
-          (folder / "bad.csv") + ":2: expected a time in ms and a value, found '400,fast'");
-    check(usual + "--record 3 --truth " + (folder / "zero.csv"), 2, (folder / "zero.csv") + ": velocities must be above 0");
+          (folder / "bad.csv") + ":2: expected 2 numbers, found '400,fast'");
+    check(usual + "--record 3 --truth " + (folder / "zero.csv"), 2,
+          (folder / "zero.csv") + ":1: a velocity of 0 m/s at 400 ms, expected more than 0 and at most 1e+06");
     const Outcome weak = velan("--record 3 --least-semblance 0.99");
     EXPECT_EQ(weak.status, 1);
     EXPECT_TRUE(

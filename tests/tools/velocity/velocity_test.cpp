@@ -170,7 +170,8 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
               ": moveout needs coordinates, and those of CDP, source and receiver are 0 in every trace header; --map "
               "cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words");
     check(moveout + area + " --velocity-by cdp", 2, area + ": there is no column cdp, by which its functions are to be placed");
-    check(moveout + (folder / "none.csv"), 2, (folder / "none.csv") + ": cannot read this table of times and values");
+    check(moveout + (folder / "none.csv"), 1, (folder / "none.csv") + ": cannot be read: No such file or directory");
+    check(moveout + folder.path(), 1, folder.path() + ": cannot be read: Is a directory");
 
     const std::string velocity = "velocity " + area + " " + grid + " ";
     check("velocity " + unsorted + " " + grid + " --time 500", 2, unsorted + ":4" + noTimes);

@@ -72,14 +72,6 @@ std::string truthName(const Request& request) {
     return std::filesystem::is_regular_file(beside, ignored) ? beside : "";
 }
 
-std::optional<velocity::FunctionTable> readTruth(const std::string& name) {
-    if (name.empty()) return std::nullopt;
-    velocity::FunctionTable truth = velocity::readFunctions(name);
-    if (truth.holdsEverywhere() && !(TimeFunction(truth.onlyPairs(), name).smallestValue() > 0.0))
-        failUsage("{}: velocities must be above 0", name);
-    return truth;
-}
-
 /* The true function where the gather lies. */
 TimeFunction truthAt(const velocity::FunctionTable& truth, const velocity::Place& place, segy::Reader& reader) {
     if (truth.holdsEverywhere()) return TimeFunction(truth.onlyPairs(), truth.fileName);
@@ -180,7 +172,8 @@ int analyse(const Request& request) {
     fanOf(request);
     const std::string truthFile = truthName(request);
     velocity::Analysis analysis;
-    const std::optional<velocity::FunctionTable> truth = readTruth(truthFile);
+    std::optional<velocity::FunctionTable> truth;
+    if (!truthFile.empty()) truth = velocity::readFunctions(truthFile);
     segy::Reader reader(request.input, request.inputOptions.read());
     Outputs outputs(request);
     for (const std::string& warning : reader.warnings()) warn(warning);

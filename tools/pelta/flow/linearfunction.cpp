@@ -1,10 +1,10 @@
 #include "flow/linearfunction.h"
 
 #include <algorithm>
-#include <fstream>
 
 #include "support/failure.h"
 #include "support/numberlist.h"
+#include "support/textlines.h"
 
 namespace pelta {
 namespace {
@@ -45,18 +45,15 @@ bool LinearFunction::isConstant() const {
 }
 
 Pairs readPairs(const std::string& fileName, const PairNames& names) {
-    std::ifstream file(fileName);
-    if (!file) failUsage("{}: cannot read this table of {}s and {}s", fileName, names.key, names.value);
+    TextLines lines(fileName);
     Pairs pairs;
-    std::string line;
-    for (int number = 1; std::getline(file, line); ++number) {
-        if (line.starts_with('#')) continue;
-        const auto numbers = realNumbersIn(line);
-        if (!numbers && pairs.empty() && number == 1) continue;
-        if (!numbers || (numbers->size() != 2 && !numbers->empty()))
-            failUsage("{}:{}: expected {} and {}, found '{}'", fileName, number, withArticle(names.key, names.keyUnit),
-                      withArticle(names.value, names.valueUnit), line);
-        if (!numbers->empty()) pairs.emplace_back((*numbers)[0], (*numbers)[1]);
+    for (bool isFirst = true; lines.next(); isFirst = false) {
+        const auto numbers = realNumbersIn(lines.line());
+        if (!numbers && isFirst) continue;
+        if (!numbers || numbers->size() != 2)
+            failUsage("{}: expected {} and {}, found '{}'", lines.place(), withArticle(names.key, names.keyUnit),
+                      withArticle(names.value, names.valueUnit), lines.shown());
+        pairs.emplace_back((*numbers)[0], (*numbers)[1]);
     }
     return pairs;
 }

@@ -32,7 +32,7 @@ class LinearFunction {
 };
 
 /* A CSV file with a pair of numbers a line, in any order; a first line of words and lines that begin with # are passed over.
- * Fails (UsageError) with file and line. */
+ * Fails (UsageError) with file and line, and (Failure) where the file cannot be read. */
 Pairs readPairs(const std::string& fileName, const PairNames& names);
 
 }

@@ -18,11 +18,6 @@ class TimeFunction : public LinearFunction {
     TimeFunction(Pairs pairs, const std::string& what) : LinearFunction(std::move(pairs), timeAndValue, what) {}
 };
 
-/* A CSV file with a time in ms and a value a line. */
-inline TimeFunction readTimeFunction(const std::string& fileName) {
-    return TimeFunction(readPairs(fileName, timeAndValue), fileName);
-}
-
 }
 
 #endif

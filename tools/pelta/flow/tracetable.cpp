@@ -1,21 +1,20 @@
 #include "flow/tracetable.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <fstream>
 
 #include "support/failure.h"
+#include "support/numberlist.h"
+#include "support/textlines.h"
 
 namespace pelta {
 namespace {
 
-std::vector<std::string> fieldsOf(std::string line) {
-    if (line.ends_with('\r')) line.pop_back();
+std::vector<std::string> fieldsOf(std::string_view line) {
     std::vector<std::string> fields;
     for (std::size_t begin = 0; begin <= line.size();) {
         const std::size_t end = std::min(line.find(',', begin), line.size());
-        fields.push_back(line.substr(begin, end - begin));
+        fields.emplace_back(unquoted(line.substr(begin, end - begin)));
         begin = end + 1;
     }
     return fields;
@@ -38,26 +37,22 @@ std::string alternatives(const std::vector<std::string>& names) {
 
 /* One line behind the heading. */
 struct Row {
-    const std::string& fileName;
-    int number;
+    const TextLines& lines;
     const std::vector<std::string>& heading;
-    std::string line;
     std::vector<std::string> fields;
 
     double real(std::size_t column) const {
-        if (column >= fields.size()) fail("{}:{}: expected {} fields, found '{}'", fileName, number, heading.size(), line);
-        double value = 0.0;
-        const std::string& text = fields[column];
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-        if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value))
-            fail("{}:{}: column {} is '{}', expected a number", fileName, number, heading[column], text);
-        return value;
+        if (column >= fields.size()) fail("{}: expected {} fields, found '{}'", lines.place(), heading.size(), lines.shown());
+        const std::optional<double> value = realNumberIn(fields[column]);
+        if (!value || !std::isfinite(*value))
+            fail("{}: column {} is '{}', expected a number", lines.place(), heading[column], fields[column]);
+        return *value;
     }
     std::int64_t integer(std::size_t column) const {
         constexpr double beyondExactIntegers = 9007199254740992.0;
         const double value = real(column);
         if (!(std::abs(value) < beyondExactIntegers) || value != std::trunc(value))
-            fail("{}:{}: column {} is '{}', expected a whole number", fileName, number, heading[column], fields[column]);
+            fail("{}: column {} is '{}', expected a whole number", lines.place(), heading[column], fields[column]);
         return static_cast<std::int64_t>(value);
     }
 };
@@ -65,34 +60,33 @@ struct Row {
 }
 
 TraceTable::TraceTable(const std::string& fileName, const TraceTableKind& kind) {
-    std::ifstream file(fileName);
-    std::string line;
-    if (!file || !std::getline(file, line)) fail("{}: cannot read a {}", fileName, kind.what);
-    const std::vector<std::string> heading = fieldsOf(line);
+    TextLines lines(fileName);
+    if (!lines.next()) fail("{}: holds nothing, expected a {}", fileName, kind.what);
+    const std::vector<std::string> heading = fieldsOf(lines.line());
     std::vector<std::string> valueNames;
     for (const ValueColumn& column : kind.columns) valueNames.push_back(column.heading);
     const auto trace = columnOf(heading, {"trace"}), record = columnOf(heading, {"record", "ffid"});
     const auto channel = columnOf(heading, {"channel"}), valid = columnOf(heading, {"valid"});
     const auto value = columnOf(heading, valueNames);
     if (!value || (!trace && (!record || !channel)))
-        fail("{}:1: expected columns trace (or record and channel) and {}, found '{}'", fileName, alternatives(valueNames),
-             line);
+        fail("{}: expected columns trace (or record and channel) and {}, found '{}'", lines.place(), alternatives(valueNames),
+             lines.shown());
     _byTrace = trace.has_value();
     const double factor = std::find_if(kind.columns.begin(), kind.columns.end(), [&](const ValueColumn& column) {
                               return column.heading == heading[*value];
                           })->factor;
-    std::map<std::pair<std::int64_t, std::int64_t>, int> lines;
-    for (int number = 2; std::getline(file, line); ++number) {
-        const Row row = {fileName, number, heading, line, fieldsOf(line)};
-        if (line.empty() || line == "\r" || (*value < row.fields.size() && row.fields[*value].empty())) continue;
+    std::map<std::pair<std::int64_t, std::int64_t>, std::int64_t> numbers;
+    while (lines.next()) {
+        const Row row = {lines, heading, fieldsOf(lines.line())};
+        if (*value < row.fields.size() && row.fields[*value].empty()) continue;
         if (valid && row.real(*valid) == 0.0) continue;
         const auto key =
             _byTrace ? std::pair{row.integer(*trace), std::int64_t{0}} : std::pair{row.integer(*record), row.integer(*channel)};
         const double found = factor * row.real(*value);
         const auto [place, isNew] = _values.try_emplace(key, found);
-        if (isNew && !kind.takesLastOfSeveral) lines[key] = number;
+        if (isNew && !kind.takesLastOfSeveral) numbers[key] = lines.number();
         if (!isNew && !kind.takesLastOfSeveral && place->second != found)
-            fail("{}:{}: another {} of this trace stands in line {}", fileName, number, heading[*value], lines[key]);
+            fail("{}: another {} of this trace stands in line {}", lines.place(), heading[*value], numbers[key]);
         place->second = found;
     }
 }

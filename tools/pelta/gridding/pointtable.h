@@ -1,13 +1,10 @@
 #ifndef PELTA_TOOL_GRIDDING_POINTTABLE_H
 #define PELTA_TOOL_GRIDDING_POINTTABLE_H
 
-#include <cstdio>
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "gridding/points.h"
-#include "support/outputfile.h"
+#include "support/textlines.h"
 
 namespace pelta::gridding {
 
@@ -22,18 +19,13 @@ struct Columns {
 class PointTable {
   public:
     /* Opens the file, - is standard input: no output can take its place from now on. */
-    explicit PointTable(const std::string& fileName);
+    explicit PointTable(const std::string& fileName) : _lines(fileName) {}
     /* The whole file, once. Fails (Failure) with file and line where a line cannot be understood, and on numbers that are not
      * finite. */
     PointSet read(const Columns& columns);
 
   private:
-    struct Close {
-        void operator()(std::FILE* file) const;
-    };
-    std::string _name;
-    std::unique_ptr<std::FILE, Close> _file;
-    std::optional<ProtectedInput> _protected;
+    TextLines _lines;
 };
 
 }

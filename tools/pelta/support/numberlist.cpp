@@ -2,12 +2,13 @@
 
 #include <pelta/numeric.h>
 
-#include <algorithm>
-#include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <string>
+
+#include "support/textlines.h"
 
 namespace pelta {
 namespace {
@@ -48,19 +49,22 @@ std::optional<std::vector<std::int64_t>> wholeNumbersIn(std::string_view text) {
     return std::vector<std::int64_t>(numbers, numbers + count);
 }
 
-std::optional<std::vector<double>> realNumbersIn(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c == ',' || c == ';' || std::isspace(c); }, ' ');
+std::optional<double> realNumberIn(std::string_view text) {
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+std::optional<std::vector<double>> realNumbersIn(std::string_view line) {
     std::vector<double> numbers;
-    const char* rest = text.c_str();
-    for (;;) {
-        while (*rest == ' ') ++rest;
-        if (*rest == '\0') return numbers;
-        char* end = nullptr;
-        numbers.push_back(std::strtod(rest, &end));
-        if (end == rest || (*end != ' ' && *end != '\0') || !std::isfinite(numbers.back())) return std::nullopt;
-        rest = end;
+    for (std::string_view word : wordsOf(line)) {
+        const std::optional<double> number = realNumberIn(word);
+        if (!number || !std::isfinite(*number)) return std::nullopt;
+        numbers.push_back(*number);
     }
+    return numbers;
 }
 
 }

@@ -13,9 +13,12 @@ namespace pelta {
  * number has more than nine digits. */
 std::optional<std::vector<std::int64_t>> wholeNumbersIn(std::string_view text);
 
-/* The numbers of a line of a table, separated by commas, semicolons or blanks. Nothing when it holds anything else, or a number
- * that is not finite. */
-std::optional<std::vector<double>> realNumbersIn(std::string text);
+/* The number that the whole text is, whatever the locale; NaN and infinities are numbers here. */
+std::optional<double> realNumberIn(std::string_view text);
+
+/* The numbers of a line of a table, separated and quoted as wordsOf has it. Nothing when it holds anything else, an empty word
+ * between two numbers or a number that is not finite. */
+std::optional<std::vector<double>> realNumbersIn(std::string_view line);
 
 }
 

@@ -3,127 +3,181 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <fstream>
 
-#include "flow/timefunction.h"
 #include "support/failure.h"
 #include "support/numberlist.h"
+#include "support/textlines.h"
 
 namespace pelta::velocity {
 namespace {
 
-constexpr double msPerSecond = 1000.0;
-
 enum class Column { cdp, x, y, time, velocity, other };
 
-/* The first word of "CDP_corr" or "time_ms", in small letters, tells what a column holds; "cdp_x" is no CDP. */
-Column columnOf(std::string name) {
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-    const std::string word = name.substr(0, name.find('_'));
-    const auto isOneOf = [](const std::string& text, std::initializer_list<const char*> names) {
-        return std::find(names.begin(), names.end(), text) != names.end();
-    };
-    if (name == "cdp_x" || isOneOf(word, {"x", "easting"})) return Column::x;
-    if (name == "cdp_y" || isOneOf(word, {"y", "northing"})) return Column::y;
+/* The small-letter words of a column's name: "Time (ms)" is of time and ms. */
+std::vector<std::string> piecesOf(std::string_view name) {
+    std::vector<std::string> pieces(1);
+    for (const char c : name)
+        if (std::isalnum(static_cast<unsigned char>(c)))
+            pieces.back() += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        else if (!pieces.back().empty()) pieces.emplace_back();
+    return pieces;
+}
+
+bool isOneOf(const std::string& word, std::initializer_list<const char*> words) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+/* The first word of "CDP_corr" or "time_ms" tells what a column holds; "cdp_x" is no CDP. */
+Column columnOf(const std::vector<std::string>& pieces) {
+    const std::string& word = pieces.front();
+    if (isOneOf(word, {"cdp", "cmp"}) && pieces.size() > 1 && isOneOf(pieces[1], {"x", "y"}))
+        return pieces[1] == "x" ? Column::x : Column::y;
+    if (isOneOf(word, {"x", "easting"})) return Column::x;
+    if (isOneOf(word, {"y", "northing"})) return Column::y;
     if (isOneOf(word, {"cdp", "cmp"})) return Column::cdp;
     if (isOneOf(word, {"t", "time", "twt", "tnmo"})) return Column::time;
     if (isOneOf(word, {"v", "vel", "velocity", "vnmo", "vrms", "vstack"})) return Column::velocity;
     return Column::other;
 }
 
-std::vector<std::string> wordsOf(const std::string& line) {
-    const auto separates = [](unsigned char c) { return c == ',' || c == ';' || std::isspace(c); };
-    std::vector<std::string> words(1);
-    for (char c : line)
-        if (!separates(static_cast<unsigned char>(c))) words.back() += c;
-        else if (!words.back().empty()) words.emplace_back();
-    if (words.back().empty()) words.pop_back();
-    return words;
+/* What a column's numbers are multiplied by to become ms and m/s. */
+double factorOf(Column column, const std::vector<std::string>& pieces) {
+    for (auto piece = pieces.begin() + 1; piece != pieces.end(); ++piece) {
+        if (column == Column::time && isOneOf(*piece, {"s", "sec", "secs", "second", "seconds"})) return 1000.0;
+        if (column == Column::time && isOneOf(*piece, {"us", "usec"})) return 0.001;
+        if (column == Column::velocity && isOneOf(*piece, {"ft", "feet"})) return 0.3048;
+        if (column == Column::velocity && *piece == "km") return 1000.0;
+    }
+    return 1.0;
 }
 
-/* Which columns of a table hold what. */
+/* Names may hold blanks where something else separates them. */
+std::vector<std::string> namesOf(std::string_view heading) {
+    std::vector<std::string> names;
+    if (heading.find_first_of(",;") == std::string_view::npos) {
+        for (std::string_view name : wordsOf(heading)) names.emplace_back(name);
+        return names;
+    }
+    for (std::size_t begin = 0; begin <= heading.size();) {
+        const std::size_t end = std::min(heading.find_first_of(",;", begin), heading.size());
+        names.emplace_back(unquoted(heading.substr(begin, end - begin)));
+        begin = end + 1;
+    }
+    while (!names.empty() && names.back().empty()) names.pop_back();
+    return names;
+}
+
+/* Which columns of a table hold what. Behind the last one of a time and a velocity more such pairs may follow in a row. */
 class Heading {
   public:
-    explicit Heading(const std::vector<std::string>& names) : _count(names.size()) {
-        for (const std::string& name : names) _columns.push_back(columnOf(name));
-        if (has(Column::time) && names[at(Column::time)].ends_with("_s")) _msPerTime = msPerSecond;
+    explicit Heading(const std::vector<std::string>& names) {
+        for (const std::string& name : names) {
+            const std::vector<std::string> pieces = piecesOf(name);
+            _columns.push_back(columnOf(pieces));
+            _factors.push_back(factorOf(_columns.back(), pieces));
+        }
+        dropRepeatedPairs();
     }
 
     bool has(Column column) const { return std::find(_columns.begin(), _columns.end(), column) != _columns.end(); }
     std::size_t at(Column column) const {
         return static_cast<std::size_t>(std::find(_columns.begin(), _columns.end(), column) - _columns.begin());
     }
-    std::size_t count() const { return _count; }
-    double msPerTime() const { return _msPerTime; }
+    std::size_t count() const { return _columns.size(); }
+    double factor(Column column) const { return _factors[at(column)]; }
 
+    bool hasAny() const {
+        return std::any_of(_columns.begin(), _columns.end(), [](Column column) { return column != Column::other; });
+    }
     bool hasPairs() const { return has(Column::time) && has(Column::velocity); }
     bool hasPlaces() const { return has(Column::cdp) || (has(Column::x) && has(Column::y)); }
+    /* A column that another one before it contradicts; the count without one. */
+    std::size_t firstRepeated() const {
+        std::size_t k = 0;
+        while (k < count() && (_columns[k] == Column::other || at(_columns[k]) == k)) ++k;
+        return k;
+    }
     /* More pairs may follow the one that the columns name. */
-    bool endsInPair() const { return at(Column::time) == _count - 2 && at(Column::velocity) == _count - 1; }
+    bool endsInPair() const { return hasPlaces() && at(Column::time) == count() - 2 && at(Column::velocity) == count() - 1; }
 
   private:
+    /* "cdp,time,velocity,time,velocity" says no more than "cdp,time,velocity". */
+    void dropRepeatedPairs() {
+        const auto isPair = [&](std::size_t k) {
+            return k >= 2 && _columns[k - 2] == Column::time && _columns[k - 1] == Column::velocity;
+        };
+        const auto isSame = [&](std::size_t k) {
+            return _factors[k - 2] == _factors[k - 4] && _factors[k - 1] == _factors[k - 3];
+        };
+        while (isPair(count()) && isPair(count() - 2) && isSame(count())) {
+            _columns.resize(count() - 2);
+            _factors.resize(count());
+        }
+    }
+
     std::vector<Column> _columns;
-    std::size_t _count;
-    double _msPerTime = 1.0;
+    std::vector<double> _factors;
 };
 
 /* A line of numbers and where it stands. */
 struct Row {
-    const std::string& fileName;
-    int line;
-    std::string text;
+    const TextLines& lines;
     std::vector<double> numbers;
+
+    std::string place() const { return lines.place(); }
 };
 
 std::int64_t cdpOf(const Row& row, double number) {
     constexpr double highestCdp = 2147483647.0;
     if (number != std::trunc(number) || std::abs(number) > highestCdp)
-        failUsage("{}:{}: a CDP of {:g}, expected a whole number", row.fileName, row.line, number);
+        failUsage("{}: a CDP of {:.12g}, expected a whole number up to {:.0f}", row.place(), number, highestCdp);
     return static_cast<std::int64_t>(number);
 }
 
 /* What a row says of where its function stands, without pairs. */
 GivenFunction functionAt(const Row& row, const Heading& heading) {
     GivenFunction function;
-    function.line = row.line;
+    function.line = static_cast<int>(row.lines.number());
     if (heading.has(Column::cdp)) function.cdp = cdpOf(row, row.numbers[heading.at(Column::cdp)]);
     if (heading.has(Column::x) && heading.has(Column::y))
         function.place = Place{row.numbers[heading.at(Column::x)], row.numbers[heading.at(Column::y)]};
     if (function.place && !isCovered(*function.place))
-        failUsage("{}:{}: x {:.10g}, y {:.10g} lies outside the square of {:.0f} to {:.0f} that velocities are interpolated in",
-                  row.fileName, row.line, function.place->x, function.place->y, -farthest, farthest);
+        failUsage("{}: x {:.10g}, y {:.10g} lies outside the square of {:.0f} to {:.0f} that velocities are interpolated in",
+                  row.place(), function.place->x, function.place->y, -farthest, farthest);
     return function;
+}
+
+[[noreturn]] void failForCount(const TextLines& lines, const Heading& heading) {
+    failUsage("{}: expected {} numbers, found '{}'", lines.place(), heading.count(), lines.shown());
 }
 
 void checkCount(const Row& row, const Heading& heading) {
     const std::size_t count = row.numbers.size(), placed = heading.count() - 2;
     if (count == heading.count()) return;
-    if (!heading.endsInPair() || count <= placed)
-        failUsage("{}:{}: expected {} numbers, found '{}'", row.fileName, row.line, heading.count(), row.text);
+    if (!heading.endsInPair() || count <= placed) failForCount(row.lines, heading);
     const std::size_t times = (count - placed + 1) / 2, velocities = (count - placed) / 2;
     if (times != velocities)
-        failUsage("{}:{}: {} {} and {} {}; every time needs a velocity", row.fileName, row.line, times,
-                  times == 1 ? "time" : "times", velocities, velocities == 1 ? "velocity" : "velocities");
+        failUsage("{}: {} {} and {} {}; every time needs a velocity", row.place(), times, times == 1 ? "time" : "times",
+                  velocities, velocities == 1 ? "velocity" : "velocities");
 }
 
 void addPair(GivenFunction& function, const Row& row, double timeMs, double velocity) {
     constexpr double latestMs = 1e8, highestVelocity = 1e6;
     if (!(std::abs(timeMs) <= latestMs))
-        failUsage("{}:{}: a time of {:g} ms, expected at most {:g}", row.fileName, row.line, timeMs, latestMs);
+        failUsage("{}: a time of {:g} ms, expected at most {:g}", row.place(), timeMs, latestMs);
     if (!(velocity > 0.0 && velocity <= highestVelocity))
-        failUsage("{}:{}: a velocity of {:g} m/s at {:g} ms, expected more than 0 and at most {:g}", row.fileName, row.line,
-                  velocity, timeMs, highestVelocity);
+        failUsage("{}: a velocity of {:g} m/s at {:g} ms, expected more than 0 and at most {:g}", row.place(), velocity, timeMs,
+                  highestVelocity);
     /* In single precision, in which functions are interpolated. */
     if (!function.pairs.empty() && !(static_cast<float>(function.pairs.back().first) < static_cast<float>(timeMs)))
-        failUsage("{}:{}: times must ascend, but {:g} ms follows {:g} ms at {}", row.fileName, row.line, timeMs,
-                  function.pairs.back().first, function.where());
+        failUsage("{}: times must ascend, but {:.9g} ms follows {:.9g} ms{}{}", row.place(), timeMs,
+                  function.pairs.back().first, function.holdsEverywhere() ? "" : " at ", function.where());
     function.pairs.emplace_back(timeMs, velocity);
 }
 
 void checkWhole(const FunctionTable& table) {
-    if (table.functions.empty()) failUsage("{}: no velocity functions", table.fileName);
     for (const GivenFunction& function : table.functions)
-        if (function.pairs.size() < 2)
+        if (function.pairs.size() < 2 && !function.holdsEverywhere())
             failUsage("{}:{}: the function at {} has one pair of time and velocity; it needs two at least", table.fileName,
                       function.line, function.where());
 }
@@ -133,7 +187,10 @@ class TableBuilder {
   public:
     TableBuilder(FunctionTable& table, Heading heading) : _table(table), _heading(std::move(heading)) {}
 
-    void take(const Row& row) {
+    void take(const TextLines& lines) {
+        const auto numbers = realNumbersIn(lines.line());
+        if (!numbers) failForCount(lines, _heading);
+        const Row row = {lines, *numbers};
         checkCount(row, _heading);
         GivenFunction found = functionAt(row, _heading);
         auto& functions = _table.functions;
@@ -142,7 +199,8 @@ class TableBuilder {
         const std::size_t time = _heading.at(Column::time), velocity = _heading.at(Column::velocity);
         const std::size_t pairs = 1 + (row.numbers.size() - _heading.count()) / 2;
         for (std::size_t k = 0; k < pairs; ++k)
-            addPair(functions.back(), row, _heading.msPerTime() * row.numbers[time + 2 * k], row.numbers[velocity + 2 * k]);
+            addPair(functions.back(), row, _heading.factor(Column::time) * row.numbers[time + 2 * k],
+                    _heading.factor(Column::velocity) * row.numbers[velocity + 2 * k]);
     }
 
   private:
@@ -150,65 +208,55 @@ class TableBuilder {
     Heading _heading;
 };
 
-bool isPassedOver(const std::string& line) { return line.starts_with('#') || wordsOf(line).empty(); }
-
-/* The heading and the first row of a file tell what kind of table it is. */
+/* What a table begins with, which tells its kind. */
 struct Beginning {
-    std::vector<std::string> heading; /* empty without one */
-    std::size_t numbers = 0;          /* of the first row; 0 without one */
+    std::string place;              /* "v.csv:1" */
+    std::vector<std::string> names; /* of its columns; empty without a heading */
+    std::size_t numbers = 0;        /* of the first row; 0 where that holds anything else */
 };
 
-Beginning beginningOf(const std::string& fileName) {
-    std::ifstream file(fileName);
-    Beginning beginning;
-    for (std::string line; std::getline(file, line);) {
-        if (isPassedOver(line)) continue;
-        if (const auto numbers = realNumbersIn(line)) {
-            beginning.numbers = numbers->size();
-            break;
-        }
-        if (!beginning.heading.empty()) break;
-        beginning.heading = wordsOf(line);
-    }
-    return beginning;
-}
-
-/* The columns, or nothing where a time and a velocity are all that there is. */
-std::optional<Heading> columnsOf(const std::string& fileName, const Beginning& beginning) {
-    const Heading heading(beginning.heading);
-    if (heading.hasPairs() && heading.hasPlaces()) return heading;
-    if (beginning.numbers == 0 || beginning.numbers == 2) return std::nullopt;
-    if (beginning.heading.empty() && beginning.numbers == 3) return Heading({"cdp", "time_ms", "velocity_m_per_s"});
-    if (beginning.heading.empty() && beginning.numbers < 3) return std::nullopt;
+Heading columnsOf(const Beginning& beginning) {
+    const Heading everywhere({"time_ms", "velocity_m_per_s"});
+    if (beginning.names.empty() && beginning.numbers == 2) return everywhere;
+    if (beginning.names.empty() && beginning.numbers == 3) return Heading({"cdp", "time_ms", "velocity_m_per_s"});
+    const Heading heading(beginning.names);
+    if (const std::size_t repeated = heading.firstRepeated(); repeated < heading.count())
+        failUsage("{}: '{}' repeats what a column before it holds", beginning.place, beginning.names[repeated]);
+    if (heading.hasPairs() && (heading.hasPlaces() || heading.count() == 2)) return heading;
+    if (!heading.hasAny() && beginning.numbers == 2) return everywhere;
     failUsage(
         "{}: expected two columns, time and velocity, or a heading that names the columns cdp (or x and y), time_ms and "
         "velocity_m_per_s{}",
-        fileName, beginning.heading.empty() ? "" : fmt::format(", found '{}'", fmt::join(beginning.heading, ",")));
+        beginning.place, beginning.names.empty() ? "" : fmt::format(", found '{}'", fmt::join(beginning.names, ",")));
 }
 
 }
+
+bool GivenFunction::holdsEverywhere() const { return !cdp && !place; }
 
 std::string GivenFunction::where() const {
+    if (holdsEverywhere()) return "";
     return cdp ? fmt::format("CDP {}", *cdp) : fmt::format("x {:.10g}, y {:.10g}", place->x, place->y);
 }
 
 FunctionTable readFunctions(const std::string& fileName) {
     FunctionTable table = {fileName, {}};
-    const Beginning beginning = beginningOf(fileName);
-    const std::optional<Heading> columns = columnsOf(fileName, beginning);
-    if (!columns) {
-        table.functions.push_back({{}, {}, readTimeFunction(fileName).pairs(), 1});
-        return table;
+    TextLines lines(fileName);
+    const auto fileEnds = [&] { failUsage("{}: no velocity functions", fileName); };
+    if (!lines.next()) fileEnds();
+    Beginning beginning = {lines.place(), {}, 0};
+    std::string heading;
+    if (!realNumbersIn(lines.line())) {
+        heading = trimmed(lines.line());
+        beginning.names = namesOf(heading);
+        if (!lines.next()) fileEnds();
     }
-    TableBuilder builder(table, *columns);
-    std::ifstream file(fileName);
-    std::string line;
-    for (int number = 1; std::getline(file, line); ++number) {
-        if (isPassedOver(line) || wordsOf(line) == beginning.heading) continue;
-        const auto numbers = realNumbersIn(line);
-        if (!numbers) failUsage("{}:{}: expected {} numbers, found '{}'", fileName, number, columns->count(), line);
-        builder.take({fileName, number, line, *numbers});
-    }
+    if (const auto numbers = realNumbersIn(lines.line())) beginning.numbers = numbers->size();
+    TableBuilder builder(table, columnsOf(beginning));
+    do
+        if (heading.empty() || trimmed(lines.line()) != heading) builder.take(lines);
+    while (lines.next());
+    if (table.functions.empty()) fileEnds();
     checkWhole(table);
     return table;
 }

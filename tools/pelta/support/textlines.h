@@ -1,0 +1,64 @@
+#ifndef PELTA_TOOL_TEXTLINES_H
+#define PELTA_TOOL_TEXTLINES_H
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/outputfile.h"
+
+namespace pelta {
+
+/* The lines of a text file that hold something: empty ones and those that begin with # are passed over. The ends of
+ * lines do not belong to them, nor do byte order marks, of which files joined with cat hold several. */
+class TextLines {
+  public:
+    /* Opens the file, - is standard input: no output can take its place while this lives. Fails (Failure). */
+    explicit TextLines(const std::string& fileName);
+    ~TextLines();
+    TextLines(const TextLines&) = delete;
+    TextLines& operator=(const TextLines&) = delete;
+
+    /* Goes to the next one; false behind the last. Fails (Failure) on what cannot be read, such as a folder. */
+    bool next();
+    /* Until the next one is asked for. */
+    std::string_view line() const { return _line; }
+    /* Of the line in the file, from 1 on. */
+    std::int64_t number() const { return _number; }
+    /* "points.csv", "standard input" */
+    const std::string& name() const { return _name; }
+    /* "points.csv:12" */
+    std::string place() const;
+    /* The line for a message: it may be as long as a file. */
+    std::string shown() const;
+
+  private:
+    struct Close {
+        void operator()(std::FILE* file) const;
+    };
+    std::string _name;
+    std::unique_ptr<std::FILE, Close> _file;
+    ProtectedInput _protected;
+    char* _text = nullptr;
+    std::size_t _room = 0;
+    std::string_view _line;
+    std::int64_t _number = 0;
+};
+
+inline constexpr std::string_view blanks = " \t\r";
+/* Without blanks around it. */
+std::string_view trimmed(std::string_view text);
+/* Without blanks and quotes around it. */
+std::string_view unquoted(std::string_view field);
+
+/* The words of a line, unquoted. Commas, semicolons and blanks separate; a word is empty where nothing stands between two commas
+ * or semicolons or before the first, but those behind the last word part nothing. */
+std::vector<std::string_view> wordsOf(std::string_view line);
+
+}
+
+#endif
