@@ -83,6 +83,22 @@ TEST_F(CutPictureOfASquare, IsPaleOutsideTheHullOfASection) {
     EXPECT_TRUE(hull.red > hull.blue + 60) << "orange: " << hull.red << " " << hull.green << " " << hull.blue;
 }
 
+/* Edges of the nodes' parts of it fall on, before and behind the middles of the picture's points. */
+TEST_F(CutPictureOfASquare, HasAVeilWithoutGaps) {
+    Field one({pointAt(0, 0, 2000)});
+    for (int nodes = 340; nodes < 420; nodes += 5) {
+        TimeSlice slice = cutTimeSlice(one, 0, {{-1, 199}, {-1, 149}}, 150.0 / (nodes - 1), false);
+        slice.isInside.assign(slice.isInside.size(), false);
+        CutPicture picture(name, 600, 420, true);
+        picture.draw(slice, one, "all outside");
+        picture.commit();
+        const Image image(name);
+        const auto isPale = [&](int x, int y) { return image.at(x, y).depth() < 400; };
+        for (int y = 66; y < 350; ++y) ASSERT_TRUE(isPale(485, y)) << nodes << " rows, " << y;
+        for (int x = 96; x < 488; ++x) ASSERT_TRUE(isPale(x, 67)) << nodes << " rows, " << x;
+    }
+}
+
 TEST_F(CutPictureOfASquare, LeavesNothingBehindWithoutCommit) {
     {
         CutPicture picture(name, 600, 420, false);

@@ -84,26 +84,49 @@ void addPolygon(const Plot& plot, const std::vector<Place>& corners) {
     cairo_close_path(plot.canvas.pen());
 }
 
-/* Nodes outside the hull, each with the ground nearest to it. */
-void drawVeil(const Plot& plot, const TimeSlice& slice) {
+/* A part of the veil, by its edges: neighbours leave no gap, as they would with widths, which are rounded too. */
+void addRectangle(const Plot& plot, double fromX, double fromY, double toX, double toY) {
     cairo_t* pen = plot.canvas.pen();
-    const Grid& grid = slice.grid;
-    const double width = plot.box.width / static_cast<double>(grid.columns - 1);
-    const double height = plot.box.height / static_cast<double>(grid.rows - 1);
+    cairo_move_to(pen, fromX, fromY);
+    cairo_line_to(pen, toX, fromY);
+    cairo_line_to(pen, toX, toY);
+    cairo_line_to(pen, fromX, toY);
+    cairo_close_path(pen);
+}
+
+void fillVeil(const Plot& plot) {
+    cairo_t* pen = plot.canvas.pen();
     cairo_set_antialias(pen, CAIRO_ANTIALIAS_NONE);
-    for (std::int64_t row = 0; row < grid.rows; ++row)
-        for (std::int64_t first = 0, column = 0; column <= grid.columns; ++column) {
-            const auto node = static_cast<std::size_t>(row * grid.columns + column);
-            if (column < grid.columns && !slice.isInside[node]) continue;
-            const double from = plot.box.left + (static_cast<double>(first) - 0.5) * width;
-            if (first < column)
-                cairo_rectangle(pen, from, plot.box.top + (static_cast<double>(row) - 0.5) * height,
-                                static_cast<double>(column - first) * width, height);
-            first = column + 1;
-        }
     plot.canvas.setColor(veil);
     cairo_fill(pen);
     cairo_set_antialias(pen, CAIRO_ANTIALIAS_DEFAULT);
+}
+
+/* Calls add(first, end) for every run of columns that are outside. */
+template <class IsOutside, class Add>
+void forRunsOutside(std::size_t columns, const IsOutside& isOutside, const Add& add) {
+    for (std::size_t first = 0, column = 0; column <= columns; ++column) {
+        if (column < columns && isOutside(column)) continue;
+        if (first < column) add(static_cast<double>(first), static_cast<double>(column));
+        first = column + 1;
+    }
+}
+
+/* Nodes outside the hull, each with the ground nearest to it. */
+void drawVeil(const Plot& plot, const TimeSlice& slice) {
+    const auto columns = static_cast<std::size_t>(slice.grid.columns), rows = static_cast<std::size_t>(slice.grid.rows);
+    const double width = plot.box.width / static_cast<double>(columns - 1);
+    const double height = plot.box.height / static_cast<double>(rows - 1);
+    for (std::size_t row = 0; row < rows; ++row) {
+        const auto edge = [&](double number) { return plot.box.top + (number - 0.5) * height; };
+        forRunsOutside(
+            columns, [&](std::size_t column) { return !slice.isInside[row * columns + column]; },
+            [&](double first, double end) {
+                addRectangle(plot, plot.box.left + (first - 0.5) * width, edge(static_cast<double>(row)),
+                             plot.box.left + (end - 0.5) * width, edge(static_cast<double>(row + 1)));
+            });
+    }
+    fillVeil(plot);
 }
 
 void drawMesh(const Plot& plot, const Field& field) {
@@ -124,15 +147,14 @@ void drawMesh(const Plot& plot, const Field& field) {
 
 /* Columns outside the hull, and where unknown: there is nothing under it. */
 void drawVeil(const Plot& plot, const Section& section) {
-    cairo_t* pen = plot.canvas.pen();
     const double width = plot.box.width / static_cast<double>(section.regions.size() - 1);
-    for (std::size_t k = 0; k < section.regions.size(); ++k)
-        if (section.regions[k] == Field::outside)
-            cairo_rectangle(pen, plot.box.left + (static_cast<double>(k) - 0.5) * width, plot.box.top, width, plot.box.height);
-    plot.canvas.setColor(veil);
-    cairo_set_antialias(pen, CAIRO_ANTIALIAS_NONE);
-    cairo_fill(pen);
-    cairo_set_antialias(pen, CAIRO_ANTIALIAS_DEFAULT);
+    forRunsOutside(
+        section.regions.size(), [&](std::size_t column) { return section.regions[column] == Field::outside; },
+        [&](double first, double end) {
+            addRectangle(plot, plot.box.left + (first - 0.5) * width, plot.box.top, plot.box.left + (end - 0.5) * width,
+                         plot.box.bottom());
+        });
+    fillVeil(plot);
 }
 
 /* Where the path goes from a triangle into another one, or over the hull. */
