@@ -136,6 +136,13 @@ std::vector<HeaderNeed> needsOf(const std::vector<FlowStep>& steps, const Prepar
                          fmt::format("{}: {} needs coordinates, and those of CDP, source and receiver are 0 in every trace "
                                      "header; --map cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words",
                                      reader.name(), needy->name)});
+    if (const StepKind* needy = firstNeedy(steps, [&](std::size_t s) { return prepared[s] && prepared[s]->needsCdps; })) {
+        const segy::HeaderWord word = reader.layout().words[segy::Word::cdp];
+        needs.push_back({[](const segy::TraceFacts& facts) { return facts.cdp != 0; },
+                         fmt::format("{}: {} needs CDPs, and the {} bytes at byte {} of every trace header hold 0; --map "
+                                     "cdp=BYTE:SIZE names the right word",
+                                     reader.name(), needy->name, word.size, word.position)});
+    }
     return needs;
 }
 

@@ -19,6 +19,7 @@ class Reader;
 struct Preparation {
     virtual ~Preparation() = default;
     bool needsPlaces = false; /* with coordinates that are 0 on every trace the step does not run */
+    bool needsCdps = false;   /* nor with CDPs that are */
     std::vector<std::string> warnings = {};
 };
 

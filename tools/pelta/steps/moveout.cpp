@@ -19,12 +19,14 @@ constexpr float everyOffset = -1e9f;
 struct FileVelocities : Preparation {
     std::optional<TimeFunction> function;
     std::vector<velocity::ControlPoint> points;
+    std::shared_ptr<const TextLines> file; /* which no output may replace */
 };
 
 std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader& reader) {
     if (!parameters.has("velocity_file")) return nullptr;
     auto velocities = std::make_shared<FileVelocities>();
     const velocity::FunctionTable table = velocity::readFunctions(parameters.text("velocity_file"));
+    velocities->file = table.file;
     if (table.holdsEverywhere()) {
         velocities->function = TimeFunction(table.onlyPairs(), table.fileName);
         return velocities;
@@ -32,6 +34,7 @@ std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::R
     const auto by = static_cast<velocity::PlacedBy>(parameters.choice("velocity_by"));
     velocity::ControlPoints placed = velocity::placeFunctions(table, by, &reader);
     velocities->needsPlaces = by == velocity::PlacedBy::coordinates;
+    velocities->needsCdps = by == velocity::PlacedBy::cdp;
     velocities->points = std::move(placed.points);
     velocities->warnings = std::move(placed.warnings);
     return velocities;
@@ -71,6 +74,12 @@ class SampleVelocities {
         return _velocities.data();
     }
 
+    /* The trace does not say where it lies, and that matters. */
+    bool lackPlace(const segy::TraceFacts& facts) const {
+        if (_function) return false;
+        return _by == velocity::PlacedBy::cdp ? facts.cdp == 0 : !velocity::hasPlace(facts);
+    }
+
   private:
     double _intervalMs;
     velocity::PlacedBy _by;
@@ -99,7 +108,9 @@ class Moveout : public Step {
         makeOperator(line.sampleCount());
     }
 
-    void apply(WorkTrace& work, Findings&) override {
+    /* The finding says whether the trace lacks the place that its velocities are of. */
+    void apply(WorkTrace& work, Findings& findings) override {
+        findings.push_back(_velocities.lackPlace(work.facts) ? 1.0f : 0.0f);
         std::vector<float>& samples = work.trace.samples;
         const double lead = std::round(work.facts.delayMs / _intervalMs);
         if (std::abs(lead) >= longestLead)
@@ -153,6 +164,32 @@ class Moveout : public Step {
     std::unique_ptr<NormalMoveout> _moveout;
     std::vector<float> _fourthOrders, _padded;
 };
+
+/* Counts the traces without a place. */
+class PlaceCoverage : public Collector {
+  public:
+    explicit PlaceCoverage(velocity::PlacedBy by) : _by(by) {}
+
+    void collect(const WorkTrace&, const Findings& findings) override {
+        ++_traces;
+        if (findings.front() != 0.0f) ++_lacking;
+    }
+    void finish() override {
+        if (_lacking == 0) return;
+        const bool isByCdp = _by == velocity::PlacedBy::cdp;
+        warn(fmt::format("moveout: {} of {} traces have no {} and got the velocities of {}", _lacking, _traces,
+                         isByCdp ? "CDP" : "coordinates", isByCdp ? "CDP 0" : "x 0, y 0"));
+    }
+
+  private:
+    velocity::PlacedBy _by;
+    std::int64_t _traces = 0, _lacking = 0;
+};
+
+std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Line&) {
+    if (!parameters.has("velocity_file")) return nullptr;
+    return std::make_unique<PlaceCoverage>(static_cast<velocity::PlacedBy>(parameters.choice("velocity_by")));
+}
 
 std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
     if (parameters.has("window")) {
@@ -219,6 +256,7 @@ const StepKind kind = {
         },
     .make = make,
     .prepare = prepare,
+    .makeCollector = makeCollector,
     .needsOffsets = [](const Parameters&) { return true; },
 };
 const Registration registration(kind);
