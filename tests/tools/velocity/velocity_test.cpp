@@ -132,6 +132,40 @@ TEST_F(VelocityCommand, SaysOnceThatAPlaceHasTwoFunctions) {
     EXPECT_EQ(pelta("velocity " + twice + " " + grid + " --line " + line + " --cdps 101,134").err, said);
 }
 
+TEST_F(VelocityCommand, KeepsItsTablesFromTheOutputs) {
+    const std::string table = file("table.asc", contentsOf(area)),
+                      said = "pelta: " + table + ": is the input itself; choose another name for the output\n";
+    for (const std::string& arguments :
+         {"velocity " + table + " " + table + " --time 500", "moveout " + line + " " + table + " --velocity-file " + table,
+          "velan " + line + " " + table + " --record 3 --truth " + table}) {
+        EXPECT_EQ(pelta(arguments + " --overwrite").err, said) << arguments;
+        EXPECT_EQ(contentsOf(table), contentsOf(area)) << arguments;
+    }
+}
+
+TEST_F(VelocityCommand, SaysHowManyTracesHaveNoPlace) {
+    std::string some = contentsOf(line), none = some;
+    for (std::size_t start = 3600, trace = 0; start < some.size(); start += 240 + 4 * 400, ++trace) {
+        none.replace(start + 20, 4, 4, '\0');
+        if (trace % 4 == 0)
+            for (std::size_t word : {20, 72, 76, 80, 84, 180, 184}) some.replace(start + word, 4, 4, '\0');
+    }
+    file("some.sgy", some);
+    file("none.sgy", none);
+    const auto moveout = [&](const std::string& input, const std::string& options) {
+        return pelta("moveout " + (folder / input) + " " + (folder / "out.sgy") + " --overwrite --quiet " + options);
+    };
+    EXPECT_EQ(moveout("some.sgy", "--velocity-file " + area).err,
+              "pelta: warning: moveout: 36 of 144 traces have no coordinates and got the velocities of x 0, y 0\n");
+    EXPECT_EQ(moveout("some.sgy", "--velocity-by cdp --velocity-file " + byCdp()).err,
+              "pelta: warning: moveout: 36 of 144 traces have no CDP and got the velocities of CDP 0\n");
+    const Outcome outcome = moveout("none.sgy", "--velocity-by cdp --velocity-file " + byCdp());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "pelta: " + (folder / "none.sgy") +
+                               ": moveout needs CDPs, and the 4 bytes at byte 21 of every trace header hold 0; --map "
+                               "cdp=BYTE:SIZE names the right word\n");
+}
+
 TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     const std::string unsorted = file("unsorted.csv", "cdp,time_ms,velocity\n101,0,1500\n101,900,2000\n101,800,2100\n");
     const std::string single = file("single.csv", "x,y,time_ms,velocity\n0,0,0,1500\n");
@@ -193,6 +227,12 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     check(velocity + "--time 500 --spacing 1000", 2, "velocity: a grid of 1 by 1 nodes, expected two each way");
     check(velocity + "--time 500 --spacing 0.001", 2,
           "velocity: a grid of 120001 by 120001 nodes is too large; a larger spacing makes fewer");
+    check(velocity + "--time nan", 2, "--time: nan ms, expected at most 1e+08");
+    check(velocity + "--time -1e9", 2, "--time: -1e+09 ms, expected at most 1e+08");
+    const std::string missed =
+        area + ": the hull of its functions is missed by every node; without --only-inside they are continued beyond it";
+    check(velocity + "--time 500 --region 200,300,200,300 --only-inside", 1, missed);
+    check(velocity + "--section 200,200,300,300 --only-inside", 1, missed);
     check(velocity + "--section 5,5,5,5", 2, "--section: both ends are x 5, y 5");
     check(velocity + "--section 0,0,5,5 --region 0,5,0,5", 2, "--region: is for a time slice, which --time makes");
     check(velocity + "--section 0,0,5,5 --times 100,100", 2, "--times: 100 to 100 do not ascend");

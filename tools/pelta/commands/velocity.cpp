@@ -39,6 +39,9 @@ Range rangeOf(const std::string& option, double from, double to) {
 void checkRequest(const Request& request) {
     if (request.timeMs.has_value() + !request.section.empty() + !request.cdps.empty() != 1)
         failUsage("velocity: give one of --time, --section and --cdps");
+    constexpr double latestMs = 1e8;
+    if (request.timeMs && !(std::abs(*request.timeMs) <= latestMs))
+        failUsage("--time: {:g} ms, expected at most {:g}", *request.timeMs, latestMs);
     if (request.placedBy() == PlacedBy::cdp && request.cdps.empty())
         failUsage("--velocity-by cdp knows no map: --cdps FIRST,LAST makes a section");
     if (!request.timeMs && !request.region.empty()) failUsage("--region: is for a time slice, which --time makes");
@@ -48,8 +51,7 @@ void checkRequest(const Request& request) {
 }
 
 /* The functions that the mesh is made of; one that holds everywhere makes none. */
-velocity::ControlPoints controlPoints(const Request& request, segy::Reader* line) {
-    const velocity::FunctionTable table = velocity::readFunctions(request.input);
+velocity::ControlPoints controlPoints(const Request& request, const velocity::FunctionTable& table, segy::Reader* line) {
     if (table.holdsEverywhere())
         failUsage("{}: one function that holds everywhere; a field has a column cdp, or columns x and y", request.input);
     velocity::ControlPoints placed = velocity::placeFunctions(table, request.placedBy(), line);
@@ -148,6 +150,14 @@ struct Outputs {
     std::optional<velocity::CutPicture> picture;
 };
 
+/* Before anything of it is written. */
+void checkHeld(const Request& request, const Grid& grid) {
+    const Range range = velocity::rangeOf(grid);
+    if (range.from <= range.to) return;
+    fail("{}: the hull of its functions is missed by every node; without --only-inside they are continued beyond it",
+         request.input);
+}
+
 void say(const std::string& title, const Field& field, const Grid& grid, double insideShare) {
     const Range range = velocity::rangeOf(grid);
     fmt::print("{}\n{} functions {}\n", title, field.points().size(),
@@ -172,11 +182,13 @@ int cut(const Request& request) {
         for (const std::string& warning : line->warnings()) warn(warning);
     }
     segy::Reader* const headers = line ? &*line : nullptr;
-    Field field(controlPoints(request, headers).points);
+    const velocity::FunctionTable table = velocity::readFunctions(request.input);
+    Field field(controlPoints(request, table, headers).points);
     Outputs outputs(request);
     const std::string name = std::filesystem::path(request.input).filename().string();
     if (request.timeMs) {
         const velocity::TimeSlice slice = timeSlice(request, field);
+        checkHeld(request, slice.grid);
         const std::string title = fmt::format("{} at {:g} ms", name, *request.timeMs);
         outputs.grid.write(slice.grid, fmt::format("velocity in m/s at {:g} ms", *request.timeMs));
         if (outputs.picture) outputs.picture->draw(slice, field, title);
@@ -185,6 +197,7 @@ int cut(const Request& request) {
         return 0;
     }
     const velocity::Section vertical = section(request, field, headers);
+    checkHeld(request, vertical.grid);
     const std::string title = request.cdps.empty()
                                   ? fmt::format("{} from {:g},{:g} to {:g},{:g}", name, request.section[0], request.section[1],
                                                 request.section[2], request.section[3])

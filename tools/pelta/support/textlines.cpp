@@ -26,9 +26,7 @@ void TextLines::Close::operator()(std::FILE* file) const {
 }
 
 TextLines::TextLines(const std::string& fileName)
-    : _name(fileName == "-" ? "standard input" : fileName),
-      _file(openText(_name, fileName)),
-      _protected(fileno(_file.get())) {}
+    : _name(fileName == "-" ? "standard input" : fileName), _file(openText(_name, fileName)), _protected(fileno(_file.get())) {}
 
 TextLines::~TextLines() { std::free(_text); }
 

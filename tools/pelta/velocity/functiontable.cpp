@@ -240,8 +240,9 @@ std::string GivenFunction::where() const {
 }
 
 FunctionTable readFunctions(const std::string& fileName) {
-    FunctionTable table = {fileName, {}};
-    TextLines lines(fileName);
+    const auto file = std::make_shared<TextLines>(fileName);
+    TextLines& lines = *file;
+    FunctionTable table = {fileName, {}, file};
     const auto fileEnds = [&] { failUsage("{}: no velocity functions", fileName); };
     if (!lines.next()) fileEnds();
     Beginning beginning = {lines.place(), {}, 0};

@@ -2,11 +2,13 @@
 #define PELTA_TOOL_VELOCITY_FUNCTIONTABLE_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "flow/linearfunction.h"
+#include "support/textlines.h"
 #include "velocity/place.h"
 
 namespace pelta::velocity {
@@ -26,6 +28,7 @@ struct GivenFunction {
 struct FunctionTable {
     std::string fileName;
     std::vector<GivenFunction> functions;
+    std::shared_ptr<const TextLines> file = {}; /* while it is held, no output can take the file's place */
 
     /* One function without a CDP or place. */
     bool holdsEverywhere() const { return functions[0].holdsEverywhere(); }
