@@ -12,16 +12,20 @@ struct SideRecord : EdgeUse {
 
 inline const SideRecord* recordOf(const EdgeUse* side) { return static_cast<const SideRecord*>(side); }
 
-/* A face whose corners may lie on a line, as far as rounding can tell, or even the wrong way round: then it may seem to contain
- * places far off. */
+/* A face with what a walk across it asks for, in two cache lines with the published part: the places of its corners in the order
+ * of its sides from eu on, and the faces behind those sides (null outside the square). */
 struct FaceRecord : Face {
-    bool isFlat;
+    FaceRecord* behind[3];
+    Coord x[3], y[3];
 };
 
-/* Everything that one more point needs, the uses apart from the sides: locations look at sides only. */
+inline FaceRecord* recordOf(Face* face) { return static_cast<FaceRecord*>(face); }
+inline const FaceRecord* recordOf(const Face* face) { return static_cast<const FaceRecord*>(face); }
+
+/* Everything that one more point needs, the uses apart from the sides: most steps look at sides only. */
 struct Addition {
-    SideRecord sides[6];
     FaceRecord faces[2];
+    SideRecord sides[6];
     VertexUse uses[6];
     Edge edges[3];
 };

@@ -40,7 +40,8 @@ class RecordStore {
     static constexpr std::size_t step = 16, steps = 64; /* sizes up to step * steps, then powers of two */
     static constexpr std::size_t powers = sizeof(std::size_t) * 8 - 12;
     static constexpr std::size_t kinds = steps + 1 + powers;
-    static constexpr std::size_t line = 64;
+    static constexpr std::size_t line = 128; /* cache lines are fetched in pairs */
+    static constexpr std::size_t smallRecord = 512;
     static constexpr std::size_t smallestBlock = 8 << 10, largestBlock = 16 << 20, largestRecord = 256 << 10;
 
     static std::size_t kindOf(std::size_t bytes) {
@@ -51,11 +52,11 @@ class RecordStore {
         return kind <= steps ? kind * step : (step * steps) << (kind - steps);
     }
 
-    /* Large records from the start of a block, each in cache lines of its own, small ones from its end. */
+    /* Additions and long functions from the start of a block, each in cache lines of its own, small records from its end. */
     template <class ObtainBlock>
     void* cut(std::size_t size, ObtainBlock obtainBlock) {
         if (size > largestRecord) return obtainBlock(size);
-        const std::size_t taken = size < line ? size : (size + line - 1) / line * line;
+        const std::size_t taken = size < smallRecord ? size : (size + line - 1) / line * line;
         if (taken > static_cast<std::size_t>(_end - _start)) {
             const std::size_t block = std::clamp(_taken / 8 / line * line, std::max(smallestBlock, taken + line), largestBlock);
             void* memory = obtainBlock(block);
@@ -66,7 +67,7 @@ class RecordStore {
             _end = static_cast<char*>(memory) + block;
             _taken += block;
         }
-        if (size < line) return _end -= taken;
+        if (size < smallRecord) return _end -= taken;
         return std::exchange(_start, _start + taken);
     }
 

@@ -8,14 +8,15 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "mesh/circles.h"
+#include "mesh/facegrid.h"
 #include "mesh/geometry.h"
 #include "mesh/links.h"
 #include "mesh/records.h"
 #include "mesh/recordstore.h"
 #include "mesh/resampling.h"
-#include "mesh/vertexgrid.h"
 #include "truncation.h"
 #include "vectorize.h"
 
@@ -32,7 +33,7 @@ struct HullSides {
 /* A model with what keeps it fast behind the published part. */
 struct Store : Model {
     RecordStore records;
-    VertexGrid grid;
+    FaceGrid grid;
     AbscissaChain abscissae;
     ResampledFunctions functions;
     HullSides sides;
@@ -351,62 +352,66 @@ void triModel::tri_face(Coord x, Coord y, Face** F) {
 
 namespace {
 
-/* 1 where the point is to the left of the line from one place to another, -1 where it is to the right of it by more than any test
- * may err, 0 otherwise. Tests err by less than the spacing of numbers at the size of the square, times the length of the side. */
-int clearSideOf(const SideRecord* from, const SideRecord* to, Coord x, Coord y) {
+/* 1 where the point is to the left of the face's side, -1 where it is to the right of it by more than any test may err, 0
+ * otherwise. Tests err by less than the spacing of numbers at the size of the square, times the length of the side. */
+int clearSideOf(const FaceRecord* face, int side, Coord x, Coord y) {
     constexpr double clear = 1e-7;
-    const double dx = to->x - from->x, dy = to->y - from->y;
-    const double ahead = dx * (y - from->y), aside = (x - from->x) * dy;
+    const int next = side < 2 ? side + 1 : 0;
+    const double dx = face->x[next] - face->x[side], dy = face->y[next] - face->y[side];
+    const double ahead = dx * (y - face->y[side]), aside = (x - face->x[side]) * dy;
     if (ahead > aside) return 1;
     return aside - ahead > clear * (std::abs(dx) + std::abs(dy)) ? -1 : 0;
 }
 
-/* Follows the sides that have the point to their left, from any side on. Null unless the walk ends in a face that has the
- * point clearly inside. In a mesh without flat faces no other face contains it then, whichever way one comes. */
-Face* clearlyContainingFace(const EdgeUse* entered, Coord x, Coord y) {
+/* Follows the sides that have the point to their left, back where it came from only if there is no other. Null unless the walk
+ * ends in a face that has the point clearly inside. In a mesh without flat faces no other face contains it then, whichever way
+ * one comes. */
+FaceRecord* clearlyContainingFace(FaceRecord* face, Coord x, Coord y) {
     constexpr int longestWalk = 1000;
-    for (int i = 0; i < longestWalk; ++i) {
-        const EdgeUse *next = entered->euCW, *last = entered->euCCW;
-        const SideRecord *start = recordOf(entered), *end = recordOf(next), *far = recordOf(last);
-        const int ofNext = clearSideOf(end, far, x, y);
-        if (ofNext == 1) entered = next->euMate;
-        else {
-            const int ofLast = clearSideOf(far, start, x, y);
-            if (ofLast == 1) entered = last->euMate;
-            else {
-                const int ofEntered = clearSideOf(start, end, x, y);
-                if (ofEntered == -1 && ofNext == -1 && ofLast == -1) return entered->f;
-                if (ofEntered != 1) return nullptr;
-                entered = entered->euMate;
-            }
+    const FaceRecord* previous = nullptr;
+    for (int i = 0; i < longestWalk && face; ++i) {
+        int clearSides = 0, side = 0, wayBack = 3;
+        for (; side < 3; ++side) {
+            const int here = clearSideOf(face, side, x, y);
+            clearSides += here == -1;
+            if (here != 1) continue;
+            if (face->behind[side] != previous) break;
+            wayBack = side;
         }
-        if (!entered->f) return nullptr;
+        if (clearSides == 3) {
+            for (const FaceRecord* behind : face->behind) __builtin_prefetch(behind ? behind->x : nullptr);
+            return face;
+        }
+        if (side == 3) side = wayBack;
+        if (side == 3) return nullptr;
+        previous = std::exchange(face, face->behind[side]);
     }
     return nullptr;
 }
 
 /* The corner of the face that stands exactly at a place; null where there is none. */
-Vertex* cornerAt(const Face* face, Coord x, Coord y) {
-    for (const EdgeUse* side : {face->eu, face->eu->euCW, face->eu->euCCW})
-        if (recordOf(side)->x == x && recordOf(side)->y == y) return side->vu->v;
+Vertex* cornerAt(const FaceRecord* face, Coord x, Coord y) {
+    for (int i = 0; i < 3; ++i)
+        if (face->x[i] == x && face->y[i] == y) return (i == 0 ? face->eu : i == 1 ? face->eu->euCW : face->eu->euCCW)->vu->v;
     return nullptr;
 }
 
 /* Sets Fcur to the face of a point inside the square that tri_face finds from there, by a shorter way. Where one face alone
  * can have the point, any way there will do. Otherwise the vertex nearest to the point decides: it is the same wherever the
  * descent begins, unless two are as near. */
-void locate(Store& store, Coord x, Coord y) {
-    Face*& current = store.Fcur;
-    const SideRecord* const found = recordOf(current->eu->euCCW);
-    Vertex* const known = store.grid.isNear(found->x, found->y, x, y) ? nullptr : store.grid.near(x, y);
-    if (store.flatFaces == 0)
-        if (Face* face = clearlyContainingFace(known ? known->vu->eu : current->eu, x, y))
-            return static_cast<void>(current = face);
-    if (contains(current, x, y)) return;
-    Vertex* vertex = current->eu->vu->v;
-    if (known && !store.hadTurnedFaces)
-        if (Vertex* nearest = descend(known, x, y); isNearestByFar(nearest, x, y)) vertex = nearest;
-    current = walkFrom(store, vertex, x, y);
+FaceRecord* locate(Store& store, Coord x, Coord y) {
+    FaceRecord* const last = recordOf(store.Fcur);
+    FaceRecord* const known = store.grid.isNear(last->x[2], last->y[2], x, y) ? nullptr : store.grid.near(x, y);
+    FaceRecord* found = store.flatFaces == 0 ? clearlyContainingFace(known ? known : last, x, y) : nullptr;
+    if (!found) {
+        if (contains(recordOf(last->eu), x, y)) return last;
+        Vertex* vertex = last->eu->vu->v;
+        if (known && !store.hadTurnedFaces)
+            if (Vertex* nearest = descend(known->eu->vu->v, x, y); isNearestByFar(nearest, x, y)) vertex = nearest;
+        found = recordOf(walkFrom(store, vertex, x, y));
+    }
+    store.Fcur = found;
+    return found;
 }
 
 }
@@ -416,7 +421,7 @@ void locate(Store& store, Coord x, Coord y) {
 namespace {
 
 void linkFaceAfter(FaceRecord* face, Face* before) {
-    *face = {};
+    static_cast<Face&>(*face) = {};
     face->m = before->m;
     face->fPrev = before;
     face->fNext = before->fNext;
@@ -434,7 +439,8 @@ void startAtVertex(SideRecord* side, VertexUse* use, Vertex* vertex, Coord x, Co
 
 /* Splits a face into three round a new vertex p. Its sides are a-b (face.eu), b-c and c-a; each of the three faces has one of
  * them as its eu. */
-void split(Face* face, Vertex* vertex, Addition& addition) {
+void split(FaceRecord* face, Vertex* vertex, Addition& addition) {
+    for (const FaceRecord* behind : face->behind) __builtin_prefetch(behind); /* their circles are asked for next */
     EdgeUse* const sides[3] = {face->eu, face->eu->euCW, face->eu->euCCW};
     for (const EdgeUse* side : sides) __builtin_prefetch(side->euMate);
     linkFaceAfter(&addition.faces[0], face);
@@ -459,7 +465,6 @@ void split(Face* face, Vertex* vertex, Addition& addition) {
         follow(inward[i]->vu, use->vuNext);
         follow(use, inward[i]->vu);
     }
-    for (const EdgeUse* side : sides) __builtin_prefetch(side->euMate->f); /* their circles are asked for next */
     for (int i = 0; i < 3; ++i) makeLoop<EdgeUse>(sides[i], inward[i], outward[i]);
     makeLoop(outward[0]->vu, outward[1]->vu, outward[2]->vu);
     vertex->vu = outward[0]->vu;
@@ -495,6 +500,7 @@ void flip(Face* face) {
     EdgeUse *const e1 = e0->euCW, *const e2 = e0->euCCW, *const e3 = e0->euMate;
     EdgeUse *const e4 = e3->euCW, *const e5 = e3->euCCW;
     Face* const behind = e3->f;
+    for (const FaceRecord* next : recordOf(behind)->behind) __builtin_prefetch(next);
     __builtin_prefetch(e4->euMate);
     __builtin_prefetch(e5->euMate);
     moveStart(e0, e2);
@@ -533,12 +539,26 @@ class Neighbours {
     int _count = 0;
 };
 
+/* The corners of a face may lie on a line, as far as rounding can tell, or even go the wrong way round: then it may seem to
+ * contain places far off. */
+bool isFlat(double ahead, double aside) {
+    constexpr double flat = 1e-10; /* sine of an angle */
+    return !(aside - ahead > flat * (std::abs(ahead) + std::abs(aside)));
+}
+
+/* A face is about to change its corners. */
+void forgetShape(Store& store, const FaceRecord* face) {
+    if (store.flatFaces == 0) return;
+    const Circle circle = circleThrough(face->x[0], face->y[0], face->x[1], face->y[1], face->x[2], face->y[2]);
+    store.flatFaces -= isFlat(circle.ahead, circle.aside);
+}
+
 /* The faces round a new point that are ready for their circles. */
 class Fan {
   public:
     Fan(triModel& mesh, Coord x, Coord y) : _mesh(mesh), _x(x), _y(y) {}
 
-    void add(Face* face) {
+    void add(FaceRecord* face) {
         const SideRecord *a = recordOf(face->eu), *b = recordOf(face->eu->euCW);
         const int i = _batch.count++;
         _faces[i] = face;
@@ -552,8 +572,10 @@ class Fan {
     void finish() {
         makeCircles(_batch, _x, _y);
         for (int i = 0; i < _batch.count; ++i) {
-            Face* const face = _faces[i];
-            noteShape(face, _batch.ahead[i], _batch.aside[i]);
+            FaceRecord* const face = _faces[i];
+            notePlaces(face, i);
+            noteNeighbours(face);
+            noteShape(_batch.ahead[i], _batch.aside[i]);
             if (_batch.ahead[i] == _batch.aside[i]) {
                 _mesh.tri_circle(face);
                 continue;
@@ -566,20 +588,35 @@ class Fan {
     }
 
   private:
-    void noteShape(Face* face, double ahead, double aside) {
-        constexpr double flat = 1e-10; /* sine of an angle */
-        const bool isFlat = !(aside - ahead > flat * (std::abs(ahead) + std::abs(aside)));
-        bool& wasFlat = static_cast<FaceRecord*>(face)->isFlat;
-        if (!isFlat && !wasFlat) return;
+    void notePlaces(FaceRecord* face, int i) {
+        face->x[0] = _batch.x1[i];
+        face->y[0] = _batch.y1[i];
+        face->x[1] = _batch.x2[i];
+        face->y[1] = _batch.y2[i];
+        face->x[2] = _x;
+        face->y[2] = _y;
+    }
+
+    /* Across the side opposite the point, and across that which the next face round it has for its second. */
+    void noteNeighbours(FaceRecord* face) {
+        const EdgeUse* const mate = face->eu->euMate;
+        face->behind[0] = recordOf(mate->f);
+        if (FaceRecord* outer = face->behind[0]) outer->behind[mate == outer->eu ? 0 : mate == outer->eu->euCW ? 1 : 2] = face;
+        FaceRecord* const next = recordOf(face->eu->euCCW->euMate->f);
+        face->behind[2] = next;
+        next->behind[1] = face;
+    }
+
+    void noteShape(double ahead, double aside) {
+        if (!isFlat(ahead, aside)) return;
         Store& store = storeOf(_mesh.model);
-        if (isFlat != wasFlat) isFlat ? ++store.flatFaces : --store.flatFaces;
+        ++store.flatFaces;
         store.hadTurnedFaces |= !(aside > ahead);
-        wasFlat = isFlat;
     }
 
     triModel& _mesh;
     Coord _x, _y;
-    Face* _faces[CircleBatch::most];
+    FaceRecord* _faces[CircleBatch::most];
     CircleBatch _batch;
 };
 
@@ -595,17 +632,18 @@ bool flipsSide(const Face* face, Coord x, Coord y, const Neighbours& neighbours)
 /* Flips the side of a face that lies opposite its corner (x, y), and all that come to lie so. A flip leaves this face, to be
  * looked at again, and the one behind, to be looked at when this one and all that comes of it are done. That is the next face
  * round the point, up to the one that has the first face's side from the point. */
-void flipRound(Face* face, Coord x, Coord y, Neighbours& neighbours, Fan& fan) {
+void flipRound(Store& store, FaceRecord* face, Coord x, Coord y, Neighbours& neighbours, Fan& fan) {
     const EdgeUse* const last = face->eu->euCCW;
     while (true) {
         while (flipsSide(face, x, y, neighbours)) {
             neighbours.add(startOf(face->eu->euMate->euCCW));
+            forgetShape(store, recordOf(face->eu->euMate->f));
             flip(face);
         }
         fan.add(face);
         const EdgeUse* const spoke = face->eu->euCCW;
         if (spoke == last) return;
-        face = spoke->euMate->f;
+        face = recordOf(spoke->euMate->f);
     }
 }
 
@@ -614,7 +652,8 @@ void flipRound(Face* face, Coord x, Coord y, Neighbours& neighbours, Fan& fan) {
 void triModel::tri_opt(Face* F, Coord x, Coord y) {
     Neighbours neighbours(startOf(F->eu->euCCW));
     Fan fan(*this, x, y);
-    flipRound(F, x, y, neighbours, fan);
+    forgetShape(storeOf(model), recordOf(F));
+    flipRound(storeOf(model), recordOf(F), x, y, neighbours, fan);
     fan.finish();
 }
 
@@ -626,7 +665,6 @@ void triModel::tri_overwrite(Vertex* newer, Vertex* older) {
         use = use->vuNext;
     } while (use != newer->vu);
     std::replace(model->CV, model->CV + 4, older, newer);
-    storeOf(model).grid.replace(older, newer);
     giveBack(*this, older, vertexBytes(older->nabs));
 }
 
@@ -643,8 +681,9 @@ int triModel::triAdd(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
     if (!vertex) return 0;
     setFunction(vertex, abs, ord);
     model->Cupdate = 1;
-    locate(storeOf(model), *x, *y);
-    if (Vertex* const older = cornerAt(model->Fcur, *x, *y)) {
+    Store& store = storeOf(model);
+    FaceRecord* const face = locate(store, *x, *y);
+    if (Vertex* const older = cornerAt(face, *x, *y)) {
         tri_overwrite(vertex, older);
         return 1;
     }
@@ -653,14 +692,13 @@ int triModel::triAdd(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
         giveBack(*this, vertex, vertexBytes(vertex->nabs));
         return 0;
     }
-    Face* const face = model->Fcur;
+    forgetShape(store, face);
     split(face, vertex, *addition);
     Neighbours neighbours(vertex);
     Fan fan(*this, *x, *y);
-    for (Face* part : {face, static_cast<Face*>(&addition->faces[0]), static_cast<Face*>(&addition->faces[1])})
-        flipRound(part, *x, *y, neighbours, fan);
+    for (FaceRecord* part : {face, &addition->faces[0], &addition->faces[1]}) flipRound(store, part, *x, *y, neighbours, fan);
     fan.finish();
-    storeOf(model).grid.add(vertex);
+    store.grid.add(*x, *y, face);
     return 1;
 }
 
@@ -678,6 +716,19 @@ struct SquareSide {
 
 /* The sides of the first two faces, and those of the outside with their mates. */
 constexpr SquareSide faceSides[2][3] = {{{0, 2}, {2, 1}, {1, 0}}, {{0, 3}, {3, 2}, {2, 0}}};
+
+}
+
+namespace {
+
+void noteSides(FaceRecord* face) {
+    const EdgeUse* side = face->eu;
+    for (int i = 0; i < 3; ++i, side = side->euCW) {
+        face->x[i] = recordOf(side)->x;
+        face->y[i] = recordOf(side)->y;
+        face->behind[i] = recordOf(side->euMate->f);
+    }
+}
 
 }
 
@@ -731,8 +782,10 @@ int triModel::tri_init_0(Coord* x, Coord* y, Vertex** V) {
     faces[0]->fNext = faces[1];
     faces[1]->fPrev = faces[0];
     model->f = model->Fcur = faces[0];
-    tri_circle(faces[0]);
-    tri_circle(faces[1]);
+    for (Face* face : faces) {
+        noteSides(recordOf(face));
+        tri_circle(face);
+    }
     return 1;
 }
 
@@ -764,8 +817,7 @@ void triModel::triClear() {
 void triModel::triGet(Coord* x, Coord* y, float* abs, float* ord, int* nabs) {
     *nabs = 0;
     if (!model || !isInSquare(*model, *x, *y)) return;
-    locate(storeOf(model), *x, *y);
-    const Vertex* const vertex = cornerAt(model->Fcur, *x, *y);
+    const Vertex* const vertex = cornerAt(locate(storeOf(model), *x, *y), *x, *y);
     if (!vertex) return;
     *nabs = vertex->nabs;
     std::copy_n(abscissaeOf(vertex), vertex->nabs, abs);

@@ -1,7 +1,5 @@
-#ifndef PELTA_LIB_MESH_VERTEXGRID_H
-#define PELTA_LIB_MESH_VERTEXGRID_H
-
-#include <pelta/trimodel.h>
+#ifndef PELTA_LIB_MESH_FACEGRID_H
+#define PELTA_LIB_MESH_FACEGRID_H
 
 #include <algorithm>
 #include <array>
@@ -11,22 +9,20 @@
 #include <limits>
 #include <utility>
 
-/* Knows a vertex near any place, so that a location need not walk across the whole mesh. Cells over the box of the points, each
- * with the last vertex that was added in it. When the points have doubled or have left the box, new cells are laid; where
- * one of them is still empty the former ones answer. Memory that cannot be had only makes locations slower. */
-class VertexGrid {
-  public:
-    void add(Vertex* vertex) {
-        _points.include(vertex->x, vertex->y);
-        const bool hasLeft = _layings > 0 && !present().covers(vertex->x, vertex->y);
-        if (++_count >= _nextLayingAt || hasLeft) layCells(hasLeft);
-        if (_layings > 0) present().cell(vertex->x, vertex->y) = vertex;
-    }
+#include "mesh/records.h"
 
-    /* A vertex has given way to another at the same place. */
-    void replace(const Vertex* older, Vertex* newer) {
-        for (int i = 0; i < _layings; ++i)
-            if (Vertex*& vertex = _cells[i].cell(older->x, older->y); vertex == older) vertex = newer;
+/* Knows a face near any place, so that a location need not walk across the whole mesh. Cells over the box of the points, each
+ * with a face of the last point that was added in it: later points split and turn the face, but it stays thereabouts. When the
+ * points have doubled or have left the box, new cells are laid; where one of them is still empty the former ones answer. Memory
+ * that cannot be had only makes locations slower. */
+class FaceGrid {
+  public:
+    /* A point has been added, and the face has it for a corner. */
+    void add(Coord x, Coord y, FaceRecord* face) {
+        _points.include(x, y);
+        const bool hasLeft = _layings > 0 && !present().covers(x, y);
+        if (++_count >= _nextLayingAt || hasLeft) layCells(hasLeft);
+        if (_layings > 0) present().cell(x, y) = face;
     }
 
     /* True where a walk from one place to another is no longer than one from what near() would find. */
@@ -35,9 +31,9 @@ class VertexGrid {
     }
 
     /* Null where there is none. */
-    Vertex* near(Coord x, Coord y) const {
+    FaceRecord* near(Coord x, Coord y) const {
         for (int i = _layings; i-- > 0;)
-            if (Vertex* vertex = _cells[i].near(x, y)) return vertex;
+            if (FaceRecord* face = _cells[i].near(x, y)) return face;
         return nullptr;
     }
 
@@ -59,7 +55,7 @@ class VertexGrid {
     class Cells {
       public:
         Cells() = default;
-        ~Cells() { std::free(_vertices); }
+        ~Cells() { std::free(_faces); }
         Cells(const Cells&) = delete;
         Cells(Cells&& other) noexcept : Cells() { swap(other); }
         Cells& operator=(Cells other) noexcept {
@@ -75,19 +71,19 @@ class VertexGrid {
             _rows = std::max<std::size_t>(count / _columns, 1);
             _perX = cellsPerUnit(_columns, box.width());
             _perY = cellsPerUnit(_rows, box.height());
-            _vertices = static_cast<Vertex**>(std::calloc(_columns * _rows, sizeof(Vertex*)));
+            _faces = static_cast<FaceRecord**>(std::calloc(_columns * _rows, sizeof(FaceRecord*)));
         }
 
-        bool isLaid() const { return _vertices; }
+        bool isLaid() const { return _faces; }
         bool covers(Coord x, Coord y) const { return x >= _box.left && x <= _box.right && y >= _box.bottom && y <= _box.top; }
         /* Places outside the box belong to the cells at its rim. */
-        Vertex*& cell(Coord x, Coord y) const {
-            return _vertices[index(y - _box.bottom, _perY, _rows) * _columns + index(x - _box.left, _perX, _columns)];
+        FaceRecord*& cell(Coord x, Coord y) const {
+            return _faces[index(y - _box.bottom, _perY, _rows) * _columns + index(x - _box.left, _perX, _columns)];
         }
         /* From the place's own cell or from one beside it. */
-        Vertex* near(Coord x, Coord y) const {
+        FaceRecord* near(Coord x, Coord y) const {
             const std::size_t column = index(x - _box.left, _perX, _columns), row = index(y - _box.bottom, _perY, _rows);
-            Vertex* const* const own = _vertices + row * _columns + column;
+            FaceRecord* const* const own = _faces + row * _columns + column;
             if (*own) return *own;
             if (column > 0 && own[-1]) return own[-1];
             if (column + 1 < _columns && own[1]) return own[1];
@@ -112,13 +108,13 @@ class VertexGrid {
             std::swap(_perY, other._perY);
             std::swap(_columns, other._columns);
             std::swap(_rows, other._rows);
-            std::swap(_vertices, other._vertices);
+            std::swap(_faces, other._faces);
         }
 
         Box _box;
         double _perX = 0.0, _perY = 0.0;
         std::size_t _columns = 0, _rows = 0;
-        Vertex** _vertices = nullptr;
+        FaceRecord** _faces = nullptr;
     };
 
     static constexpr std::size_t firstLayingAt = 64, refinement = 2;
