@@ -3,6 +3,8 @@
 
 #include <pelta/trimodel.h>
 
+#include <algorithm>
+
 #include "vectorize.h"
 
 /* The circle through three places. ahead - aside is twice the area of their triangle, negative where they go clockwise; where it
@@ -27,22 +29,24 @@ PELTA_INLINE Circle circleThrough(double x1, double y1, double x2, double y2, do
 struct CircleBatch {
     static constexpr int most = 16, lanes = 4;
     int count = 0;
-    double x1[most] = {}, y1[most] = {}, x2[most] = {}, y2[most] = {};
+    double x1[most + lanes], y1[most + lanes], x2[most + lanes], y2[most + lanes];
     double ahead[most], aside[most], xc[most], yc[most], rs[most];
 };
 
 namespace {
 
 PELTA_VECTORIZE void makeCircles(CircleBatch& batch, double x3, double y3) {
-    for (int start = 0; start < batch.count; start += CircleBatch::lanes)
-        for (int i = start; i < start + CircleBatch::lanes; ++i) {
-            const Circle circle = circleThrough(batch.x1[i], batch.y1[i], batch.x2[i], batch.y2[i], x3, y3);
-            batch.ahead[i] = circle.ahead;
-            batch.aside[i] = circle.aside;
-            batch.xc[i] = circle.xc;
-            batch.yc[i] = circle.yc;
-            batch.rs[i] = circle.rs;
-        }
+    for (double* corners : {batch.x1, batch.y1, batch.x2, batch.y2}) /* of lanes without a face */
+        std::fill_n(corners + batch.count, CircleBatch::lanes, 0.0);
+    const int count = (batch.count + CircleBatch::lanes - 1) / CircleBatch::lanes * CircleBatch::lanes;
+    for (int i = 0; i < count; ++i) {
+        const Circle circle = circleThrough(batch.x1[i], batch.y1[i], batch.x2[i], batch.y2[i], x3, y3);
+        batch.ahead[i] = circle.ahead;
+        batch.aside[i] = circle.aside;
+        batch.xc[i] = circle.xc;
+        batch.yc[i] = circle.yc;
+        batch.rs[i] = circle.rs;
+    }
 }
 
 }

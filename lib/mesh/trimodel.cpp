@@ -1,6 +1,7 @@
 #include <pelta/trimodel.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -525,16 +526,23 @@ class Neighbours {
     }
 
     void add(const Vertex* vertex) {
-        if (_count < most) _vertices[_count] = vertex;
+        if (_count < most) {
+            if (_count % atOnce == 0) std::fill_n(_vertices + _count, atOnce, nullptr);
+            _vertices[_count] = vertex;
+        }
         ++_count;
     }
+    /* Hardly ever: it takes no branches to find out. */
     bool have(const Vertex* point, const Vertex* vertex) const {
         if (_count > most) return areJoined(point, vertex);
-        return std::find(_vertices, _vertices + _count, vertex) != _vertices + _count;
+        int matches = 0;
+        for (int start = 0; start < _count; start += atOnce)
+            for (int i = 0; i < atOnce; ++i) matches += _vertices[start + i] == vertex;
+        return matches > 0;
     }
 
   private:
-    static constexpr int most = 32;
+    static constexpr int most = 32, atOnce = 8;
     const Vertex* _vertices[most];
     int _count = 0;
 };
@@ -599,12 +607,21 @@ class Fan {
 
     /* Across the side opposite the point, and across that which the next face round it has for its second. */
     void noteNeighbours(FaceRecord* face) {
-        const EdgeUse* const mate = face->eu->euMate;
-        face->behind[0] = recordOf(mate->f);
-        if (FaceRecord* outer = face->behind[0]) outer->behind[mate == outer->eu ? 0 : mate == outer->eu->euCW ? 1 : 2] = face;
+        FaceRecord* const outer = recordOf(face->eu->euMate->f);
+        face->behind[0] = outer;
+        if (outer) outer->behind[cornerNumber(outer, face->x[1], face->y[1])] = face;
         FaceRecord* const next = recordOf(face->eu->euCCW->euMate->f);
         face->behind[2] = next;
         next->behind[1] = face;
+    }
+
+    /* By the bits of the coordinates and without branches, which nobody could predict. */
+    static int cornerNumber(const FaceRecord* face, Coord x, Coord y) {
+        const auto isAt = [&](int i) {
+            const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+            return static_cast<int>(((bits(face->x[i]) ^ bits(x)) | (bits(face->y[i]) ^ bits(y))) == 0);
+        };
+        return (1 - isAt(0)) * (2 - isAt(1));
     }
 
     void noteShape(double ahead, double aside) {
