@@ -101,6 +101,7 @@ _pelta() {
             case $option in
                 --user | --process | --year | --month) return ;;
             esac
+            [[ $word == -* ]] || return
             ;;
         moveout)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --mode --velocity --velocity-m-per-s --velocity-table --velocity-table-ms-m-per-s --velocity-file --velocity-by --fourth-order --converted-wave --one-way --stretch --stretch-percent --stretch-from-offset --stretch-from-offset-m --window --window-ms"

@@ -45,9 +45,10 @@ std::string unknownText(const CLI::App& app) {
 }
 
 int complainOfUsage(const CLI::App& app, const CLI::ParseError& error) {
+    const bool hasCommand = !app.get_subcommands().empty();
     std::string text = unknownText(app);
-    if (text.empty()) text = error.what();
-    const std::string command = app.get_subcommands().empty() ? "" : " " + app.get_subcommands().front()->get_name();
+    if (text.empty()) text = hasCommand ? error.what() : "a command is required";
+    const std::string command = hasCommand ? " " + app.get_subcommands().front()->get_name() : "";
     return complain(wrongUsage, fmt::format("{} (see pelta{} --help)", text, command));
 }
 

@@ -29,7 +29,7 @@ class CommandLine : public testing::Test {
 
 TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
     const std::pair<const char*, const char*> cases[] = {
-        {"", "pelta: A subcommand is required (see pelta --help)\n"},
+        {"", "pelta: a command is required (see pelta --help)\n"},
         {"bandpas a b", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
         {"bandpas --help", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},
         {"--help bandpas", "pelta: unknown command 'bandpas', did you mean 'bandpass'? (see pelta --help)\n"},

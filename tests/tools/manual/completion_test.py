@@ -28,6 +28,7 @@ COMPLETED = [  # what is typed, and what stands there after the tab key
     ("pelta stack --flow fl", "pelta stack --flow flow.toml "),
     ("pelta gain --quiet fl", "pelta gain --quiet flow.toml "),
     ("pelta plot x y --picks fo", "pelta plot x y --picks folder/"),
+    ("pelta ledger fl", "pelta ledger fl"),  # takes no files
     ("pelta gain --window fl", "pelta gain --window fl"),  # a number is not a file
     ("pelta sort --style", "pelta sort --style"),  # an option of another command
 ]

@@ -27,13 +27,16 @@ void registerStepCommands();
 
 std::vector<Subcommand> defineCommandLine(CLI::App& app) {
     registerStepCommands();
-    app.formatter(std::make_shared<HelpFormat>());
+    const auto format = std::make_shared<HelpFormat>();
+    format->label("Positionals", "Arguments");
+    format->label("SUBCOMMAND", "COMMAND");
+    app.formatter(format);
     app.set_version_flag("--version", PELTA_VERSION, "print the version and exit");
     app.set_help_flag("-h,--help", "print this help and exit");
     app.require_subcommand(1);
     std::vector<Subcommand> subcommands;
     for (const Command& command : commands()) {
-        CLI::App* subcommand = app.add_subcommand(command.name, command.summary);
+        CLI::App* subcommand = app.add_subcommand(command.name, command.summary)->group(command.group);
         const std::string details = command.details.empty() ? "" : command.details + "\n\n";
         subcommand->footer(details + "Example:\n  " + command.example);
         subcommands.push_back({&command, subcommand, command.define(*subcommand)});

@@ -20,6 +20,7 @@ struct Command {
     std::function<std::function<int()>(CLI::App&)> define;
     std::string details = {};                  /* paragraphs, a line each */
     std::vector<std::string> environment = {}; /* variables that it reads */
+    std::string group = "Commands";            /* that the help and the manual list it in */
 };
 
 /* All commands in their order of registration's names. */

@@ -132,8 +132,8 @@ std::function<int()> defineStep(const StepKind& kind, CLI::App& app) {
 void registerStepCommands() {
     for (const StepKind* kind : stepKinds())
         CommandRegistration({kind->name, kind->summary, kind->example, [kind](CLI::App& app) { return defineStep(*kind, app); },
-                             "A step of a flow, by itself; pelta-flow(5) tells how a flow file writes it.",
-                             countingEnvironment});
+                             "A step of a flow, by itself; pelta-flow(5) tells how a flow file writes it.", countingEnvironment,
+                             "Steps of a flow"});
 }
 
 }

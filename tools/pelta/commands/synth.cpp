@@ -126,7 +126,7 @@ int synthesise(const Request& request) {
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
     synthesis::Survey& survey = request->survey;
-    app.add_option("OUT", request->output, "SEG-Y file to write; - is standard output")->required()->type_name("FILE");
+    app.add_option("OUT", request->output, "SEG-Y file to write")->required()->type_name("FILE");
     app.add_option("--first-breaks", request->firstBreaksName, "CSV file of the true first breaks (OUT.first_breaks.csv)")
         ->type_name("FILE");
     app.add_option("--velocities", request->velocitiesName,

@@ -85,6 +85,7 @@ std::string branchOf(const std::string& command, const std::vector<OptionFacts>&
     std::string cases;
     for (const auto& [action, alike] : byAction) cases += caseOf(alike, action);
     if (!cases.empty()) cases = "            case $option in\n" + cases + "            esac\n";
+    if (!all.front().isArgument) cases += "            [[ $word == -* ]] || return\n"; /* no file belongs here */
     return fmt::format("        {})\n            options=\"{}\"\n{}            ;;\n", command, fmt::join(names, " "), cases);
 }
 

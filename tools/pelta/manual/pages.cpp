@@ -132,10 +132,10 @@ Page commandPage(const Command& command, const CLI::App& app) {
     return page;
 }
 
-void addCommands(Page& page, const std::vector<Subcommand>& subcommands, bool areSteps) {
+void addCommands(Page& page, const std::vector<Subcommand>& subcommands, const std::string& group) {
     for (const Subcommand& subcommand : subcommands) {
         const Command& command = *subcommand.command;
-        if ((findStepKind(command.name) != nullptr) == areSteps)
+        if (command.group == group)
             page.item(fmt::format("{}(1)", bold("pelta-" + command.name)), plain(sentence(command.summary)));
     }
 }
@@ -152,10 +152,10 @@ Page programPage(const CLI::App& program, const std::vector<Subcommand>& subcomm
         bold("--overwrite") + ".");
     page.paragraph(fmt::format("{} prints every option of a command, as does its page.", bold("pelta COMMAND --help")));
     page.section("Commands");
-    addCommands(page, subcommands, false);
+    addCommands(page, subcommands, "Commands");
     page.subsection("Steps of a flow");
     page.paragraph(fmt::format("Each is a command, and a step in the flow file of {}(1).", bold("pelta-run")));
-    addCommands(page, subcommands, true);
+    addCommands(page, subcommands, "Steps of a flow");
     addOptions(page, factsOf(program));
     addExitStatus(page);
     std::vector<std::string> variables;
