@@ -266,6 +266,21 @@ TEST_F(GridCommand, WarnsOfCellsThatAreNoSquaresAndOfLevelsThatDidNotSettle) {
               "pelta: warning: " + points + ": the level of stride 1 had not settled after 1 sweeps; --sweeps allows more\n");
 }
 
+/* Too few sweeps for the routine's own arithmetic to run over: the trend that comes back does. */
+TEST_F(GridCommand, SaysWhenEitherRoutineRunsOffToInfinity) {
+    write(points, "0,0,1e30\n10,0,2e30\n0,10,3e30\n10,10,5e30\n5,5,4e30\n");
+    for (const char* variant : {"gmtgrid", "gmtsurface"}) {
+        const Outcome outcome =
+            grid(surface + " --spacing 0.5 --aspect 0.02 --tension 0 --sweeps 2500 --variant " + std::string(variant));
+        EXPECT_EQ(outcome.status, 1) << variant;
+        EXPECT_NE(outcome.err.find("pelta: " + points +
+                                   ": the surface runs off to infinity; an --aspect nearer to 1 or another --spacing helps\n"),
+                  std::string::npos)
+            << outcome.err;
+        EXPECT_EQ(folder.listing(), "points.csv ");
+    }
+}
+
 TEST_F(GridCommand, HintsAtQuickerSizesBeforeALongRun) {
     const std::string region = "--region 0,100,-60,0 --sweeps 2 --converge 1e9 ";
     EXPECT_EQ(grid(columns + region + "--nodes 502,312").err,

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cfloat>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -51,7 +50,7 @@ void computeByGmtgrid(SinglePoints& points, const Frame& frame, const Settings& 
     int columns = frame.rows, rows = frame.columns, count = static_cast<int>(points.z.size()), sweeps = settings.sweeps;
     float left = 0.0f, right = spacingUnits * static_cast<float>(columns - 1);
     float bottom = 0.0f, top = spacingUnits * static_cast<float>(rows - 1);
-    float lowest = -FLT_MAX, highest = FLT_MAX;
+    float highest = std::numeric_limits<float>::infinity(), lowest = -highest; /* a surface that runs off is to show */
     auto boundaryTension = static_cast<float>(settings.boundaryTension), tension = static_cast<float>(settings.tension);
     auto converge = static_cast<float>(settings.converge), aspect = static_cast<float>(cellAspect(frame, settings));
     makeGMTGrid(&left, &right, &bottom, &top, &lowest, &highest, &columns, &rows, points.x.data(), points.y.data(),
