@@ -204,6 +204,11 @@ TEST_F(GridCommand, SaysWhatIsWrongWithItsPointsAndWritesNothing) {
     expectFailureOf("0,0,3\n.1,.1,6\n.2,.1,1\n9,9,1\n0,9,1\n",
                     "--region 0,20,0,20 --nodes 4,4 --block mean --check --held-out 60",
                     ": 2 points that are not held out; a surface needs three that are not on one line");
+    expectFailureOf("0,0,1\n10,0,2\n0,10,3\n5,5,4\n", "--spacing 100",
+                    ": 1 point left with one a node (a smaller --spacing keeps more); a surface needs three that are not on "
+                    "one line");
+    expectFailureOf("0,0,1\n10,0,2\n20,0,3\n0,2,4\n", "--region 0,30,0,30 --spacing 10",
+                    ": its 3 points left with one a node (a smaller --spacing keeps more) " + onLine);
     expectFailure((folder / "absent.csv") + " " + surface, 1,
                   (folder / "absent.csv") + ": cannot be read: No such file or directory");
 }

@@ -101,6 +101,20 @@ TEST(Frame, HoldsWhatLiesWithinHalfASpacing) {
     EXPECT_EQ(pointsInside(frame, points).z, std::vector<double>{2});
 }
 
+TEST(Frame, LeavesEveryNodeItsNearestPoint) {
+    FrameRequest request = within({0, 10}, {0, 20});
+    request.spacing = {1, 2};
+    Points points;
+    points.add(0.3, 0, 1);
+    points.add(5.25, 10, 2);
+    points.add(0, 0.4, 3);   /* nearer: 0.2 of a spacing */
+    points.add(4.75, 10, 4); /* as near as the second */
+    points.add(5, 9.25, 5);
+    points.add(0.6, 0, 6); /* of the next node */
+    EXPECT_EQ(nearestToNodes(frameFor(request, {}), points).z, (std::vector<double>{3, 6, 2}));
+    EXPECT_EQ(nearestToNodes(frameFor(request, {}), {}).size(), 0u);
+}
+
 TEST(Frame, RefusesRequestsThatMakeNoSense) {
     const auto expectRefusal = [](const FrameRequest& request) { EXPECT_THROW(frameFor(request, scattered()), UsageError); };
     for (const Extent& extent : {Extent{3, 3}, Extent{4, 3}, Extent{notANumber, 3}, Extent{0, infinity}}) {

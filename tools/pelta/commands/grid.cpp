@@ -139,6 +139,13 @@ Points blocked(const Request& request, const Frame& frame, const Points& points)
     return mergedByKey(points, nodes, request.block == "mean" ? Merge::mean : Merge::median);
 }
 
+/* Nodes too far apart leave no three points. Returns how many they leave. */
+std::size_t requireSurfaceOfNodes(const Request& request, const Frame& frame, const Points& points) {
+    const Points nearest = nearestToNodes(frame, points);
+    requireSurface(request, nearest, " left with one a node (a smaller --spacing keeps more)");
+    return nearest.size();
+}
+
 /* One end of --bounds. */
 double boundOf(const std::string& text, double ofData, double none) {
     if (text == "data") return ofData;
@@ -183,6 +190,7 @@ struct Task {
     Points inside;  /* the frame */
     Points gridded; /* those, or one for each node */
     Trend trend;
+    std::size_t used; /* of them: no node has room for more than one */
 };
 
 std::string rangeText(double from, double to) { return fmt::format("{:.10g} .. {:.10g}", from, to); }
@@ -199,8 +207,8 @@ Task prepare(const Request& request, PointSet set) {
              rangeText(frame.left, frame.right()), rangeText(frame.bottom, frame.top()));
     const Trend trend = requireSurface(request, inside, " in the region");
     Points gridded = blocked(request, frame, inside);
-    requireSurface(request, gridded, " in the region, one a node");
-    return {std::move(set), places.size(), frame, std::move(inside), std::move(gridded), trend};
+    const std::size_t used = requireSurfaceOfNodes(request, frame, gridded);
+    return {std::move(set), places.size(), frame, std::move(inside), std::move(gridded), trend, used};
 }
 
 /* A cell that is no square is said before the work too. */
@@ -229,7 +237,9 @@ void hint(const Frame& frame) {
 Errors heldOutErrors(const Request& request, const Task& task, StatusLine& line) {
     const auto [rest, held] = holdOut(task.inside, request.heldOutPercent);
     requireSurface(request, rest, " that are not held out");
-    return errorsOf(surfaceThrough(request, task.frame, blocked(request, task.frame, rest), "check: ", line).grid, held);
+    const Points gridded = blocked(request, task.frame, rest);
+    requireSurfaceOfNodes(request, task.frame, gridded);
+    return errorsOf(surfaceThrough(request, task.frame, gridded, "check: ", line).grid, held);
 }
 
 void write(const Request& request, Outputs& outputs, const Task& task, const Surface& surface) {
@@ -264,20 +274,13 @@ void sayGrid(const Task& task) {
     fmt::print("{:13} {}\n", task.set.yName, rangeText(frame.bottom, frame.top()));
 }
 
-std::size_t nodesWithPoints(const Frame& frame, const Points& points) {
-    std::vector<bool> isNear(static_cast<std::size_t>(frame.nodes()), false);
-    for (std::size_t k = 0; k < points.size(); ++k)
-        isNear[static_cast<std::size_t>(frame.nodeOf(points.x[k], points.y[k]))] = true;
-    return static_cast<std::size_t>(std::count(isNear.begin(), isNear.end(), true));
-}
-
 void saySurface(const Request& request, const Task& task, const Surface& surface) {
     const Settings settings = settingsFor(request, task.gridded);
     fmt::print("surface       {}, tension {:g} inside and {:g} at the edge, aspect {:g}\n", request.variant, settings.tension,
                settings.boundaryTension, settings.aspect);
     const auto [lowest, highest] = std::minmax_element(surface.grid.values.begin(), surface.grid.values.end());
     fmt::print("values        {:.7g} .. {:.7g}\n", *lowest, *highest);
-    fmt::print("used          {} points, one a node\n", nodesWithPoints(task.frame, task.gridded));
+    fmt::print("used          {} points, one a node\n", task.used);
 }
 
 std::string errorText(const Errors& errors) {

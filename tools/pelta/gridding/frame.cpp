@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <compare>
 
 #include "support/failure.h"
 
@@ -162,6 +163,26 @@ Points pointsInside(const Frame& frame, const Points& points) {
     for (std::size_t k = 0; k < points.size(); ++k)
         if (frame.holds(points.x[k], points.y[k])) inside.add(points.x[k], points.y[k], points.z[k]);
     return inside;
+}
+
+Points nearestToNodes(const Frame& frame, const Points& points) {
+    struct Candidate {
+        std::int64_t node;
+        double distance;
+        std::size_t point;
+        auto operator<=>(const Candidate&) const = default;
+    };
+    const auto fromNode = [](double place) { return place - std::floor(place + 0.5); };
+    std::vector<Candidate> candidates;
+    for (std::size_t k = 0; k < points.size(); ++k)
+        candidates.push_back({frame.nodeOf(points.x[k], points.y[k]),
+                              std::hypot(fromNode(frame.column(points.x[k])), fromNode(frame.row(points.y[k]))), k});
+    std::sort(candidates.begin(), candidates.end());
+    Points nearest;
+    for (std::size_t k = 0; k < candidates.size(); ++k)
+        if (const std::size_t p = candidates[k].point; k == 0 || candidates[k].node != candidates[k - 1].node)
+            nearest.add(points.x[p], points.y[p], points.z[p]);
+    return nearest;
 }
 
 }

@@ -44,6 +44,9 @@ Frame frameFor(const FrameRequest& request, const Points& points);
 /* Those of the points that the frame holds. */
 Points pointsInside(const Frame& frame, const Points& points);
 
+/* Of the points inside that are next to one node the nearest, and of equally near ones the first: what the gridding uses. */
+Points nearestToNodes(const Frame& frame, const Points& points);
+
 /* Node counts up to a tenth above those of a grid that the estimate of the run time likes best, and how much quicker they are
  * thought to be; the counts themselves, and 1, where nothing is better. */
 struct BetterSize {
