@@ -57,6 +57,19 @@ TEST(GridFile, WritesFloatsBesideTheirHeader) {
               "map info = {Arbitrary, 1.5, 1.5, 1500, 0, 25, 4}\ndata ignore value = -9999\nband names = {semblance}\n");
 }
 
+TEST(GridFile, TakesNoValueForTheNumberThatStandsForNone) {
+    const TemporaryFolder folder;
+    Grid grid = smallGrid();
+    grid.values[0] = -9999.0f;
+    grid.values[5] = -99999.0f;
+    writeGrid(folder / "grid.asc", grid);
+    writeGrid(folder / "grid.bin", grid);
+    EXPECT_TRUE(contentsOf(folder / "grid.asc").ends_with("\nNODATA_value -999999\n-9999 2.5 0.1\n-3 -999999 -99999\n"));
+    const float expected[] = {-9999.0f, 2.5f, 0.1f, -3.0f, -999999.0f, -99999.0f};
+    EXPECT_EQ(contentsOf(folder / "grid.bin"), std::string(reinterpret_cast<const char*>(expected), sizeof expected));
+    EXPECT_NE(contentsOf(folder / "grid.hdr").find("\ndata ignore value = -999999\n"), std::string::npos);
+}
+
 TEST(GridFile, RefusesOtherEndings) {
     const TemporaryFolder folder;
     EXPECT_THROW(GridFile(folder / "grid.tif", false), UsageError);

@@ -18,12 +18,12 @@ struct Grid {
     double left = 0.0, top = 0.0;                 /* x and y of the first value */
     double columnSpacing = 1.0, rowSpacing = 1.0; /* above 0 */
     std::vector<float> values;
-    float noData = -9999.0f; /* stands for NaN and infinity in the file */
 };
 
 /* A grid file, its format told by the name: .asc is an ESRI ASCII grid (with DX and DY where the spacings differ), .bin or .img
- * raw 32-bit floats with an ENVI header under the same name with .hdr. GDAL opens both. Files stand under their names only
- * when they are whole, as with OutputFile. */
+ * raw 32-bit floats with an ENVI header under the same name with .hdr. GDAL opens both. NaN and infinities become -9999, or a
+ * number with more nines where that is one of the values. Files stand under their names only when they are whole, as with
+ * OutputFile. */
 class GridFile {
   public:
     /* Fails (UsageError) on other endings, and like OutputFile. */
@@ -34,8 +34,8 @@ class GridFile {
     void commit();
 
   private:
-    void writeAscii(const Grid& grid);
-    void writeBinary(const Grid& grid, const std::string& what);
+    void writeAscii(const Grid& grid, float noData);
+    void writeBinary(const Grid& grid, float noData, const std::string& what);
 
     OutputFile _file;
     std::optional<OutputFile> _header; /* of raw floats */
