@@ -19,6 +19,12 @@ int complain(int status, const std::string& text) {
     return status;
 }
 
+/* What was printed may not have left yet, or not all of it. */
+int finish(int status) {
+    const bool isWritten = std::fflush(stdout) == 0 && !std::ferror(stdout);
+    return isWritten || status != 0 ? status : complain(workFailed, "standard output: cannot be written");
+}
+
 std::vector<std::string> optionNames(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::Option* option : app.get_options())
@@ -78,7 +84,7 @@ int main(int argc, char** argv) {
     try {
         pelta::occupyStandardDescriptors();
         pelta::removeUnfinishedFilesOnSignals();
-        return pelta::runCommandLine(argc, argv);
+        return pelta::finish(pelta::runCommandLine(argc, argv));
     } catch (const pelta::UsageError& error) {
         return pelta::complain(pelta::wrongUsage, error.what());
     } catch (const std::bad_alloc&) {

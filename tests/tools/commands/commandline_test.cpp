@@ -301,6 +301,18 @@ TEST_F(CommandLine, WarnsOfSamplesThatAreNoNumbersAndGoesOn) {
     EXPECT_EQ(outcome.err, "pelta: warning: " + (folder / "bad.sgy") + ": 2 samples are NaN or infinite\n");
 }
 
+TEST_F(CommandLine, FailsWhereItsReportCannotBeWritten) {
+    for (const std::string target : {"/dev/full", "&-"}) {
+        for (const std::string& command : {std::string("--version"), "info " + line}) {
+            const Outcome outcome = pelta(command + " >" + target);
+            EXPECT_EQ(outcome.status, 1) << command << " " << target;
+            EXPECT_EQ(outcome.err, "pelta: standard output: cannot be written\n");
+        }
+        EXPECT_EQ(pelta("gain " + line + " " + (folder / "out.sgy") + " --overwrite --quiet >" + target).status, 0)
+            << "nothing to say";
+    }
+}
+
 TEST_F(CommandLine, RemovesTheUnfinishedFileWhenInterrupted) {
     const std::string listing = folder.listing();
     const std::string pipe = folder / "pipe";
