@@ -75,6 +75,23 @@ TEST(Raster, LightsAReliefFromTheUpperLeft) {
     EXPECT_EQ(pixel(relief, 99, 100), pixel(flat, 99, 100)) << "a plain has no shade";
 }
 
+/* All in one colour but for the shade. */
+TEST(Raster, LightsASlopeEvenlyUpToItsRim) {
+    Raster raster;
+    raster.columns = 5;
+    raster.rows = 4;
+    for (int row = 0; row < raster.rows; ++row)
+        for (int column = 0; column < raster.columns; ++column) raster.values.push_back(static_cast<float>(column + 2 * row));
+    raster.lowest = -1e9;
+    raster.highest = 1e9;
+    Canvas canvas("picture.png", width, height);
+    drawShadedRaster(canvas, box, {0, 4, box.left, box.right()}, {0, 3, box.top, box.bottom()}, raster);
+    const std::uint32_t middle = pixel(canvas, 150, 100);
+    EXPECT_NE(middle, colorOf(0.5)) << "shaded";
+    for (int x : {51, 60, 240, 248})
+        for (int y : {41, 50, 150, 158}) EXPECT_EQ(pixel(canvas, x, y), middle) << x << " " << y;
+}
+
 TEST(Raster, ShowsAUniformOneInTheLowestColour) {
     Canvas canvas("picture.png", width, height);
     Raster raster = smallRaster();

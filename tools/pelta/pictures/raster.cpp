@@ -128,7 +128,7 @@ class Sheet {
 /* How steeply a sheet rises away from a light in the picture's upper left corner. */
 class Slope {
   public:
-    Slope(const Sheet& sheet, const Box& box) : _sheet(sheet) {
+    Slope(const Sheet& sheet, const Box& box) : _sheet(sheet), _box(box) {
         _reach = std::max(0.5, 0.5 * std::min(sheet.nodeWidth(), sheet.nodeHeight()));
         constexpr int probes = 100; /* along x and y */
         double squares = 0.0, count = 0.0;
@@ -151,9 +151,15 @@ class Slope {
     }
 
   private:
-    double of(double x, double y) const { return _sheet.value(x + _reach, y + _reach) - _sheet.value(x - _reach, y - _reach); }
+    /* At the rim that of the nearest place inside: beyond the outer nodes the sheet is level. */
+    double of(double x, double y) const {
+        x = std::clamp(x, _box.left + _reach, std::max(_box.right() - _reach, _box.left + _reach));
+        y = std::clamp(y, _box.top + _reach, std::max(_box.bottom() - _reach, _box.top + _reach));
+        return _sheet.value(x + _reach, y + _reach) - _sheet.value(x - _reach, y - _reach);
+    }
 
     const Sheet& _sheet;
+    const Box& _box;
     double _reach, _usual;
 };
 
