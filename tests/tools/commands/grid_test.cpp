@@ -192,7 +192,9 @@ TEST_F(GridCommand, SaysWhatIsWrongWithItsPointsAndWritesNothing) {
     expectFailureOf("1,2,3\n4,5,nan\n", "", ":2: column 3 is 'nan', expected a number");
     expectFailureOf("1,2,3\n4,5,6\n7,8,inf\n", "", ":3: column 3 is 'inf', expected a number");
     expectFailureOf("1,2,3\n4,5\n", "", ":2: expected 3 columns or more, found '4,5'");
-    expectFailureOf("1,2,3\n1,2,5\n", "", ": 1 point; a surface needs three that are not on one line");
+    expectFailureOf("1,2,3\n", "", ": 1 point; a surface needs three that are not on one line");
+    expectFailureOf("east,north,depth\n1,2,3\n1,2,5\n", "",
+                    ": its 2 points all lie at east 1, north 2 (--x and --y choose what places them)");
     expectFailureOf("1,2,3\n4,5,6\n", "", ": 2 points; a surface needs three that are not on one line");
     const std::string onLine = "lie on one line; a surface needs others beside it (--x and --y choose what places them)";
     expectFailureOf("1,2,3\n4,5,6\n7,8,1\n", "", ": its 3 points " + onLine);
@@ -218,9 +220,9 @@ TEST_F(GridCommand, SaysWhatIsWrongWithItsOptions) {
     const auto expectRefusal = [&](const std::string& options, const std::string& complaint) {
         expectFailure(start + options, 2, complaint);
     };
-    for (const char* tension : {"1", "1.2", "-0.1", "nan"})
+    for (const char* tension : {"1", "0.9999999", "1.2", "-0.1", "nan"})
         expectRefusal(fmt::format("--tension {}", tension),
-                      fmt::format("--tension: {} lies outside 0 .. 1, which is 1 without the end", tension));
+                      fmt::format("--tension: {} lies outside 0 .. 0.999999 (1 divides by zero)", tension));
     expectRefusal("--boundary-tension 1.5", "--boundary-tension: 1.5 lies outside 0 .. 1");
     expectRefusal("--region 3,3,0,1", "--region: x from 3 to 3 is no region; the order is left,right,bottom,top");
     expectRefusal("--region 0,1,5,2", "--region: y from 5 to 2 is no region; the order is left,right,bottom,top");
@@ -229,6 +231,8 @@ TEST_F(GridCommand, SaysWhatIsWrongWithItsOptions) {
     expectRefusal("--nodes 3,5", "--nodes: 3 lies outside 4 .. 1000000000");
     expectRefusal("--spacing 0.0001",
                   "a grid of 840001 x 400001 nodes is beyond what can be numbered; give a larger --spacing");
+    expectRefusal("--spacing 1e-100",
+                  "a grid of 8.4e+101 x 4e+101 nodes is beyond what can be numbered; give a larger --spacing");
     expectRefusal("--bounds 5,1", "--bounds: 5 lies above 1");
     expectRefusal("--bounds low", "--bounds: 'low' is neither a number nor data nor none");
     expectRefusal("--converge 0", "--converge: 0 is not above 0");
@@ -401,7 +405,8 @@ TEST_F(GridOfHeaders, SaysWhichWordItNeeds) {
     };
     expectRefusal("", 2, "--z: which header word is to be gridded? (--z receiver_elevation, --z pick ...)");
     expectRefusal("--z pick", 2, "--z pick: give the first breaks by --picks FILE or by --map pick=BYTE:SIZE");
-    expectRefusal("--z fold --x source_x --y source_y", 1, line + ": 1 point; a surface needs three that are not on one line");
+    expectRefusal("--z fold --x source_x --y source_y", 1,
+                  line + ": its 30 points all lie at source_x 1234.5, source_y 0 (--x and --y choose what places them)");
     expectRefusal(
         "--z fold --x receiver_x --y source_y", 1,
         line + ": its 6 points lie on one line; a surface needs others beside it (--x and --y choose what places them)");

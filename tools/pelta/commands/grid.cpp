@@ -97,12 +97,12 @@ struct Outputs {
 };
 
 void requireShare(const char* option, double value, double most, const char* range) {
-    if (!(value >= 0.0 && value <= most)) failUsage("{}: {:g} lies outside {}", option, value, range);
+    if (!(value >= 0.0 && value <= most)) failUsage("{}: {} lies outside {}", option, value, range);
 }
 
 void checkOptions(const Request& request) {
-    constexpr double belowOne = 1.0 - 1e-6; /* 1 divides by zero */
-    requireShare("--tension", request.settings.tension, belowOne, "0 .. 1, which is 1 without the end");
+    constexpr double belowOne = 0.999999;
+    requireShare("--tension", request.settings.tension, belowOne, "0 .. 0.999999 (1 divides by zero)");
     if (request.boundaryTension) requireShare("--boundary-tension", *request.boundaryTension, 1.0, "0 .. 1");
     if (request.converge && !(*request.converge > 0.0)) failUsage("--converge: {:g} is not above 0", *request.converge);
     if (request.map.contourStep && !(*request.map.contourStep >= 0.0))
@@ -199,6 +199,9 @@ std::string rangeText(const Extent& extent) { return rangeText(extent.first, ext
 Task prepare(const Request& request, PointSet set) {
     if (set.points.size() == 0) fail("{}: holds no points", request.input);
     const Points places = mergedPlaces(set.points);
+    if (places.size() == 1 && set.points.size() > 1)
+        fail("{}: its {} points all lie at {} {:.10g}, {} {:.10g} (--x and --y choose what places them)", request.input,
+             set.points.size(), set.xName, places.x[0], set.yName, places.y[0]);
     if (request.region.empty()) requireSurface(request, places, "");
     const Frame frame = frameFor(frameRequest(request), places);
     Points inside = pointsInside(frame, places);

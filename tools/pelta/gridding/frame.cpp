@@ -63,8 +63,8 @@ using Intervals = std::array<double, 2>;
 
 void checkCounts(const Intervals& intervals) {
     if (!((intervals[0] + 1.0 + pad) * (intervals[1] + 1.0 + pad) <= mostNodes))
-        failUsage("a grid of {:.0f} x {:.0f} nodes is beyond what can be numbered; give a larger --spacing", intervals[0] + 1.0,
-                  intervals[1] + 1.0);
+        failUsage("a grid of {:.10g} x {:.10g} nodes is beyond what can be numbered; give a larger --spacing",
+                  intervals[0] + 1.0, intervals[1] + 1.0);
 }
 
 Frame frameOf(const std::array<Extent, 2>& region, const std::array<double, 2>& spacing, const Intervals& intervals) {
