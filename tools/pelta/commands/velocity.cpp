@@ -152,21 +152,21 @@ struct Outputs {
 
 /* Before anything of it is written. */
 void checkHeld(const Request& request, const Grid& grid) {
-    const Range range = velocity::rangeOf(grid);
-    if (range.from <= range.to) return;
+    const auto [lowest, highest] = extentOf(grid);
+    if (lowest <= highest) return;
     fail("{}: the hull of its functions is missed by every node; without --only-inside they are continued beyond it",
          request.input);
 }
 
 void say(const std::string& title, const Field& field, const Grid& grid, double insideShare) {
-    const Range range = velocity::rangeOf(grid);
+    const auto [lowest, highest] = extentOf(grid);
     fmt::print("{}\n{} functions {}\n", title, field.points().size(),
                field.points().size() == 1 ? "hold everywhere"
                : field.isLine()           ? "along a line"
                                           : fmt::format("over an area, with {} sides of triangles and {} corners of the hull",
                                                         field.sides().size(), field.hull().size()));
-    fmt::print("{} x {} nodes, {:.1f} to {:.1f} m/s, {:.0f} % of them inside the hull\n", grid.columns, grid.rows, range.from,
-               range.to, 100.0 * insideShare);
+    fmt::print("{} x {} nodes, {:.1f} to {:.1f} m/s, {:.0f} % of them inside the hull\n", grid.columns, grid.rows, lowest,
+               highest, 100.0 * insideShare);
 }
 
 template <class Values, class IsInside>

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "pictures/contours.h"
+#include "pictures/picturefile.h"
 #include "pictures/raster.h"
 
 namespace pelta::gridding {
@@ -18,25 +18,6 @@ constexpr double titleSize = 14.0;
 constexpr double left = 76.0, right = 16.0, top = 44.0, bottom = 50.0; /* around everything */
 constexpr double scaleGap = 14.0, scaleWidth = 14.0, scaleRoom = 94.0; /* beside the map */
 constexpr int usualContours = 12;
-
-Raster rasterOf(const Grid& grid) {
-    Raster raster;
-    raster.columns = static_cast<int>(grid.columns);
-    raster.rows = static_cast<int>(grid.rows);
-    raster.values = grid.values;
-    raster.firstColumn = grid.left;
-    raster.columnSpacing = grid.columnSpacing;
-    raster.firstRow = grid.top;
-    raster.rowSpacing = -grid.rowSpacing;
-    raster.lowest = std::numeric_limits<double>::infinity();
-    raster.highest = -raster.lowest;
-    for (float value : grid.values) {
-        if (!std::isfinite(value)) continue;
-        raster.lowest = std::min<double>(raster.lowest, value);
-        raster.highest = std::max<double>(raster.highest, value);
-    }
-    return raster;
-}
 
 /* The room, or as much of it as shows equal lengths along x and y equally long; a strip fills it. */
 Box mapBox(const Canvas& canvas, const Grid& grid, double aspect) {
@@ -85,11 +66,8 @@ void drawPoints(Canvas& canvas, const Box& box, const Axis& across, const Axis& 
 
 }
 
-struct MapPicture::Inside {
-    Inside(const std::string& name, int width, int height, bool overwrite)
-        : canvas(name, width, height), file(name, overwrite) {}
-    Canvas canvas;
-    OutputFile file;
+struct MapPicture::Inside : PictureFile {
+    using PictureFile::PictureFile;
 };
 
 MapPicture::MapPicture(const std::string& name, int width, int height, bool overwrite)

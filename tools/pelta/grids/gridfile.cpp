@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 
 #include "support/failure.h"
 
@@ -32,6 +33,13 @@ float noDataOf(const Grid& grid) {
 
 float filed(float value, float noData) { return std::isfinite(value) ? value : noData; }
 
+}
+
+std::pair<double, double> extentOf(const Grid& grid) {
+    std::pair<double, double> extent = {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+    for (float value : grid.values)
+        if (std::isfinite(value)) extent = {std::min<double>(extent.first, value), std::max<double>(extent.second, value)};
+    return extent;
 }
 
 GridFile::GridFile(const std::string& name, bool overwrite) : _file(checkedName(name), overwrite) {

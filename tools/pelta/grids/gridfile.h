@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/outputfile.h"
@@ -19,6 +20,9 @@ struct Grid {
     double columnSpacing = 1.0, rowSpacing = 1.0; /* above 0 */
     std::vector<float> values;
 };
+
+/* The lowest and the highest of a grid's values that are neither NaN nor infinite; the highest lies below where there is none. */
+std::pair<double, double> extentOf(const Grid& grid);
 
 /* A grid file, its format told by the name: .asc is an ESRI ASCII grid (with DX and DY where the spacings differ), .bin or .img
  * raw 32-bit floats with an ENVI header under the same name with .hdr. GDAL opens both. NaN and infinities become -9999, or a

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "pictures/axis.h"
+#include "pictures/picturefile.h"
 
 namespace pelta::pictures {
 namespace {
@@ -222,9 +223,8 @@ void drawGraph(Canvas& canvas, const Box& box, const Graph& graph) {
     cairo_stroke(canvas.pen());
 }
 
-struct GraphPicture::Inside {
-    Canvas canvas;
-    OutputFile file;
+struct GraphPicture::Inside : PictureFile {
+    using PictureFile::PictureFile;
 };
 
 namespace {
@@ -234,7 +234,7 @@ constexpr double margin = 8.0, headingRoom = 40.0;
 }
 
 GraphPicture::GraphPicture(const std::string& name, int width, int height, bool overwrite)
-    : _inside(new Inside{{name, width, height}, {name, overwrite}}) {}
+    : _inside(new Inside(name, width, height, overwrite)) {}
 
 GraphPicture::~GraphPicture() = default;
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <tuple>
 
 namespace pelta::pictures {
 namespace {
@@ -89,6 +90,19 @@ void fillBox(Canvas& canvas, const Box& box, const ColorAt& colorAt) {
     cairo_surface_destroy(image);
 }
 
+}
+
+Raster rasterOf(const Grid& grid) {
+    Raster raster;
+    raster.columns = static_cast<int>(grid.columns);
+    raster.rows = static_cast<int>(grid.rows);
+    raster.values = grid.values;
+    raster.firstColumn = grid.left;
+    raster.columnSpacing = grid.columnSpacing;
+    raster.firstRow = grid.top;
+    raster.rowSpacing = -grid.rowSpacing;
+    std::tie(raster.lowest, raster.highest) = extentOf(grid);
+    return raster;
 }
 
 Color scaleColor(double share) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "grids/gridfile.h"
 #include "pictures/axis.h"
 #include "pictures/canvas.h"
 
@@ -17,6 +18,9 @@ struct Raster {
     double firstRow = 0.0, rowSpacing = 1.0;       /* and on the vertical one */
     double lowest = 0.0, highest = 1.0;            /* values at the ends of the colour scale */
 };
+
+/* A grid as it lies on paper, its colours from its lowest value to its highest. */
+Raster rasterOf(const Grid& grid);
 
 /* The colour of a value, share (0 .. 1) of the way up the scale: even steps look evenly apart, on paper without colours too. */
 Color scaleColor(double share);

@@ -135,11 +135,4 @@ double spacingFor(const Area& area) {
     return roundedDown(std::max(area.x.to - area.x.from, area.y.to - area.y.from) / nodes);
 }
 
-Range rangeOf(const Grid& grid) {
-    Range range = {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
-    for (float value : grid.values)
-        if (std::isfinite(value)) range = {std::min<double>(range.from, value), std::max<double>(range.to, value)};
-    return range;
-}
-
 }

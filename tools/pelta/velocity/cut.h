@@ -66,9 +66,6 @@ Area areaAround(const std::vector<ControlPoint>& points);
 /* A round distance of nodes that makes two hundred of them or some more along the longer side. */
 double spacingFor(const Area& area);
 
-/* The smallest and the largest velocity. */
-Range rangeOf(const Grid& grid);
-
 }
 
 #endif

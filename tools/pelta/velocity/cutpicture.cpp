@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "pictures/overlay.h"
+#include "pictures/picturefile.h"
 #include "pictures/raster.h"
 
 namespace pelta::velocity {
@@ -33,21 +34,6 @@ Box roomOf(const Canvas& canvas) { return {left, top, canvas.width() - left - ri
 Box mapBox(const Box& room, double width, double height) {
     const double scale = std::min(room.width / width, room.height / height);
     return {room.left, room.top, scale * width, scale * height};
-}
-
-Raster rasterOf(const Grid& grid) {
-    Raster raster;
-    raster.columns = static_cast<int>(grid.columns);
-    raster.rows = static_cast<int>(grid.rows);
-    raster.values = grid.values;
-    raster.firstColumn = grid.left;
-    raster.columnSpacing = grid.columnSpacing;
-    raster.firstRow = grid.top;
-    raster.rowSpacing = -grid.rowSpacing;
-    const Range range = rangeOf(grid);
-    raster.lowest = range.from;
-    raster.highest = range.to;
-    return raster;
 }
 
 /* Calls draw with the pen kept inside the box. */
@@ -184,11 +170,8 @@ void drawPairs(const Plot& plot, const Section& section) {
 
 }
 
-struct CutPicture::Inside {
-    Inside(const std::string& name, int width, int height, bool overwrite)
-        : canvas(name, width, height), file(name, overwrite) {}
-    Canvas canvas;
-    OutputFile file;
+struct CutPicture::Inside : PictureFile {
+    using PictureFile::PictureFile;
 };
 
 CutPicture::CutPicture(const std::string& name, int width, int height, bool overwrite)

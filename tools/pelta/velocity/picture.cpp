@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "pictures/overlay.h"
+#include "pictures/picturefile.h"
 #include "pictures/raster.h"
 #include "pictures/section.h"
 
@@ -134,11 +135,8 @@ void drawPanel(Canvas& canvas, const Boxes& boxes, const Analysis& analysis) {
 
 }
 
-struct AnalysisPicture::Inside {
-    Inside(const std::string& name, int width, int height, bool overwrite)
-        : canvas(name, width, height), file(name, overwrite) {}
-    Canvas canvas;
-    OutputFile file;
+struct AnalysisPicture::Inside : PictureFile {
+    using PictureFile::PictureFile;
 };
 
 AnalysisPicture::AnalysisPicture(const std::string& name, int width, int height, bool overwrite)
