@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 
+#include "grids/roundeddown.h"
 #include "support/failure.h"
 #include "support/process.h"
 
@@ -88,6 +89,22 @@ TEST(GridFile, LeavesNothingWithoutCommitAndKeepsWhatStandsThere) {
     EXPECT_THROW(GridFile(folder / "grid.img", false), Failure);
     EXPECT_EQ(folder.listing(), "grid.hdr ");
     EXPECT_EQ(contentsOf(folder / "grid.hdr"), "precious");
+}
+
+TEST(RoundedDown, IsOneTwoOrFiveTimesAPowerOfTen) {
+    EXPECT_EQ(roundedDown(1.0), 1.0);
+    EXPECT_EQ(roundedDown(1.99), 1.0);
+    EXPECT_EQ(roundedDown(4.9), 2.0);
+    EXPECT_EQ(roundedDown(99.0), 50.0);
+    EXPECT_NEAR(roundedDown(0.034), 0.02, 1e-15);
+}
+
+TEST(ExtentOfGrid, LeavesOutWhatIsNoNumber) {
+    Grid grid = smallGrid();
+    grid.values[0] = std::numeric_limits<float>::infinity();
+    EXPECT_EQ(extentOf(grid), std::pair(-3.0, 2.5));
+    grid.values.clear();
+    EXPECT_LT(extentOf(grid).second, extentOf(grid).first);
 }
 
 /* What GDAL says of a file, and the value that it reads at a column and row. */

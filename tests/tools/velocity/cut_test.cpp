@@ -95,13 +95,5 @@ TEST(AreaAroundFunctions, HasAMarginAndRoundCorners) {
     EXPECT_EQ(point.x.from, point.x.to);
 }
 
-TEST(RoundedDown, IsOneTwoOrFiveTimesAPowerOfTen) {
-    EXPECT_EQ(roundedDown(1.0), 1.0);
-    EXPECT_EQ(roundedDown(1.99), 1.0);
-    EXPECT_EQ(roundedDown(4.9), 2.0);
-    EXPECT_EQ(roundedDown(99.0), 50.0);
-    EXPECT_NEAR(roundedDown(0.034), 0.02, 1e-15);
-}
-
 }
 }

@@ -7,6 +7,7 @@
 
 #include "commands/command.h"
 #include "commands/options.h"
+#include "grids/roundeddown.h"
 #include "support/failure.h"
 #include "velocity/cutpicture.h"
 
@@ -98,7 +99,7 @@ velocity::Path straightPath(const Request& request) {
     const double length = std::hypot(to.x - from.x, to.y - from.y);
     if (!(length > 0.0)) failUsage("--section: both ends are x {:g}, y {:g}", from.x, from.y);
     constexpr double columns = 400.0;
-    const double spacing = request.spacing > 0.0 ? request.spacing : velocity::roundedDown(length / columns);
+    const double spacing = request.spacing > 0.0 ? request.spacing : roundedDown(length / columns);
     checkNodes(length / spacing + 1.0, 2.0);
     return velocity::straightPath(from, to, spacing);
 }
@@ -129,8 +130,7 @@ velocity::Section section(const Request& request, Field& field, segy::Reader* li
     const Range times =
         request.timesMs.empty() ? rangeOf("--times", 0.0, latest) : rangeOf("--times", request.timesMs[0], request.timesMs[1]);
     constexpr double rows = 400.0;
-    const double interval =
-        request.timeSpacingMs > 0.0 ? request.timeSpacingMs : velocity::roundedDown((times.to - times.from) / rows);
+    const double interval = request.timeSpacingMs > 0.0 ? request.timeSpacingMs : roundedDown((times.to - times.from) / rows);
     checkNodes(static_cast<double>(path.places.size()), (times.to - times.from) / interval + 1.0);
     return velocity::cutSection(field, path, times, interval, request.onlyInside);
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <compare>
 
+#include "grids/roundeddown.h"
 #include "support/failure.h"
 
 namespace pelta::gridding {
@@ -17,19 +18,13 @@ constexpr double mostNodes = 1'900'000'000; /* with the pad round them; an index
 constexpr double pad = 4;
 constexpr double mostDerivedNodes = 4'000'000;
 
-/* The next of 1, 2 and 5 times a power of ten below. */
-double roundBelow(double value) {
-    const double power = std::pow(10.0, std::floor(std::log10(value)));
-    return value >= 5.0 * power ? 5.0 * power : value >= 2.0 * power ? 2.0 * power : power;
-}
-
 double span(const Extent& extent) { return extent.second - extent.first; }
 
 /* Equal along x and y. */
 double derivedSpacing(const Extent& x, const Extent& y, std::size_t count) {
     constexpr double nodesPerDistance = 2.0;
     const double distance = std::sqrt(span(x)) * std::sqrt(span(y) / static_cast<double>(std::max<std::size_t>(count, 1)));
-    double spacing = roundBelow(distance / nodesPerDistance);
+    double spacing = roundedDown(distance / nodesPerDistance);
     while ((span(x) / spacing) * (span(y) / spacing) > mostDerivedNodes) spacing *= 2.0;
     return spacing;
 }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "grids/roundeddown.h"
+
 namespace pelta::velocity {
 namespace {
 
@@ -101,13 +103,6 @@ Section cutSection(Field& field, const Path& path, const Range& timesMs, double 
         for (std::size_t row = 0; row < function.size(); ++row) grid.values[row * path.places.size() + column] = function[row];
     }
     return section;
-}
-
-double roundedDown(double size) {
-    const double power = std::pow(10.0, std::floor(std::log10(size)));
-    for (double factor : {5.0, 2.0})
-        if (factor * power <= size) return factor * power;
-    return power;
 }
 
 Area areaAround(const std::vector<ControlPoint>& points) {

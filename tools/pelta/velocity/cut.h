@@ -58,8 +58,6 @@ struct Section {
 
 Section cutSection(Field& field, const Path& path, const Range& timesMs, double intervalMs, bool onlyInside);
 
-/* The largest of 1, 2 and 5 times a power of ten that is not above a size (above 0). */
-double roundedDown(double size);
 /* The points' rectangle with a margin of a tenth of its longer side, its corners at multiples of the spacing; one point has no
  * margin. */
 Area areaAround(const std::vector<ControlPoint>& points);
