@@ -40,14 +40,16 @@ std::string titleOf(const Map& map, const std::vector<double>& levels) {
     return levels.size() < 2 ? map.title : fmt::format("{}, lines every {:.6g}", map.title, levels[1] - levels[0]);
 }
 
-/* Small where there are many. */
+/* Small where there are many; whole, too, at the rim of the map. */
 void drawPoints(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Points& points) {
     constexpr double largest = 2.2, smallest = 0.45, share = 0.12; /* of the mean distance of points */
+    constexpr double rim = 0.6;
     const double distance = std::sqrt(box.width * box.height / static_cast<double>(std::max<std::size_t>(points.size(), 1)));
     const double radius = std::clamp(share * distance, smallest, largest);
     cairo_t* pen = canvas.pen();
     cairo_save(pen);
-    cairo_rectangle(pen, box.left, box.top, box.width, box.height);
+    const double reach = radius + rim;
+    cairo_rectangle(pen, box.left - reach, box.top - reach, box.width + 2.0 * reach, box.height + 2.0 * reach);
     cairo_clip(pen);
     const auto fill = [&](const Color& color, double size) {
         constexpr std::size_t atOnce = 1000;
@@ -59,7 +61,7 @@ void drawPoints(Canvas& canvas, const Box& box, const Axis& across, const Axis& 
         }
         cairo_fill(pen);
     };
-    if (radius > 1.0) fill({0.0, 0.0, 0.0}, radius + 0.6); /* a rim, where it does not hide the map */
+    if (radius > 1.0) fill({0.0, 0.0, 0.0}, reach); /* where the rim does not hide the map */
     fill({1.0, 1.0, 1.0, radius > 1.0 ? 1.0 : 0.8}, radius);
     cairo_restore(pen);
 }
@@ -87,13 +89,13 @@ void MapPicture::draw(const Map& map, const Grid& grid, const Points& points) {
     canvas.setColor({0.0, 0.0, 0.0, 0.75});
     cairo_set_line_width(canvas.pen(), 0.7);
     drawContours(canvas, box, across, down, raster, levels);
-    if (map.hasPoints) drawPoints(canvas, box, across, down, points);
     drawBottomAxis(canvas, box, across, map.xTitle);
     drawLeftAxis(canvas, box, down, map.yTitle);
     canvas.setColor({});
     cairo_set_line_width(canvas.pen(), 1.0);
     cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
     cairo_stroke(canvas.pen());
+    if (map.hasPoints) drawPoints(canvas, box, across, down, points);
     drawScaleBar(canvas, {box.right() + scaleGap, box.top, scaleWidth, box.height}, raster.lowest, raster.highest, map.zTitle);
     canvas.text(left, 0.5 * top, titleOf(map, levels), titleSize, Canvas::Anchor::left);
     canvas.write(_inside->file);
