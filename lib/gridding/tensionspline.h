@@ -448,17 +448,15 @@ template <class State>
 auto edgeConstantsOf(const State& s) {
     using Real = RealOf<State>;
     const Real tension = s.boundary_tension, epsilon = s.l_epsilon;
-    EdgeConstants<Real> edges;
-    edges.x0 = 4 * (1 - tension) / (2 - tension);
-    edges.x1 = (3 * tension - 2) / (2 - tension);
     const Real denominator = 2 * epsilon * (1 - tension) + tension;
-    edges.y0 = 4 * epsilon * (1 - tension) / denominator;
-    edges.y1 = (tension - 2 * epsilon * (1 - tension)) / denominator;
-    edges.eps_p2 = s.eps_p2;
-    edges.eps_m2 = s.eps_m2;
-    edges.two_plus_ep2 = s.two_plus_ep2;
-    edges.two_plus_em2 = s.two_plus_em2;
-    return edges;
+    return EdgeConstants<Real>{.x0 = 4 * (1 - tension) / (2 - tension),
+                               .x1 = (3 * tension - 2) / (2 - tension),
+                               .y0 = 4 * epsilon * (1 - tension) / denominator,
+                               .y1 = (tension - 2 * epsilon * (1 - tension)) / denominator,
+                               .eps_p2 = s.eps_p2,
+                               .eps_m2 = s.eps_m2,
+                               .two_plus_ep2 = s.two_plus_ep2,
+                               .two_plus_em2 = s.two_plus_em2};
 }
 
 /* Sweeps over the nodes of the current stride until they change by no more than the limit. False where memory ran out. */
