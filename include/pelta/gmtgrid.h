@@ -9,7 +9,8 @@ PELTA_BEGIN_C
  * coarse to fine through the common factors of the grid's sizes. Every argument by address.
  *   p_xmin .. p_ymax    region: first and last line of nodes in both directions
  *   p_zmin, p_zmax      the surface is kept within these
- *   p_ncols, p_nrows    node counts, 1 or more; their sizes less 1 should have many common factors
+ *   p_ncols, p_nrows    node counts, 2 or more; less 1 they should have many common factors. A count of 1 leaves no
+ *                       spacing: where a point counts, no value is a number
  *   p_x, p_y, p_z       [*p_npts] points, kept; those more than half a spacing outside the region do not count, and of those nearest
  *                       to one node only the nearest one does
  *   p_max_iteration     most sweeps at a level

@@ -251,9 +251,25 @@ TEST(MakeGMTGrid, EndsForTheSmallestGrids) {
             r.nrows = nrows;
             surfaceOf(r);
         }
-    Request none = waveRequest(1, 20, 7);
-    none.ncols = 0;
-    surfaceOf(none);
+}
+
+TEST(MakeGMTGrid, WithoutNodesWritesNothing) {
+    for (const auto& [ncols, nrows] : {std::pair(0, 5), {5, 0}, {0, 0}}) {
+        Request none = waveRequest(1, 20, 7);
+        none.ncols = ncols;
+        none.nrows = nrows;
+        EXPECT_TRUE(surfaceOf(none).empty());
+    }
+}
+
+/* A direction of one node has no spacing. */
+TEST(MakeGMTGrid, OfOneNodeAlongXOrYIsNoNumber) {
+    for (const auto& [ncols, nrows] : {std::pair(1, 5), {5, 1}, {1, 1}}) {
+        Request line = waveRequest(1, 20, 7);
+        line.ncols = ncols;
+        line.nrows = nrows;
+        for (float value : surfaceOf(line)) EXPECT_TRUE(std::isnan(value)) << ncols << " " << nrows;
+    }
 }
 
 }
