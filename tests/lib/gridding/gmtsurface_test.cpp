@@ -284,6 +284,28 @@ TEST(SurfaceSteps, BoundsAreTransformedLikeThePoints) {
     std::free(s.upper);
 }
 
+/* The plane, the difference and the factor are single. */
+TEST(SurfaceSteps, TransformedBoundsAreRoundedAtEveryStep) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = 7;
+    s.ny = 5;
+    s.set_low = 2;
+    s.low_limit = 1.0 / 3.0;
+    s.plane_c0 = 0.1;
+    s.plane_c1 = -0.7;
+    s.plane_c2 = 1.3;
+    s.r_z_scale = 1.0 / 0.7;
+    EXPECT_EQ(GMT1load_constraints(&s, 1), 0);
+    for (int row = 0; row < 5; ++row)
+        for (int i = 0; i < 7; ++i) {
+            const auto plane = static_cast<float>(0.1 - 0.7 * i + 1.3 * (4 - row));
+            const float difference = static_cast<float>(1.0 / 3.0) - plane;
+            EXPECT_EQ(s.lower[7 * row + i], difference * static_cast<float>(1.0 / 0.7)) << row << " " << i;
+        }
+    std::free(s.lower);
+}
+
 /* Kept on purpose. */
 TEST(SurfaceSteps, BoundsOfAnEarlierCallStayTheirOwners) {
     auto state = std::make_unique<SURFACE_INFO>();
@@ -382,6 +404,45 @@ TEST(SurfaceSteps, ASweepSetsThePadFromTheEdges) {
     EXPECT_EQ(at(13, 10), rounded(at(13, 6) + at(9, 10) - at(9, 6)));
 }
 
+/* The change of a sweep is that of the sum in double: it stays above 0 when the rounded value has long come to rest. */
+TEST(SurfaceSteps, AChangeIsMeasuredBeforeTheValueIsRounded) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 5;
+    s.mx = s.my = 9;
+    s.grid = 1;
+    s.x_inc = s.y_inc = 1;
+    s.l_epsilon = 1.0;
+    s.interior_tension = 0.3;
+    s.z_scale = 1.0;
+    s.relax_new = 1.4;
+    s.relax_old = 1.0 - s.relax_new;
+    s.max_iterations = 300;
+    SURFACE_GLOBAL global;
+    GMT1set_grid_parameters(&s, &global);
+    GMT1set_offset(&s);
+    GMT1set_coefficients(&s);
+    std::vector<SURFACE_DATA> points = {{2.25f, 2.125f, 0.7f, 12}};
+    std::vector<SURFACE_BRIGGS> records(1);
+    s.data = points.data();
+    s.briggs = records.data();
+    for (bool isNearPoint : {false, true}) {
+        s.npoints = isNearPoint;
+        std::vector<float> u(81);
+        std::vector<char> states(81, 5);
+        for (std::size_t k = 0; k < u.size(); ++k) u[k] = 0.1f * static_cast<float>(k * k % 17);
+        s.u = u.data();
+        s.iu = states.data();
+        GMT1find_nearest_point(&s);
+        for (std::size_t k = 0; k < states.size(); ++k)
+            if (k != 40) states[k] = 5; /* all but the node in the middle */
+        EXPECT_EQ(GMT1iterate(&s, 1), 300);
+        const float settled = u[40];
+        EXPECT_EQ(GMT1iterate(&s, 1), 300);
+        EXPECT_EQ(u[40], settled);
+    }
+}
+
 TEST(SurfaceSteps, CoefficientsOfTheEquations) {
     auto state = std::make_unique<SURFACE_INFO>();
     SURFACE_INFO& s = *state;
@@ -432,6 +493,10 @@ TEST(SurfaceSteps, AnRmsOfNothingIsAScaleOfOne) {
     EXPECT_EQ(s.r_z_scale, 0.1);
     EXPECT_EQ(s.converge_limit, 0.001 * 10.0);
     EXPECT_EQ(points[1].z, -1.0f);
+    points[0].z = points[1].z = 13.0f;
+    s.converge_limit = 0.0;
+    GMT1rescale_z_values(&s);
+    EXPECT_EQ(s.converge_limit, 0.001 * 13.0);
 }
 
 TEST(SurfaceSteps, TheNearestPointGivesItsNodeAStateAndARecord) {
@@ -501,17 +566,85 @@ TEST(SurfaceSteps, TheForecastIsBilinearAndKeepsTheOldNodes) {
     EXPECT_EQ(states[place(-1, 0)], 3);
 }
 
+/* A quotient of steps, not a product with a reciprocal: 3 / 5 of the way from -3 to 2 is exactly 0. */
+TEST(SurfaceSteps, TheForecastDividesStepsByTheCell) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 11;
+    s.my = 15;
+    s.grid = 2;
+    s.old_grid = 10;
+    s.l_epsilon = 1.0;
+    GMT1set_coefficients(&s);
+    std::vector<float> u(15 * 15);
+    std::vector<char> states(u.size());
+    s.u = u.data();
+    s.iu = states.data();
+    const auto at = [&](int i, int j) -> float& { return u[static_cast<std::size_t>(32 + i * 15 + j)]; };
+    for (int j : {0, 10}) at(0, j) = -3.0f, at(10, j) = 2.0f;
+    GMT1fill_in_forecast(&s);
+    for (int j = 0; j < 11; j += 2) EXPECT_EQ(at(6, j), 0.0f) << j;
+}
+
+/* Term by term: what is lost behind the first sum does not come back. */
+TEST(SurfaceSteps, TheTrendIsAddedInTheOrderOfItsTerms) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 2;
+    s.my = 6;
+    s.ij_sw_corner = 14;
+    constexpr double large = 1152921504606846976.0; /* 2^60 */
+    s.z_scale = large;
+    s.plane_c0 = -large;
+    s.plane_c1 = 3.0;
+    s.plane_c2 = 5.0;
+    std::vector<float> u(36, 1.0f);
+    s.u = u.data();
+    EXPECT_EQ(GMT1replace_planar_trend(&s), 0);
+    EXPECT_EQ(u[14], 0.0f);
+    EXPECT_EQ(u[15], 5.0f);
+    EXPECT_EQ(u[20], 3.0f);
+    EXPECT_EQ(u[21], 8.0f);
+    EXPECT_EQ(u[22], 1.0f) << "the pad";
+}
+
+TEST(SurfaceSteps, PointsOutsideTheGridGoBehindThoseThatCount) {
+    auto state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    s.nx = s.ny = 5;
+    s.my = 9;
+    s.grid = 2;
+    s.x_inc = s.y_inc = 1;
+    SURFACE_GLOBAL global;
+    GMT1set_grid_parameters(&s, &global);
+    /* 3 by 3 nodes, 2 apart: from -1 up to, but not including, 5 */
+    SURFACE_DATA points[6] = {{5, 0, 1, 0},     {4, 4, 2, 0},      {0, -1.25f, 3, 0},
+                              {-1, 2.5f, 4, 0}, {-1, 2.25f, 5, 0}, {std::nanf(""), 0, 6, 0}};
+    s.data = points;
+    s.npoints = 6;
+    EXPECT_EQ(GMT1set_index(&s), 0);
+    ASSERT_EQ(s.npoints, 3);
+    const float values[3] = {5, 4, 2};
+    const int nodes[3] = {1, 1, 8};
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(points[k].z, values[k]) << k;
+        EXPECT_EQ(points[k].index, nodes[k]) << k;
+    }
+    for (int k = 3; k < 6; ++k) EXPECT_EQ(points[k].index, 2000000000) << k;
+}
+
 TEST(SurfaceSteps, PointsAreOrderedByNodeAndNearness) {
     SURFACE_GLOBAL global = {10, 1.0, 1.0, 0.0, 0.0};
     SG = &global;
     const SURFACE_DATA near = {1.1f, 2.0f, 0, 12}, far = {1.3f, 2.0f, 0, 12}, next = {1.0f, 3.0f, 0, 13},
-                       out = {0, 0, 0, 2000000000};
+                       out = {0, 0, 0, 2000000000}, further = {9, 9, 0, 2000000000};
     EXPECT_LT(GMT1compare_points(&near, &far), 0);
     EXPECT_GT(GMT1compare_points(&far, &near), 0);
     EXPECT_EQ(GMT1compare_points(&near, &near), 0);
     EXPECT_LT(GMT1compare_points(&far, &next), 0);
     EXPECT_GT(GMT1compare_points(&out, &next), 0);
-    EXPECT_EQ(GMT1compare_points(&out, &out), 0);
+    EXPECT_EQ(GMT1compare_points(&out, &further), 0);
+    EXPECT_EQ(GMT1compare_points(&further, &out), 0);
     SG = nullptr;
 }
 
@@ -531,8 +664,22 @@ TEST(SurfaceSizes, TheCostIsThatOfTheLevels) {
     EXPECT_EQ(GMT1guess_surface_time(factors, 7, 5), 7.0 * 5.0 * 7.0);
     /* 12 and 18: 6 is common, leaving 2 by 3: the last factor, 3, is given back; 6 by 9 nodes, then doubled */
     EXPECT_EQ(GMT1guess_surface_time(factors, 12, 18), 6.0 * 9.0 * 9.0 + 12.0 * 18.0 * 2.0);
+    EXPECT_EQ(GMT1guess_surface_time(factors, 18, 12), 9.0 * 6.0 * 9.0 + 18.0 * 12.0 * 2.0);
     /* 20 = 2 2 5 is common, leaving 2 by 3: 10 by 15 nodes, then doubled twice */
     EXPECT_EQ(GMT1guess_surface_time(factors, 40, 60), 10.0 * 15.0 * 15.0 + 20.0 * 30.0 * 2.0 + 40.0 * 60.0 * 2.0);
+}
+
+/* 5 nodes at first, then by four fives and five twos up to 100,000: more than an int counts. */
+TEST(SurfaceSizes, TheCostOfLargeGridsIsCountedInDouble) {
+    int factors[32];
+    double expected = 5.0 * 5.0 * 5.0, nodes = 5.0;
+    for (double factor : {5.0, 5.0, 5.0, 5.0, 2.0, 2.0, 2.0, 2.0, 2.0}) {
+        nodes *= factor;
+        expected += nodes * nodes * factor;
+    }
+    EXPECT_EQ(nodes, 100000.0);
+    EXPECT_EQ(GMT1guess_surface_time(factors, 100000, 100000), expected);
+    EXPECT_EQ(GMT1guess_surface_time(factors, 99991, 100000), 99991.0 * 100000.0 * 100000.0) << "a prime";
 }
 
 TEST(SurfaceSizes, SuggestsTenBestFirstOrNone) {
@@ -553,6 +700,13 @@ TEST(SurfaceSizes, SuggestsTenBestFirstOrNone) {
     }
     EXPECT_EQ(printedBy([&] { GMT1suggest_sizes_for_surface(factors, 2, 2); }).text,
               "Cannot suggest any nx,ny better than your -R -I define.\n");
+}
+
+TEST(SurfaceSizes, SuggestsNothingBeyondTheIntRange) {
+    int factors[32];
+    const std::string text = printedBy([&] { GMT1suggest_sizes_for_surface(factors, 1500000001, 1500000001); }).text;
+    EXPECT_TRUE(text.starts_with("HINT:  Choosing nx = ")) << text;
+    EXPECT_EQ(text.find('-'), std::string::npos) << text;
 }
 
 TEST(SurfaceSizes, SuggestsFromAllSizesOfSmallPrimesUpToTwice) {
