@@ -1,6 +1,7 @@
 #include <pelta/trimodel.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -514,7 +515,8 @@ void flip(Face* face) {
     behind->eu = e4;
 }
 
-/* The vertices that a new point is joined to so far, as long as they are few. */
+/* The vertices that a new point is joined to so far, as long as they are few. A vertex goes by the end of its address, and where
+ * one seems to be there the mesh is asked. That happens next to never, and no branch depends on how many there are. */
 class Neighbours {
   public:
     explicit Neighbours(const Vertex* point) {
@@ -526,24 +528,25 @@ class Neighbours {
     }
 
     void add(const Vertex* vertex) {
-        if (_count < most) {
-            if (_count % atOnce == 0) std::fill_n(_vertices + _count, atOnce, nullptr);
-            _vertices[_count] = vertex;
-        }
+        if (_count < most) _keys[_count] = keyOf(vertex);
         ++_count;
     }
-    /* Hardly ever: it takes no branches to find out. */
     bool have(const Vertex* point, const Vertex* vertex) const {
-        if (_count > most) return areJoined(point, vertex);
-        int matches = 0;
-        for (int start = 0; start < _count; start += atOnce)
-            for (int i = 0; i < atOnce; ++i) matches += _vertices[start + i] == vertex;
-        return matches > 0;
+        return (_count > most || isListed(keyOf(vertex))) && areJoined(point, vertex);
     }
 
   private:
-    static constexpr int most = 32, atOnce = 8;
-    const Vertex* _vertices[most];
+    static std::uint32_t keyOf(const Vertex* vertex) {
+        return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(vertex));
+    }
+    bool isListed(std::uint32_t key) const {
+        std::uint32_t matches = 0;
+        for (const std::uint32_t known : _keys) matches += known == key;
+        return matches > 0;
+    }
+
+    static constexpr int most = 32;
+    std::array<std::uint32_t, most> _keys = {};
     int _count = 0;
 };
 
@@ -570,10 +573,12 @@ class Fan {
         const SideRecord *a = recordOf(face->eu), *b = recordOf(face->eu->euCW);
         const int i = _batch.count++;
         _faces[i] = face;
-        _batch.x1[i] = a->x;
-        _batch.y1[i] = a->y;
-        _batch.x2[i] = b->x;
-        _batch.y2[i] = b->y;
+        face->x[0] = _batch.x1[i] = a->x;
+        face->y[0] = _batch.y1[i] = a->y;
+        face->x[1] = _batch.x2[i] = b->x;
+        face->y[1] = _batch.y2[i] = b->y;
+        face->x[2] = _x;
+        face->y[2] = _y;
         if (_batch.count == CircleBatch::most) finish();
     }
 
@@ -581,8 +586,7 @@ class Fan {
         makeCircles(_batch, _x, _y);
         for (int i = 0; i < _batch.count; ++i) {
             FaceRecord* const face = _faces[i];
-            notePlaces(face, i);
-            noteNeighbours(face);
+            joinOuter(face);
             noteShape(_batch.ahead[i], _batch.aside[i]);
             if (_batch.ahead[i] == _batch.aside[i]) {
                 _mesh.tri_circle(face);
@@ -596,23 +600,11 @@ class Fan {
     }
 
   private:
-    void notePlaces(FaceRecord* face, int i) {
-        face->x[0] = _batch.x1[i];
-        face->y[0] = _batch.y1[i];
-        face->x[1] = _batch.x2[i];
-        face->y[1] = _batch.y2[i];
-        face->x[2] = _x;
-        face->y[2] = _y;
-    }
-
-    /* Across the side opposite the point, and across that which the next face round it has for its second. */
-    void noteNeighbours(FaceRecord* face) {
+    /* The two faces at the side opposite the point have one another behind it. */
+    static void joinOuter(FaceRecord* face) {
         FaceRecord* const outer = recordOf(face->eu->euMate->f);
         face->behind[0] = outer;
         if (outer) outer->behind[cornerNumber(outer, face->x[1], face->y[1])] = face;
-        FaceRecord* const next = recordOf(face->eu->euCCW->euMate->f);
-        face->behind[2] = next;
-        next->behind[1] = face;
     }
 
     /* By the bits of the coordinates and without branches, which nobody could predict. */
@@ -659,8 +651,11 @@ void flipRound(Store& store, FaceRecord* face, Coord x, Coord y, Neighbours& nei
         }
         fan.add(face);
         const EdgeUse* const spoke = face->eu->euCCW;
+        FaceRecord* const next = recordOf(spoke->euMate->f);
+        face->behind[2] = next;
+        next->behind[1] = face;
         if (spoke == last) return;
-        face = recordOf(spoke->euMate->f);
+        face = next;
     }
 }
 

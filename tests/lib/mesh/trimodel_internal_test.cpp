@@ -3,8 +3,10 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <random>
 #include <vector>
 
+#include "mesh/records.h"
 #include "support/meshverifier.h"
 
 /* The linker sends the library's allocations through these: one of them can be made to fail. */
@@ -132,6 +134,40 @@ TEST(TriModelMemory, APointTakesLessThanTwelveHundredBytes) {
         }
         EXPECT_LT((bytesAsked - before) / count, most) << count << " points";
     }
+}
+
+bool saysWhatItsSidesSay(const Face* face) {
+    const FaceRecord* const record = recordOf(face);
+    const EdgeUse* side = face->eu;
+    for (int i = 0; i < 3; ++i, side = side->euCW)
+        if (record->x[i] != side->vu->v->x || record->y[i] != side->vu->v->y || record->behind[i] != side->euMate->f)
+            return false;
+    return true;
+}
+
+/* Where it does not a location would still end right, but by a long way round. */
+TEST(TriModelFaceRecord, SaysWhatItsSidesSay) {
+    std::mt19937 engine(5);
+    std::uniform_real_distribution<double> uniform(-1000.0, 1000.0);
+    std::uniform_int_distribution<int> small(-6, 6);
+    testing::internal::CaptureStdout(); /* of points on lines */
+    for (const int kind : {0, 1, 2, 3}) {
+        triModel mesh;
+        ASSERT_EQ(mesh.triStart(), 1);
+        for (int i = 0; i < 400; ++i) {
+            double x = kind == 0 ? uniform(engine) : small(engine), y = kind <= 1 ? uniform(engine) : small(engine);
+            if (kind == 3) { /* row after row, where every point is joined to all that is left of the row before */
+                x = 25.0 * (i % 40);
+                y = 25.0 * (i / 40);
+            }
+            float time = 0.0f, velocity = 1500.0f;
+            int pairs = 1;
+            mesh.triAdd(&x, &y, &time, &velocity, &pairs);
+            for (const Face* face = mesh.model->f; face; face = face->fNext)
+                ASSERT_TRUE(saysWhatItsSidesSay(face)) << "kind " << kind << ", point " << i;
+        }
+    }
+    testing::internal::GetCapturedStdout();
 }
 
 }
