@@ -1,16 +1,27 @@
 #ifndef PELTA_ARPICKER_H
 #define PELTA_ARPICKER_H
 
+/* The kernel of autoregressive first-break picking: linear prediction of a short window of trace, fitted by least squares
+ * order by order (modified covariance method, Marple 1980, and its one-sided forms) until Akaike's final prediction error
+ * (1969) rises. Wanted where a picker of one's own needs it, or for the spectrum of a short window.
+ *
+ * Example:
+ *     float x[64], v[3], vc[3], s[2], sc[2], a[2], ssq, p;
+ *     int n = 64, mstart = 2, mlast = 2, icode = 0, akcode = 0, rscode = 0, mdim = 2, m, ocode;
+ *     for (int t = 0; t < 64; ++t) x[t] = cosf(0.3f * t);
+ *     fabne_(x, &n, &mstart, &mlast, &icode, &akcode, &rscode, &mdim, v, vc, s, sc, a, &m, &ssq, &p, &ocode);
+ *     printf("order %d: x(t) = %.2f x(t - 1) %+.2f x(t - 2)\n", m, a[0], a[1]);
+ * Output:
+ *     order 2: x(t) = 1.91 x(t - 1) -1.00 x(t - 2)
+ *
+ * Every argument is passed by address. Formulas count from one: x(1) is the first element of the array whose address is given.
+ * All arithmetic is single precision unless a declaration says otherwise.
+ *
+ * A symmetric matrix is packed as the rows of its lower triangle: element (i, j), j <= i, stands at i (i - 1) / 2 + j. */
+
 #include "export.h"
 
 PELTA_BEGIN_C
-
-/* The kernel of autoregressive first-break picking: linear prediction of a short window of trace, fitted by least squares
- * order by order (modified covariance method, Marple 1980, and its one-sided forms) until Akaike's final prediction error
- * (1969) rises. Every argument is passed by address. Formulas count from one: x(1) is the first element of the array whose
- * address is given. All arithmetic is single precision unless a declaration says otherwise.
- *
- * A symmetric matrix is packed as the rows of its lower triangle: element (i, j), j <= i, stands at i (i - 1) / 2 + j. */
 
 /* Fits models x(t) ~ a(1) x(t -+ 1) + .. + a(m) x(t -+ m) of orders 1, 2, .. mlast to a window and keeps the last one before
  * the final prediction error rises.

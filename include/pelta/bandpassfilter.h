@@ -1,12 +1,29 @@
 #ifndef PELTA_BANDPASSFILTER_H
 #define PELTA_BANDPASSFILTER_H
 
-/* Band-pass (or, inverted, band-reject) filter of Ormsby or Butterworth shape. It is built once for a set of corners and then
- * filters any number of traces, by convolution with a truncated operator or by a product of spectra. */
+/* Band-pass (or, inverted, band-reject) filter of Ormsby or Butterworth shape, for ground roll below the band of the
+ * reflections and noise above it. It is built once for a set of corners and then filters any number of traces, by convolution
+ * with a truncated operator or by a product of spectra.
+ *
+ * Example in C++:
+ *     const float pi = 3.14159265f;
+ *     float trace[500];  // 4 ms: a reflection band at 40 Hz, ground roll at 5 Hz
+ *     for (int i = 0; i < 500; ++i) trace[i] = std::sin(0.32f * pi * i) + 3 * std::sin(0.04f * pi * i);
+ *
+ *     BandPassFilter filter(0, 0, 0, 0.001f, 10, 20, 60, 80, 500, 4.0f);
+ *     filter.setTimeDomain(0);
+ *     filter.buildFilter(10, 20, 60, 80);
+ *     filter.applyFilter(trace, 500);
+ *     std::printf("largest in the middle: %.2f\n", *std::max_element(trace + 200, trace + 300));
+ * Output:
+ *     largest in the middle: 1.00
+ */
 
 #include "export.h"
 
 #ifdef __cplusplus
+
+/* A filter for a set of corners and traces of one length and sample interval. */
 class PELTA_API BandPassFilter {
   public:
     /* Stores its arguments, chooses the time domain and builds the filter.
@@ -61,21 +78,16 @@ class PELTA_API BandPassFilter {
      * numbers. */
     void butterworthGen(float* a, int ia, int maxf, int numf);
 
-    int _type;
-    int _phase;
-    int _inverse;
-    float _lag;
-    int _lp;
-    int _lc;
-    int _hc;
-    int _hp;
-    int _nsample;
-    float _sRate;
-    int _isTime;      /* not 0: time domain */
-    int _nfft;        /* transform length of the last build */
-    float* _tempTrc;  /* work trace */
-    float* _tempTrc1; /* work trace */
-    float* _filter;   /* [_lenfilter] time-domain operator, centred on its middle sample */
+    int _type, _phase, _inverse; /* as constructed */
+    float _lag;                  /* as constructed */
+    int _lp, _lc, _hc, _hp;      /* corners and slopes of the last build */
+    int _nsample;                /* samples per trace */
+    float _sRate;                /* sample interval, ms */
+    int _isTime;                 /* not 0: time domain */
+    int _nfft;                   /* transform length of the last build */
+    float* _tempTrc;             /* work trace */
+    float* _tempTrc1;            /* work trace */
+    float* _filter;              /* [_lenfilter] time-domain operator, centred on its middle sample */
     /* [_nfft + 2] response: complex bins 0 .. _nfft/2, all real. A minimum-phase build leaves its normalised
      * amplitudes in the first _nfft/2 + 1 floats instead. */
     float* _magfilter;

@@ -1,9 +1,20 @@
 #ifndef PELTA_CUMMLATIVE_H
 #define PELTA_CUMMLATIVE_H
 
-#include "export.h"
-
-/* The ledger: how many traces each user has processed, by area, line, process and calendar month.
+/* The ledger: how many traces each user has processed, by area, line, process and calendar month. For a processing centre that
+ * accounts for its work; a tool adds to it when it is done.
+ *
+ * Example:
+ *     char process[] = "stack", everyone[] = "";
+ *     strcpy(globalChar->carea, "NORTH");
+ *     strcpy(globalChar->cline, "2026-A");
+ *     runCummlative(process, 1200);
+ *     runCummlative(process, 300);
+ *     printCummlative(everyone, process, 0, 0);
+ * Output:
+ *     initCummlative=.../linux/lib/libCumm.so
+ *     initCummlative stat file size=118
+ *     User:       alice  Process:       stack  Area:       NORTH  Line:      2026-A  Year: ...  Month: ...  Num Traces: 1500
  *
  * It is the file linux/lib/libCumm.so (a data file, despite its name) under the folder that the environment variable
  * PELTA_HOME names, or PROMAX_HOME when that is unset; where neither is set nothing is recorded. An empty variable is set.
@@ -18,6 +29,8 @@
  * 118 has a short last record, which is read like the others.
  *
  * All three functions may be called from several threads and processes at a time. */
+
+#include "export.h"
 
 PELTA_BEGIN_C
 

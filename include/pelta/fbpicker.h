@@ -1,6 +1,28 @@
 #ifndef PELTA_FBPICKER_H
 #define PELTA_FBPICKER_H
 
+/* First breaks: the sample at which the first arrival begins, for refraction statics, for mutes and for checking geometry. Four
+ * methods, from the plain ratio of energies to a prediction of the noise; a pick can be snapped to a trough, a peak or a zero
+ * crossing.
+ *
+ * Example in C++:
+ *     float trace[500];  // 2 ms: noise, and from 400 ms on a 30 Hz arrival
+ *     for (int i = 0; i < 500; ++i) trace[i] = 0.05f * std::sin(1.7f * i * i) + (i < 200 ? 0 : std::sin(0.377f * (i - 200)));
+ *
+ *     fbPickParm parm = {};
+ *     parm.ipmethod = 1;       // energy ratio
+ *     parm.method = 1;         // about offset / velocity
+ *     parm.velocity = 2000;    // m/s
+ *     parm.envelope = 100;     // ms
+ *     parm.winlen = 400;       // ms
+ *     parm.stablizer = 5;      // percent
+ *     parm.shiftpick = 5;      // where it was found
+ *     fbPicker picker(&parm, 500, 2);
+ *     std::printf("picked at %d ms\n", 2 * picker.getPick(trace, 760, 0));
+ * Output:
+ *     picked at 400 ms
+ */
+
 #include "export.h"
 
 /* What a picker is told. The caller keeps the record alive as long as a picker uses it, and may change it between picks.
@@ -41,7 +63,8 @@ typedef struct fbPickParm {
  * methods look only at windows that lie within it. Data are kept. When a work array could not be had, every pick is 0. */
 class PELTA_API fbPicker {
   public:
-    /*   fbpp   parameters, not owned
+    /* Makes a picker.
+     *   fbpp   parameters, not owned
      *   nsamp  samples per trace
      *   sRate  sample interval, ms */
     fbPicker(fbPickParm* fbpp, int nsamp, float sRate);
@@ -64,9 +87,10 @@ class PELTA_API fbPicker {
      * is snapped, one of 0 (a dead trace) as well. */
     int getPick(float* data, float offset, int lastPick);
 
-    /* The methods by themselves: data [nsamp] the trace, isamp the search start in samples. They return the raw pick, 0 for none.
-     *
-     * Energy ratio: the largest ratio of mean absolute amplitude after and before a sample, as the median of three trials over
+    /* The methods by themselves take data [nsamp], the trace, and isamp, the search start in samples. They return the raw pick,
+     * 0 for none. */
+
+    /* Energy ratio: the largest ratio of mean absolute amplitude after and before a sample, as the median of three trials over
      * the search window and of nine around it. The pick counts from the start of the segment that is looked at. That is the
      * start of the trace unless isamp lies more than winlen / 2 + 2 windows (of envelope + 1 samples, at least 10) behind it;
      * then the search also runs on beyond the segment, where it sees zeros. A segment whose samples but the first add up to
@@ -88,10 +112,10 @@ class PELTA_API fbPicker {
     int computeSPDPick(float* data, int isamp);
 
     /* One trial of the energy ratio.
-     *   data         [nsamp] cumulative sum of absolute amplitudes; entries beyond it count as 0
-     *   nstart, nend the samples after nstart and before nend are tried
-     *   nlead, nlag  window lengths after and before a sample; the windows are cut off at the ends of the array
-     *   stablize     added to the mean amplitude before a sample
+     *   data          [nsamp] cumulative sum of absolute amplitudes; entries beyond it count as 0
+     *   nstart, nend  the samples after nstart and before nend are tried
+     *   nlead, nlag   window lengths after and before a sample; the windows are cut off at the ends of the array
+     *   stablize      added to the mean amplitude before a sample
      * Returns the first of the samples with the largest ratio (an infinite one included), 0 when no ratio is above 0. */
     int doPick(float* data, int nsamp, int nstart, int nend, int nlead, int nlag, float stablize);
 
@@ -99,15 +123,11 @@ class PELTA_API fbPicker {
      * one is taken. A search without a match ends at sample 1 or nsamp - 1, and that becomes the result. ptime is ignored. */
     int adjustPick(float* data, int time, int ptime);
 
-    fbPickParm* _fbpp;
-    int _nsamp;
-    float _srate;
-    float* _tempTrc1; /* [2 nsamp]; the others [nsamp] */
-    float* _tempTrc2;
-    float* _tempTrc3;
-    float* _tempTrc4;
-    float* _tempTrc5;
-    float* _tempTrc6;
+    fbPickParm* _fbpp;                                                /* parameters, not owned */
+    int _nsamp;                                                       /* samples per trace */
+    float _srate;                                                     /* sample interval, ms */
+    float* _tempTrc1;                                                 /* [2 nsamp] work array */
+    float *_tempTrc2, *_tempTrc3, *_tempTrc4, *_tempTrc5, *_tempTrc6; /* [nsamp] work arrays */
     bool _isPreProcess; /* the tables of the spectral decomposition are to be made at its next pick */
 };
 

@@ -1,14 +1,30 @@
 #ifndef PELTA_FILEIO_H
 #define PELTA_FILEIO_H
 
-#include <stdio.h>
-
-#include "export.h"
-
-/* Plain files, either as descriptors (bytes) or as standard streams (lines of text), beyond 2 GiB in both word sizes.
+/* Plain files, either as descriptors (bytes) or as standard streams (lines of text), beyond 2 GiB in both word sizes: for a
+ * tool that reads and writes through one pair of calls and wants failures said with the file's name.
+ *
+ * Example:
+ *     char name[] = "picks.txt", first[] = "150 812\n", second[] = "151 820\n", line[80];
+ *     fileIOStruct file = {NULL, 0, name};
+ *     fileOpen(&file, 1, 1);  // to write, as a stream
+ *     fileWrite(&file, first, strlen(first));
+ *     fileWrite(&file, second, strlen(second));
+ *     fileClose(&file);
+ *
+ *     fileOpen(&file, 0, 1);
+ *     while (fileRead(&file, line, sizeof line) > 0) printf("%s", line);
+ *     fileClose(&file);
+ * Output:
+ *     150 812
+ *     151 820
  *
  * Failures are printed and flushed, with the file's name and the system's error text:
  *   "\nError opening file: %s\nmessage: %s\n\n"  (likewise "reading", "writing") */
+
+#include <stdio.h>
+
+#include "export.h"
 
 /* A file. The caller sets cFileName and leaves the rest to fileOpen; at most one of fp and iFile is in use. */
 typedef struct fileIOStruct {

@@ -5,10 +5,21 @@
  * EBCDIC, whose samples are IBM hexadecimal floats, and whose words are big-endian. All routines work in place on a buffer
  * of any alignment that its element type allows, allocate nothing and flag nothing.
  *
- * The float converters take native words and never swap bytes. Reading big-endian IBM samples:
- *     if (littleEndian()) endianSwap(samples, sizeof(float), n);
- *     ibmToIeee(samples, n);
- * and writing them: ieeeToIbm first, then the swap. */
+ * Example:
+ *     float samples[2] = {1.0f, -118.625f};
+ *     unsigned char* bytes = (unsigned char*)samples;
+ *     ieeeToIbm(samples, 2);
+ *     if (littleEndian()) endianSwap(samples, sizeof(float), 2);
+ *     printf("as on tape: %02X%02X%02X%02X\n", bytes[4], bytes[5], bytes[6], bytes[7]);
+ *
+ *     if (littleEndian()) endianSwap(samples, sizeof(float), 2);
+ *     ibmToIeee(samples, 2);
+ *     printf("in memory: %g %g\n", samples[0], samples[1]);
+ * Output:
+ *     as on tape: C276A000
+ *     in memory: 1 -118.625
+ *
+ * The float converters take native words and never swap bytes: swap before ibmToIeee, and behind ieeeToIbm. */
 
 #include "export.h"
 

@@ -1,6 +1,21 @@
 #ifndef PELTA_GMTGRID_H
 #define PELTA_GMTGRID_H
 
+/* Surface through scattered points on a regular grid, with limits to its values: for horizons, velocities or statics that are
+ * known at wells or control points and wanted everywhere, without bumps between them.
+ *
+ * Example:
+ *     float xmin = 0, xmax = 10, ymin = 0, ymax = 10, zmin = 0, zmax = 100, aspect = 1;
+ *     float boundary = 0, interior = 0.25f, limit = 0.001f;
+ *     float x[4] = {0, 10, 0, 10}, y[4] = {0, 0, 10, 10}, z[4] = {10, 20, 30, 40}, grid[121];
+ *     int columns = 11, rows = 11, points = 4, sweeps = 250;
+ *     makeGMTGrid(&xmin, &xmax, &ymin, &ymax, &zmin, &zmax, &columns, &rows, x, y, z, &points, &sweeps, &boundary, &limit,
+ *                 &aspect, &interior, grid);
+ *     printf("corners %.1f %.1f, centre %.1f\n", grid[0], grid[120], grid[60]);
+ * Output:
+ *     corners 10.0 40.0, centre 25.0
+ */
+
 #include "export.h"
 
 PELTA_BEGIN_C

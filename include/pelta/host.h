@@ -1,11 +1,26 @@
 #ifndef PELTA_HOST_H
 #define PELTA_HOST_H
 
+/* What the processing host supplies. libpelta calls these by name; the stand-in host libpeltahost defines them, and a host
+ * program's own definitions win over it by ordinary symbol resolution. For whoever writes such a host, or wants a transform, a
+ * convolution or a sinc interpolation beside the library.
+ *
+ * Example:
+ *     const int n = npfar(100);
+ *     float trace[200] = {0};
+ *     peltaComplex spectrum[101];
+ *     for (int i = 0; i < n; ++i) trace[i] = 2 * cosf(2 * 3.14159265f * 5 * i / n);  // five periods
+ *     pfarc(1, n, trace, spectrum);
+ *     printf("%d samples, bin 5 is %.0f\n", n, spectrum[5].r);
+ *     pfacr(-1, n, spectrum, trace);
+ *     printf("there and back: %.1f times %d\n", trace[0] / n, n);
+ * Output:
+ *     104 samples, bin 5 is 104
+ *     there and back: 2.0 times 104
+ */
+
 #include "export.h"
 #include "types.h"
-
-/* What the processing host supplies. libpelta calls these by name; the stand-in host libpeltahost defines them, and a host
- * program's own definitions win over it by ordinary symbol resolution. */
 
 PELTA_BEGIN_C
 
@@ -64,8 +79,10 @@ PELTA_API void vclr_(float* a, int* stride, int* n);
 /* c[k * ic] = |a[k * ia] + i a[k * ia + 1]|, k = 0 .. n-1; strides in floats. */
 PELTA_API void cvabs_(float* a, int* ia, float* c, int* ic, int* n);
 
-/* The host's tables. The stand-in numbers the header entries from 1 in their order of declaration and leaves the texts empty. */
+/* The host's table of header entries; the stand-in numbers them from 1 in their order of declaration. */
 extern PELTA_API stdHdrStruct* stdHdr;
+
+/* The host's names of the work in hand; the stand-in leaves them empty. */
 extern PELTA_API globalCharStruct* globalChar;
 
 PELTA_END_C

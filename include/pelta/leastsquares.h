@@ -2,8 +2,22 @@
 #define PELTA_LEASTSQUARES_H
 
 /* Straight lines y = rcept + slope x through scattered points, for refractor velocities, drift and amplitude decay: by least
- * squares, through the origin by a trimmed mean, and by a robust fit that gross outliers do not move. A count of zero or less
- * has no points: the results are those of the degenerate case, and no array is touched. */
+ * squares, through the origin by a trimmed mean, and by a robust fit that gross outliers do not move.
+ *
+ * Example:
+ *     float offset[8] = {500, 600, 700, 800, 900, 1000, 1100, 1200};
+ *     float pick[8] = {301, 349, 402, 450, 498, 549, 810, 650};  // ms; one pick is on another phase
+ *     float weight[8], intercept, slope, correlation;
+ *     int count = 8;
+ *     lstSquare(offset, pick, &count, &intercept, &slope, &correlation);
+ *     printf("least squares: %.0f m/s, intercept %.0f ms\n", 1000 / slope, intercept);
+ *     wghtLstSquare(offset, pick, weight, &count, &intercept, &slope, &correlation);
+ *     printf("robust: %.0f m/s, intercept %.0f ms\n", 1000 / slope, intercept);
+ * Output:
+ *     least squares: 1604 m/s, intercept -29 ms
+ *     robust: 2008 m/s, intercept 52 ms
+ *
+ * A count of zero or less has no points: the results are those of the degenerate case, and no array is touched. */
 
 #include "export.h"
 

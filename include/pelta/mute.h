@@ -1,6 +1,25 @@
 #ifndef PELTA_MUTE_H
 #define PELTA_MUTE_H
 
+/* Mutes and static shifts: for the edges of a zone that was zeroed, which would ring in a filter if they stayed sharp, and for
+ * shifts finer than the sample interval, such as those that bring a trace to its datum.
+ *
+ * Example:
+ *     float trace[12] = {0, 0, 8, 8, 8, 8, 8, 8, 8, 8, 0, 0}, shifted[12], work[12];
+ *     float header[sizeof(stdHdrStruct) / sizeof(int)], taper[3] = {0.75f, 0.5f, 0.25f};
+ *     applyMute(trace, 12, 4, header, 3, taper);
+ *     for (int i = 0; i < 12; ++i) printf("%g ", trace[i]);
+ *     printf("\nlive from %g to %g ms\n", header[stdHdr->itlive_s - 1], header[stdHdr->itlive_e - 1]);
+ *
+ *     applyStatic(trace, shifted, work, 12, 2);
+ *     for (int i = 0; i < 12; ++i) printf("%g ", shifted[i]);
+ *     printf("\n");
+ * Output:
+ *     0 0 2 4 6 8 8 2 4 6 0 0
+ *     live from 12 to 40 ms
+ *     2 4 6 8 8 2 4 6 0 0 0 0
+ */
+
 #include "export.h"
 
 PELTA_BEGIN_C

@@ -1,6 +1,24 @@
 #ifndef PELTA_NORMALMOVEOUT_H
 #define PELTA_NORMALMOVEOUT_H
 
+/* Normal-moveout correction of a trace, its inverse, and the rigid shift of a window by the moveout of its centre: for gathers
+ * that are to be stacked, for velocity analysis, and for looking at residual moveout.
+ *
+ * Example in C++:
+ *     float trace[500] = {}, velocity[500];
+ *     std::fill_n(velocity, 500, 2.0f);  // m/ms
+ *     trace[250] = 1;                    // at 500 ms and 600 m: sqrt(400^2 + (600/2)^2)
+ *
+ *     NormalMoveout moveout(500, 2, 0.5f, 0, true, false);
+ *     moveout.applyNMO(trace, velocity, nullptr, 500, 0, 600, 0, 500);
+ *     const int crest = int(std::max_element(trace, trace + 500) - trace);
+ *     std::printf("the reflection is at %d ms\n", 2 * crest);
+ *     std::printf("muted before %d ms\n", 2 * moveout.sampleAtStretch());
+ * Output:
+ *     the reflection is at 400 ms
+ *     muted before 270 ms
+ */
+
 #include "export.h"
 
 #ifdef __cplusplus
@@ -25,23 +43,29 @@
  * I. Tsvankin, Velocity analysis for transversely isotropic media, Geophysics 60 (1995). */
 class PELTA_API NormalMoveout {
   public:
-    /* nsamples  longest trace that will be corrected; the work arrays have this length
-     * srate     sample interval, in the unit of t0
-     * stretch   largest stretch that is kept, as a fraction of the time (0.3: 30 %); 1 or more mutes nothing
-     * stroff    the mute applies to offsets of at least this one, sign included: with 0, negative offsets are not muted
-     * twoway    false: only half the moveout is applied; the stretch mute still judges the whole
-     * forthord  true: the fourth-order formula */
+    /* Makes a correction.
+     *   nsamples  longest trace that will be corrected; the work arrays have this length
+     *   srate     sample interval, in the unit of t0
+     *   stretch   largest stretch that is kept, as a fraction of the time (0.3: 30 %); 1 or more mutes nothing
+     *   stroff    the mute applies to offsets of at least this one, sign included: with 0, negative offsets are not muted
+     *   twoway    false: only half the moveout is applied; the stretch mute still judges the whole
+     *   forthord  true: the fourth-order formula */
     NormalMoveout(int nsamples, float srate, float stretch, float stroff, bool twoway, bool forthord);
     ~NormalMoveout();
     NormalMoveout(const NormalMoveout&) = delete;
     NormalMoveout& operator=(const NormalMoveout&) = delete;
 
+    /* Sets the largest stretch that is kept, a fraction of the time. */
     void setStretch(float stretch);
+    /* The largest stretch that is kept. */
     float getStretch();
-    /* Converted-wave moveout goes before the fourth-order formula; false at first. */
+    /* Chooses converted-wave moveout, which goes before the fourth-order formula; false at first. */
     void setConvertedWave(bool state);
+    /* Whether converted-wave moveout is chosen. */
     bool isConvertedWave();
+    /* Chooses the fourth-order formula. */
     void setFourthOrder(bool state);
+    /* Whether the fourth-order formula is chosen. */
     bool isFourthOrder();
     /* After applyNMO: the first sample that the stretch mute left, 0 when nothing was muted. After unApplyNMO: the first sample
      * that was interpolated; or, when the trace was zeroed, the one-based position from which on it would have been.
@@ -75,17 +99,17 @@ class PELTA_API NormalMoveout {
      * behind the trace, the whole trace does. The last sample keeps its value. */
     int unApplyNMO(float* trace, float* velocity, float* forth, int nsamp, float t0, float offset, int istrt, int iend);
 
-    int _nsamples;
-    float _srate;
-    float _stretch;
-    float _stroffset;
-    bool _twoway;
-    bool _4thorder;
-    float* _tempTrc;      /* [_nsamples] the input trace */
-    float* _tempSamp;     /* [_nsamples] the position, in input samples, from which each output sample is read */
-    float* _tempSampCopy; /* [_nsamples] 0, 1, 2, ... */
-    bool _isConvertedWave;
-    int _sampleAtStretch;
+    int _nsamples;         /* longest trace */
+    float _srate;          /* sample interval */
+    float _stretch;        /* largest stretch that is kept */
+    float _stroffset;      /* least offset that is muted */
+    bool _twoway;          /* the whole moveout is applied */
+    bool _4thorder;        /* the fourth-order formula is chosen */
+    float* _tempTrc;       /* [_nsamples] the input trace */
+    float* _tempSamp;      /* [_nsamples] the position, in input samples, from which each output sample is read */
+    float* _tempSampCopy;  /* [_nsamples] 0, 1, 2, ... */
+    bool _isConvertedWave; /* converted-wave moveout is chosen */
+    int _sampleAtStretch;  /* see sampleAtStretch */
 };
 
 #endif

@@ -2,7 +2,24 @@
 #define PELTA_NUMERIC_H
 
 /* Small numerical work around a tool's menu and its tables: lists of numbers that a user typed, the question whether a point lies
- * inside a polygon, and values between the entries of a table. */
+ * inside a polygon, and values between the entries of a table.
+ *
+ * Example:
+ *     char typed[] = "5, 10, 60 80";
+ *     int *corners = NULL, count;
+ *     peltaParseInt(typed, &corners, &count);
+ *     printf("%d corners, the last one %d Hz\n", count, corners[count - 1]);
+ *     free(corners);
+ *     float x[] = {0, 400, 400, 0}, y[] = {0, 0, 300, 300};
+ *     printf("inside: %d, outside: %d\n", peltaPnPolygon(4, x, y, 100, 100), peltaPnPolygon(4, x, y, 500, 100));
+ *     float entries[] = {0, 1, 2, 3}, squares[] = {0, 1, 4, 9}, c[4], d[4], value, error;  // counted from one
+ *     polint(entries, squares, 3, 2.5f, &value, &error, c, d);
+ *     printf("between the entries: %g\n", value);
+ * Output:
+ *     4 corners, the last one 80 Hz
+ *     inside: 1, outside: 0
+ *     between the entries: 6.25
+ */
 
 #include "export.h"
 

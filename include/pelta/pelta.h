@@ -12,7 +12,9 @@
  * - An int result is 0 for success unless a declaration says otherwise. Nothing throws, and messages go to standard output.
  * - Classes allocate their work arrays in the constructor and none per trace; an object belongs to one thread at a time.
  *   Flat functions may run in several threads on distinct arrays, but for bandPassFilter and applyBandPassFilter, which
- *   share one filter. */
+ *   share one filter.
+ * - Each header opens with an example: the body of a function, behind includes of <pelta/pelta.h>, <pelta/host.h> and of what it
+ *   takes from the C library. */
 
 #include "export.h"
 #include "types.h"

@@ -1,6 +1,24 @@
 #ifndef PELTA_PELTAAGC_H
 #define PELTA_PELTAAGC_H
 
+/* Automatic gain: for traces whose amplitudes decay or jump, before they are looked at, picked or stacked, where relative
+ * amplitudes need not be kept.
+ *
+ * Example in C++:
+ *     float trace[500];
+ *     for (int i = 0; i < 500; ++i) trace[i] = std::exp(-0.01f * i) * std::sin(0.3f * i);
+ *     std::printf("before: %.4f %.4f\n", trace[100], trace[393]);
+ *
+ *     PeltaAGC gain(500, 200, 4.0f);  // a window of 200 ms at 4 ms
+ *     gain.applyAGC(trace, 500);
+ *     std::printf("balanced: %.2f %.2f\n", trace[100], trace[393]);
+ *     std::printf("gains: %.1f %.1f\n", gain.savedGain()[100], gain.savedGain()[393]);
+ * Output:
+ *     before: -0.3635 -0.0196
+ *     balanced: -1.38 -1.24
+ *     gains: 3.8 63.3
+ */
+
 #include "export.h"
 
 #ifdef __cplusplus
@@ -15,9 +33,10 @@
  * alone. */
 class PELTA_API PeltaAGC {
   public:
-    /* nsamples  longest trace that will be balanced; the work arrays have this length
-     * winlen    window length, in the unit of srate
-     * srate     sample interval */
+    /* Makes the gain for a window.
+     *   nsamples  longest trace that will be balanced; the work arrays have this length
+     *   winlen    window length, in the unit of srate
+     *   srate     sample interval */
     PeltaAGC(int nsamples, int winlen, float srate);
     ~PeltaAGC();
     PeltaAGC(const PeltaAGC&) = delete;
@@ -38,9 +57,9 @@ class PELTA_API PeltaAGC {
     /* The gains of the last trace, one a sample, in place: valid until the next applyAGC. */
     float* savedGain();
 
-    int _nsamples;
-    int _winsamples;
-    float _srate;
+    int _nsamples;    /* longest trace */
+    int _winsamples;  /* window, in samples */
+    float _srate;     /* sample interval */
     float* _tempTrc1; /* [_nsamples] absolute amplitudes */
     float* _tempTrc2; /* [_nsamples] the first _winsamples: the first window, sorted. Tables for the windows to come follow */
     float* _tempTrc3; /* [_nsamples] gains */

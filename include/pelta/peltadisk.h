@@ -1,12 +1,24 @@
 #ifndef PELTA_PELTADISK_H
 #define PELTA_PELTADISK_H
 
-#include <stddef.h>
-#include <stdint.h>
-
-#include "export.h"
-
-/* Working storage beyond the memory, in files of the scratch folder that the environment variable PROMAX_SCRATCH_HOME names.
+/* Working storage beyond the memory, in files of the scratch folder that the environment variable PROMAX_SCRATCH_HOME names:
+ * for sorts, transposes and whatever else needs a data set in an order in which it does not come.
+ *
+ * Example:
+ *     float gather[2][500] = {{0}}, again[500];
+ *     peltaDisk* disk = peltaDiskOpen(sizeof gather[0], 1000, (char*)again);  // a thousand traces
+ *     if (!disk) return;
+ *     gather[1][250] = 7;
+ *     peltaDiskWrite(disk, 998, gather[0]);
+ *     peltaDiskWrite(disk, 999, gather[1]);
+ *     printf("%d bytes", peltaDiskRead(disk, 999, again));
+ *     printf(", sample 250 is %g\n", again[250]);
+ *     peltaDiskClose(disk);
+ *     free(disk);
+ * Output:
+ *     peltaDiskOpen, file: .../pelta...
+ *     2000 bytes, sample 250 is 7
+ *
  * A file loses its name as soon as it is open, so that it is gone when the process ends, even by a crash. It belongs to the user
  * alone (mode 0600) and is not inherited by programs that the process starts. Making it takes two descriptors for a moment.
  *
@@ -17,6 +29,11 @@
  *   "peltaDiskRead, Error with lseek64: %s\n"    (likewise "read" and "write", with the name of the function that was called)
  * A transfer seeks by the distance from offset, unless it goes on where the calling thread's last one ended: whoever moves the
  * file himself sets offset to where it then stands. A store belongs to one thread at a time. */
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "export.h"
 
 /* A block store, made by peltaDiskOpen. */
 typedef struct peltaDisk {

@@ -1,16 +1,31 @@
 #ifndef PELTA_SPDPICKER_H
 #define PELTA_SPDPICKER_H
 
+/* The kernel of spectral-decomposition first-break picking: the amplitude or phase of one frequency in a tapered window that
+ * slides along the trace (a short-time Fourier transform, Gabor 1946, at a single frequency). Wanted where a picker of one's
+ * own needs it, or for the strength of one frequency along a trace.
+ *
+ * Example:
+ *     float trace[300], buffer[50], taper[50], amplitude[300] = {0};
+ *     float pie = 3.14159265f, freq = 30, dt = 0.004f, radeg = 57.29578f;
+ *     int n = 300, length = 50, half = 25, nomega = 1, no = 0, yes = 1, itw = 0, first = 1, last = 270, step = 1;
+ *     peltaComplex table[51];
+ *     for (int i = 0; i < 300; ++i) trace[i] = i < 150 ? 0 : sinf(2 * pie * freq * dt * i);
+ *     spdtables_(table, &length, &nomega, &no, &yes, taper, &itw, &half, &pie, &freq, &dt);
+ *     spddecompose_(trace, &n, buffer, &length, &first, &last, &step, &no, &nomega, &length, &half, table, taper, amplitude,
+ *                   &radeg, &no, &no, &no);
+ *     printf("30 Hz: %.2f at sample 100, %.2f at sample 200\n", amplitude[99], amplitude[199]);
+ * Output:
+ *     30 Hz: 0.00 at sample 100, 0.21 at sample 200
+ *
+ * Every argument is passed by address; a logical is an int, 0 for false. Formulas count from one: t(1) and tri(1) are the first
+ * elements of the arrays whose address is given, ctable alone starts at entry 0. All arithmetic is single precision unless said
+ * otherwise, and sums run in index order. */
+
 #include "export.h"
 #include "types.h"
 
 PELTA_BEGIN_C
-
-/* The kernel of spectral-decomposition first-break picking: the amplitude or phase of one frequency in a tapered window that
- * slides along the trace (a short-time Fourier transform, Gabor 1946, at a single frequency). Every argument is passed by
- * address; a logical is an int, 0 for false. Formulas count from one: t(1) and tri(1) are the first elements of the arrays
- * whose address is given, ctable alone starts at entry 0. All arithmetic is single precision unless said otherwise, and sums
- * run in index order. */
 
 /* Builds the table of the frequency and the taper of the window.
  *   ctable  [iwind + 1] receives ctable(k) = (cos(k w), -sin(k w)), k = 0 .. iwind, with w = (freq + freq) pie dt; the angle k w,

@@ -1,11 +1,27 @@
 #ifndef PELTA_SPECTRUM_H
 #define PELTA_SPECTRUM_H
 
-#include "export.h"
-
-/* Spectra of real traces: nfft/2 + 1 bins from zero frequency to the Nyquist, interleaved (real at 2k, imaginary at 2k + 1).
- * Amplitude and phase spectra hold one value per bin, phases in radians. All arithmetic is single precision, and every sum
+/* Wavelets and their spectra: for a signature that is to be turned into its minimum-, zero- or maximum-phase equivalent, for
+ * the autocorrelations and Wiener filters of a deconvolution, and for spectra as amplitude and phase.
+ *
+ * Example:
+ *     float wavelet[2] = {1.0f, 0.5f}, wanted[4] = {1, 0, 0, 0};  // a spike is wanted
+ *     float autocor[5] = {0}, filter[4], predictionError[4];
+ *     AutoCorr(wavelet, 2, autocor, 3);
+ *     Wiener(4, autocor, wanted, filter, predictionError, 1);
+ *     for (int i = 0; i < 5; ++i) {
+ *         const float now = i < 4 ? filter[i] : 0, before = i > 0 ? filter[i - 1] : 0;
+ *         printf("%6.3f ", wavelet[0] * now + wavelet[1] * before);
+ *     }
+ *     printf("\n");
+ * Output:
+ *      0.997  0.006 -0.012  0.023 -0.047
+ *
+ * Spectra of real traces have nfft/2 + 1 bins from zero frequency to the Nyquist, interleaved (real at 2k, imaginary at 2k +
+ * 1). Amplitude and phase spectra hold one value per bin, phases in radians. All arithmetic is single precision, and every sum
  * runs in index order. */
+
+#include "export.h"
 
 PELTA_BEGIN_C
 

@@ -3,7 +3,23 @@
 
 /* Statistics of one trace: its mean, its scatter and the RMS of its live part, for scaling and for judging noise; a running mean,
  * for smoothing attributes and envelopes; and the crest of a peak between samples, for picking finer than the sample interval.
- * All sums run in double, in the order of the samples. */
+ * All sums run in double, in the order of the samples.
+ *
+ * Example:
+ *     float trace[9] = {0, 0, 1, 4, 9, 7, 2, 0, 0}, smoothed[9];
+ *     float mean, deviation, rms, crest, distance;
+ *     computeMean(trace, 9, &mean, &deviation);
+ *     computeMeanRms(trace, 9, &rms);
+ *     printf("mean %.3f, deviation %.3f, RMS where live %.3f\n", mean, deviation, rms);
+ *     smooth(trace, smoothed, 9, 2);
+ *     printf("smoothed peak %.1f\n", smoothed[5]);
+ *     parabolic(trace, 4, &crest, &distance);
+ *     printf("crest %.3f at sample %.3f\n", crest, 4 + distance);
+ * Output:
+ *     mean 2.556, deviation 3.395, RMS where live 5.495
+ *     smoothed peak 8.0
+ *     crest 9.161 at sample 4.214
+ */
 
 #include "export.h"
 

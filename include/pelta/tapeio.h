@@ -1,14 +1,32 @@
 #ifndef PELTA_TAPEIO_H
 #define PELTA_TAPEIO_H
 
-#include "export.h"
-
-/* Magnetic tape on a Linux drive (st(4)): one record a call, of any length that the drive takes. Name the device that does not
- * rewind by itself, such as /dev/nst0.
+/* Magnetic tape on a Linux drive (st(4)): one record a call, of any length that the drive takes. For reading and writing reels
+ * record by record, with a budget of retries for tapes that have aged.
+ *
+ * Example:
+ *     char device[] = "/dev/nst0", message[100], record[3200] = "C 1 LINE 2026-A";
+ *     tapeIOStruct tape = {0, 0, 0, device, message};
+ *     if (!tapeOpen(&tape, 1)) return;
+ *     printf("wrote %d bytes\n", tapeWrite(&tape, record, sizeof record));
+ *     tapeClose(&tape);
+ *
+ *     if (!tapeOpen(&tape, 0)) return;
+ *     tapeFunction(&tape, 1, 0);  // rewinds
+ *     printf("read %d bytes", tapeRead(&tape, record, sizeof record));
+ *     printf(", then %d: a file mark\n", tapeRead(&tape, record, sizeof record));
+ *     tapeClose(&tape);
+ * Output:
+ *     wrote 3200 bytes
+ *     read 3200 bytes, then 0: a file mark
+ *
+ * Name the device that does not rewind by itself, such as /dev/nst0.
  *
  * What fails in opening is printed and flushed, with the drive's name and the system's error text:
  *   "\nError opening tape drive: %s\nmessage: %s\n\n"  (likewise "status on", "tape not loaded on")
  * What fails later is written into the caller's cMessage as "%s   : %s", and tried again or not as tapeCheck says. */
+
+#include "export.h"
 
 /* A drive. The caller sets cTapeName and cMessage and leaves the rest to tapeOpen, but for the retry budget. */
 typedef struct tapeIOStruct {

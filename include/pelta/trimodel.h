@@ -1,6 +1,28 @@
 #ifndef PELTA_TRIMODEL_H
 #define PELTA_TRIMODEL_H
 
+/* Functions of one variable (say, velocity against time) known at scattered places, and from them at any place: for velocity
+ * functions that were picked here and there on a survey and are wanted at every trace.
+ *
+ * Example in C++:
+ *     const double places[3][2] = {{0, 0}, {1000, 0}, {0, 1000}};
+ *     float times[2] = {0, 1000}, velocities[3][2] = {{1500, 2000}, {1600, 2200}, {1500, 2100}};
+ *     triModel mesh;
+ *     mesh.triStart();
+ *     for (int k = 0; k < 3; ++k) {
+ *         double x = places[k][0], y = places[k][1];
+ *         int pairs = 2;
+ *         mesh.triAdd(&x, &y, times, velocities[k], &pairs);
+ *     }
+ *     double x = 250, y = 500;
+ *     float first = 500, step = 250, work[6], velocity[3];
+ *     int count = 3;
+ *     mesh.triInterpolate(&x, &y, &first, &step, work, velocity, &count);
+ *     std::printf("%g m/s at 500 ms, %g m/s at 1000 ms\n", velocity[0], velocity[2]);
+ * Output:
+ *     1812.5 m/s at 500 ms, 2100 m/s at 1000 ms
+ */
+
 #include <stddef.h>
 
 #include "export.h"
@@ -20,35 +42,35 @@
 typedef double Coord; /* a place */
 typedef double Cflt;  /* what is derived from places: circumcentres, squared radii */
 
-typedef struct VStruct Vertex;
-typedef struct VUStruct VertexUse;
-typedef struct EUStruct EdgeUse;
-typedef struct EStruct Edge;
-typedef struct FStruct Face;
-typedef struct MStruct Model;
-typedef struct HStruct Hull;
-typedef struct VHStruct VertexHull;
-typedef struct MALLOC_TRACKER Tracker;
+typedef struct VStruct Vertex;         /* a control point */
+typedef struct VUStruct VertexUse;     /* a corner of a face */
+typedef struct EUStruct EdgeUse;       /* a side of a face */
+typedef struct EStruct Edge;           /* both sides of an edge */
+typedef struct FStruct Face;           /* a triangle */
+typedef struct MStruct Model;          /* a mesh */
+typedef struct HStruct Hull;           /* the hull of its points */
+typedef struct VHStruct VertexHull;    /* a vertex of the hull */
+typedef struct MALLOC_TRACKER Tracker; /* a list of allocations */
 
 /* One allocation of a model, in a list. */
 struct MALLOC_TRACKER {
-    void* p;
-    Tracker* next;
+    void* p;       /* what was allocated */
+    Tracker* next; /* null at the end */
 };
 
 /* A control point with its function. The record is longer than the structure: nabs abscissae, and behind them nabs ordinates. */
 struct VStruct {
     VertexUse* vu; /* one of its uses */
-    Coord x, y;
-    int nabs;
-    float va[2];
+    Coord x, y;    /* its place */
+    int nabs;      /* pairs of its function */
+    float va[2];   /* the first of its abscissae */
 };
 
 /* A corner of a face, or of the outside of the square. */
 struct VUStruct {
     EdgeUse* eu;                /* the side that starts here */
     VertexUse *vuPrev, *vuNext; /* the ring of all uses of the vertex */
-    Vertex* v;
+    Vertex* v;                  /* the vertex */
 };
 
 /* A side of a face, directed: a face lies to the right of its sides. */
@@ -58,16 +80,18 @@ struct EUStruct {
     EdgeUse* euMate; /* the same edge in the neighbouring face, the other way round */
     EdgeUse* euCW;   /* next side of the face, clockwise with y upwards */
     EdgeUse* euCCW;  /* the one before */
-    Edge* e;
+    Edge* e;         /* its edge */
 };
 
+/* An edge between two vertices. */
 struct EStruct {
     EdgeUse* eu; /* one of its two uses */
     int fixed;   /* 1: a side of the square, never flipped */
 };
 
+/* A face: a triangle of the mesh. */
 struct FStruct {
-    Model* m;
+    Model* m;            /* its mesh */
     Face *fPrev, *fNext; /* the list of all faces, null at both ends */
     EdgeUse* eu;         /* after an insertion, the side opposite the new point */
     Cflt xc, yc, rs;     /* circumcentre and squared radius; rs is -1 for corners on a line */
@@ -76,15 +100,17 @@ struct FStruct {
 /* A vertex of the hull. */
 struct VHStruct {
     VertexHull *vhPrev, *vhNext; /* ring, clockwise with y upwards */
-    Vertex* v;
-    Cflt x, y; /* a point at distance 1 from the vertex, out of the hull between its two sides */
+    Vertex* v;                   /* the vertex */
+    Cflt x, y;                   /* a point at distance 1 from the vertex, out of the hull between its two sides */
 };
 
+/* The hull of the points. */
 struct HStruct {
-    int n; /* records in the ring */
-    VertexHull* vh;
+    int n;          /* records in the ring */
+    VertexHull* vh; /* one of them, null without points */
 };
 
+/* A mesh. */
 struct MStruct {
     Face* f;                               /* all faces */
     Coord xmin, ymin, xmax, ymax;          /* not used */
@@ -104,6 +130,7 @@ struct MStruct {
     Tracker* tracker; /* everything to be freed */
 };
 
+/* A mesh with functions at its vertices. */
 class PELTA_API triModel {
   public:
     triModel();
@@ -159,19 +186,20 @@ class PELTA_API triModel {
     void* trimalloc(Tracker** list, size_t bytes); /* allocates and lists, a null result too */
     void trifree(Tracker** list, void* p);         /* unlists and frees; nothing where p is not listed */
     void trigfree(Tracker** list, void* p);        /* the same */
-    void tri_free_all(Tracker** list);
+    void tri_free_all(Tracker** list);             /* frees all that is listed, and the list */
     /* n bytes of the pool, or null and a message. */
     char* tri_malloc_mem(int n);
 
-    void tri_vu_eu(VertexUse* vu, EdgeUse* eu);
-    void tri_eu_eu(EdgeUse* eu1, EdgeUse* eu2);
-    void tri_vu_vu(VertexUse* vu1, VertexUse* vu2);
-    void tri_mate(EdgeUse* eu1, EdgeUse* eu2);
-    void tri_vu_loop(VertexUse* vu1, VertexUse* vu2, VertexUse* vu3);
-    void tri_eu_loop(EdgeUse* eu1, EdgeUse* eu2, EdgeUse* eu3);
+    void tri_vu_eu(VertexUse* vu, EdgeUse* eu);     /* the side starts at the corner */
+    void tri_eu_eu(EdgeUse* eu1, EdgeUse* eu2);     /* the second side follows the first, clockwise */
+    void tri_vu_vu(VertexUse* vu1, VertexUse* vu2); /* the second use follows the first in the vertex's ring */
+    void tri_mate(EdgeUse* eu1, EdgeUse* eu2);      /* the two sides of an edge */
+    void tri_vu_loop(VertexUse* vu1, VertexUse* vu2, VertexUse* vu3); /* a ring of three uses */
+    void tri_eu_loop(EdgeUse* eu1, EdgeUse* eu2, EdgeUse* eu3);       /* the three sides of a face, clockwise */
 
     /* 1 when (x, y) lies to the left of the line from 1 to 2, 0 on it, -1 otherwise. */
     int tri_left(Coord x1, Coord y1, Coord x2, Coord y2, Coord x, Coord y);
+    /* The same. */
     int tri_left_1(Coord x1, Coord y1, Cflt x2, Cflt y2, Coord x, Coord y);
     /* 1 when the point is to the left of none of the face's sides. */
     int tri_inside(Face* F, Coord x, Coord y);
@@ -181,6 +209,7 @@ class PELTA_API triModel {
     int tri_onvertex(Coord x, Coord y, Face* F, VertexUse** VU);
     /* Circumcentre and squared radius. Points on a line: a message, *rs is -1, the centre is left alone. */
     void tri_circ(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* xc, Cflt* yc, Cflt* rs);
+    /* The circumcircle of the face, stored in it. */
     void tri_circle(Face* F);
     /* Walks from *F (null: the first face) to a face that contains the point. A point on a side or corner belongs to the face
      * that the walk meets first. Where rounding leaves no such face, or no way to it: the face it is least outside of. */
@@ -189,7 +218,10 @@ class PELTA_API triModel {
     void tri_opt(Face* F, Coord x, Coord y);
     /* Gives the uses of an old vertex to a new one and frees the old. */
     void tri_overwrite(Vertex* newer, Vertex* older);
+    /* Makes the two faces of the square with these corners, anticlockwise from the south-west, each with a function of 0; V
+     * receives its vertices. 0 when memory ran out. */
     int tri_init_0(Coord* x, Coord* y, Vertex** V);
+    /* Prints a face with its circumcircle and corners. */
     void tri_printface(Face* F);
 
     /* Gives each corner of the square the function of the nearest vertex linked to it; 0 when memory ran out. */
@@ -198,12 +230,21 @@ class PELTA_API triModel {
     int tri_update_hull();
     /* 1 when the point lies outside the hull, or the hull has fewer than three vertices. */
     int tri_out_hull(Coord x, Coord y);
+    /* The function at a place outside the hull, with the arguments of triInterpolate. */
     void tri_extrap(Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord, int* nord);
+    /* The same between two vertices of the hull alone: weighted by the foot of the perpendicular from the place to the line
+     * through them, constant beyond both. */
     void tri_degenr(VertexHull* VH, VertexHull* VH0, Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord,
                     int* nord);
+    /* 1 when the hull's side between the two cannot be extrapolated between bisectors: at one of them its neighbours' slopes
+     * cancel. */
     int tri_deg(VertexHull* VH, VertexHull* VH0);
+    /* The point at distance 1 from place 2, out of a hull that goes clockwise from 1 over 2 to 3, between its two sides. */
     void tri_bisector(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* x, Cflt* y);
+    /* x of the point where the parallel through 4 to the line from 1 to 3 meets the line from 1 to 2; with x and y exchanged,
+     * its y. */
     double tri_x_y(double x1, double y1, double x2, double y2, double x3, double y3, double x4, double y4);
+    /* x of the foot of the perpendicular from 3 to the line from 1 to 2; with x and y exchanged, its y. */
     double tri_proj(double x1, double y1, double x2, double y2, double x3, double y3);
 
     /* Resamples a function to a grid, straight between its pairs and constant beyond them, in single precision.
@@ -218,6 +259,8 @@ class PELTA_API triModel {
      * Places on a line: of the two that are nearest, weighted by the other's distance. */
     void tri_initialize(double ix, double iy, float* vel, int numt, double x1, double y1, float* z1, double x2, double y2,
                         float* z2, double x3, double y3, float* z3);
+
+    /* --- The state. --- */
 
     Model* model; /* null before triStart and after triClear */
     bool _isOpen; /* not used */

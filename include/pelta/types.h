@@ -1,9 +1,13 @@
 #ifndef PELTA_TYPES_H
 #define PELTA_TYPES_H
 
+/* What several families share: the bin of a spectrum, and the tables in which the processing host says where a trace header
+ * keeps its values and what work is in hand. */
+
 /* One bin of a spectrum. An array of n/2 + 1 bins overlays a float array of n + 2. */
 typedef struct peltaComplex {
-    float r, i;
+    float r; /* real part */
+    float i; /* imaginary part */
 } peltaComplex;
 
 /* The short name steps aside where <complex.h> has made it a macro. */
@@ -43,7 +47,7 @@ typedef struct globalCharStruct {
     char carea[16]; /* area */
     char cflow[16]; /* flow */
     char cpid[36];  /* process */
-    char cpad[28];
+    char cpad[28];  /* not used */
 } globalCharStruct;
 
 #endif

@@ -1,11 +1,23 @@
 #ifndef PELTA_VELOCITY_H
 #define PELTA_VELOCITY_H
 
+/* Velocities and angles of a layered earth, in consistent units: for interval velocities out of those that were picked on
+ * semblance, for the way back, and for the angles by which amplitudes are compared with offset.
+ *
+ * Example:
+ *     float time[3] = {400, 1100, 2200}, velocity[3] = {1800, 2300, 3050}, ssqr;
+ *     dixIntVelocity(time, velocity, 3, 1500);
+ *     printf("intervals: %.0f %.0f %.0f m/s\n", velocity[0], velocity[1], velocity[2]);
+ *     sin2Angle(3.0f, 1.8f, 1100, 1500, &ssqr);  // m/ms, ms, m
+ *     printf("incidence: %.1f degrees\n", 57.29578f * asinf(sqrtf(ssqr)));
+ * Output:
+ *     intervals: 1800 2542 3649 m/s
+ *     incidence: 38.4 degrees
+ */
+
 #include "export.h"
 
 PELTA_BEGIN_C
-
-/* Velocities and angles of a layered earth, in consistent units. */
 
 /* Interval velocities from RMS velocities (the Dix equation), in place; returns velocity.
  *   time      [nsamp] ascending; equal ones divide by zero

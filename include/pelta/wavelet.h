@@ -1,11 +1,26 @@
 #ifndef PELTA_WAVELET_H
 #define PELTA_WAVELET_H
 
+/* Wavelets and test signals: for synthetic traces, for trying out a filter or a picker, and as a decomposition of a trace into
+ * scales. Times are in seconds here, so that their products with frequencies in hertz have no unit.
+ *
+ * Example:
+ *     float wavelet[101] = {0};
+ *     const int length = rickerLength(0.004f, 30, 0.001f), centre = length / 2;
+ *     ricker(0.004f * centre, 0.004f, 30, length, 1, wavelet);
+ *     printf("%d samples\n", length);
+ *     for (int i = 0; i < 4; ++i) printf("%2d ms %7.4f\n", 4 * i, wavelet[centre + i]);
+ * Output:
+ *     19 samples
+ *      0 ms  1.0000
+ *      4 ms  0.6209
+ *      8 ms -0.0776
+ *     12 ms -0.4336
+ */
+
 #include "export.h"
 
 PELTA_BEGIN_C
-
-/* Wavelets and test signals. Times are in seconds here, so that their products with frequencies in hertz have no unit. */
 
 /* Writes a Ricker wavelet: (1 - 2 b^2) exp(-b^2) times amp, b = pi freq (t - tdelay).
  *   tdelay  time of the peak, s       dt  sample interval, s       freq  peak frequency, Hz
