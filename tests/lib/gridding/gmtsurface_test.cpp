@@ -648,6 +648,138 @@ TEST(SurfaceSteps, PointsAreOrderedByNodeAndNearness) {
     SG = nullptr;
 }
 
+/* A grid of 5 by 5 nodes, 1 apart from (0, 0) on, with its pad. */
+struct SmallGrid {
+    std::unique_ptr<SURFACE_INFO> state = std::make_unique<SURFACE_INFO>();
+    SURFACE_INFO& s = *state;
+    SURFACE_GLOBAL global = {};
+    std::vector<float> u = std::vector<float>(81, 0.0f);
+
+    explicit SmallGrid(int stride = 1) {
+        s.nx = s.ny = 5;
+        s.mx = s.my = 9;
+        s.ij_sw_corner = 20;
+        s.grid = stride;
+        s.x_inc = s.y_inc = 1.0f;
+        s.r_xinc = s.r_yinc = s.z_scale = 1.0;
+        s.u = u.data();
+        GMT1set_grid_parameters(&s, &global);
+    }
+    float& node(int i, int j) { return u[static_cast<std::size_t>(20 + 9 * i + j)]; }
+    void setPoints(std::vector<SURFACE_DATA> given) {
+        points = std::move(given);
+        s.data = points.data();
+        s.npoints = static_cast<int>(points.size());
+    }
+    std::vector<SURFACE_DATA> points;
+};
+
+TEST(SurfaceSteps, OfThePointsAtANodeTheNearestIsKept) {
+    SmallGrid grid;
+    constexpr int out = 2000000000;
+    grid.setPoints({{1.3f, 1.0f, 10, 6}, {9.0f, 9.0f, 20, out}, {1.0f, 1.1f, 30, 6}, {0.0f, 3.0f, 40, 3}});
+    EXPECT_EQ(GMT1throw_away_unusables(&grid.s), 0);
+    ASSERT_EQ(grid.s.npoints, 2);
+    EXPECT_EQ(grid.points[0].z, 40.0f);
+    EXPECT_EQ(grid.points[1].z, 30.0f);
+}
+
+TEST(SurfaceSteps, PointsAreNumberedByTheNodesOfTheStride) {
+    SmallGrid grid(2);
+    grid.setPoints({{4.0f, 2.9f, 10, 0}, {1.2f, 0.2f, 20, 0}, {5.1f, 0.0f, 30, 0}, {1.9f, 0.2f, 40, 0}, {0.9f, 3.5f, 50, 0}});
+    EXPECT_EQ(GMT1set_index(&grid.s), 0);
+    ASSERT_EQ(grid.s.npoints, 4) << "one lies outside";
+    const std::pair<int, float> expected[4] = {{2, 50.0f}, {3, 40.0f}, {3, 20.0f}, {7, 10.0f}};
+    for (std::size_t k = 0; k < 4; ++k) {
+        EXPECT_EQ(grid.points[k].index, expected[k].first) << k;
+        EXPECT_EQ(grid.points[k].z, expected[k].second) << k;
+    }
+}
+
+TEST(SurfaceSteps, ThePlaneOfThePointsGoesAndComesBack) {
+    SmallGrid grid;
+    grid.setPoints({{0, 0, 1, 0}, {4, 0, 9, 0}, {0, 4, 17, 0}, {4, 4, 25, 0}, {2, 2, 13, 0}});
+    EXPECT_EQ(GMT1remove_planar_trend(&grid.s), 0);
+    EXPECT_EQ(grid.s.plane_c0, 1.0);
+    EXPECT_EQ(grid.s.plane_c1, 2.0);
+    EXPECT_EQ(grid.s.plane_c2, 4.0);
+    for (const SURFACE_DATA& point : grid.points) EXPECT_EQ(point.z, 0.0f);
+    grid.s.z_scale = 3.0;
+    grid.node(3, 1) = 2.0f;
+    EXPECT_EQ(GMT1replace_planar_trend(&grid.s), 0);
+    EXPECT_EQ(grid.node(3, 1), 2.0f * 3.0f + 1.0f + 2.0f * 3.0f + 4.0f);
+    EXPECT_EQ(grid.node(4, 4), 25.0f);
+    EXPECT_EQ(grid.node(5, 4), 0.0f) << "the pad";
+}
+
+TEST(SurfaceSteps, PointsOnALineHaveNoPlane) {
+    SmallGrid grid;
+    grid.setPoints({{0, 0, 5, 0}, {1, 1, 6, 0}, {2, 2, 7, 0}});
+    GMT1remove_planar_trend(&grid.s);
+    EXPECT_EQ(grid.s.plane_c0, 0.0);
+    EXPECT_EQ(grid.points[2].z, 7.0f);
+}
+
+TEST(SurfaceSteps, StridesAreDividedByTheLargestFactorLeft) {
+    SmallGrid grid;
+    grid.s.grid = 12;
+    grid.s.n_fact = GMT1get_prime_factors(12, grid.s.factors);
+    for (int expected : {4, 2, 1, 1}) {
+        EXPECT_EQ(GMT1smart_divide(&grid.s), 0);
+        EXPECT_EQ(grid.s.grid, expected);
+    }
+    EXPECT_EQ(grid.s.n_fact, 0);
+}
+
+TEST(SurfaceSteps, AFirstSurfaceIsTheMeanOfThePointsWithinTheRadius) {
+    SmallGrid grid;
+    grid.u.assign(81, 100.0f);
+    grid.s.radius = 1.0;
+    grid.setPoints({{1, 1, 4, 0}, {3, 1, 8, 0}});
+    EXPECT_EQ(GMT1initialize_grid(&grid.s), 0);
+    for (const auto& [i, j] : {std::pair{1, 1}, {0, 1}, {1, 0}, {1, 2}}) EXPECT_EQ(grid.node(i, j), 4.0f) << i << j;
+    EXPECT_EQ(grid.node(2, 1), 6.0f) << "as far from both";
+    EXPECT_EQ(grid.node(4, 1), 8.0f);
+    EXPECT_EQ(grid.node(2, 2), 100.0f);
+    EXPECT_EQ(grid.node(0, 0), 100.0f);
+    grid.s.radius = 2.0;
+    GMT1initialize_grid(&grid.s);
+    const double far = std::exp(-3.0);
+    EXPECT_EQ(grid.node(1, 1), static_cast<float>((4.0 + far * 8.0) / (1.0 + far))) << "the nearer one weighs more";
+}
+
+TEST(SurfaceSteps, AFirstSurfaceCanBeTheNearestPointOfEachCell) {
+    SmallGrid grid(2);
+    grid.u.assign(81, 100.0f);
+    grid.setPoints({{0, 0, 4, 0}, {0.5f, 0, 5, 0}, {2, 4, 6, 5}});
+    EXPECT_EQ(GMT1new_initialize_grid(&grid.s), 0);
+    EXPECT_EQ(grid.node(0, 0), 4.0f);
+    EXPECT_EQ(grid.node(2, 4), 6.0f);
+    EXPECT_EQ(std::count(grid.u.begin(), grid.u.end(), 100.0f), 79);
+}
+
+TEST(SurfaceSteps, ErrorsAreThoseOfPointsAndCurvatureThatOfNodes) {
+    SmallGrid grid;
+    grid.node(2, 2) = 1.0f; /* a spike: the Laplacian is -4 there and 1 at its neighbours */
+    grid.setPoints({{2, 2, 0, 0}, {4, 2, 2, 0}});
+    testing::internal::CaptureStderr();
+    GMT1check_errors(&grid.s);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Fit info: N data points  N nodes\tmean error\trms error\tcurvature\n"
+              "\t       2\t      25\t-0.5\t1.5811388\t20\n");
+    grid.s.z_scale = 2.0;
+    testing::internal::CaptureStderr();
+    GMT1check_errors(&grid.s);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("\t-1\t3.1622777\t80\n"), std::string::npos) << "in z's unit";
+}
+
+TEST(SurfaceSizes, TheQuickerSizeComesFirst) {
+    const SURFACE_SUGGESTION slow = {10, 12, 1.5}, quick = {12, 12, 3.0};
+    EXPECT_LT(GMT1compare_sugs(&quick, &slow), 0);
+    EXPECT_GT(GMT1compare_sugs(&slow, &quick), 0);
+    EXPECT_EQ(GMT1compare_sugs(&slow, &slow), 0);
+}
+
 TEST(SurfaceSizes, FactorsAndDivisors) {
     int factors[32];
     EXPECT_EQ(GMT1gcd_euclid(84, 36), 12);

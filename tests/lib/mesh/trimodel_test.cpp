@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -263,6 +264,163 @@ TEST(TriModel, ListsAndFreesWhatItAllocates) {
     EXPECT_EQ(list->next, nullptr);
     mesh.trigfree(&list, second);
     EXPECT_EQ(list, nullptr);
+}
+
+TEST(TriModel, WhatIsTakenOffTheListIsNotFreed) {
+    triModel mesh;
+    Tracker* list = nullptr;
+    int first = 1, second = 2;
+    mesh.tri_add_ptr(&list, &first);
+    mesh.tri_add_ptr(&list, &second);
+    ASSERT_EQ(list->p, &second);
+    ASSERT_EQ(list->next->p, &first);
+    EXPECT_EQ(list->next->next, nullptr);
+    mesh.tri_rem_ptr(&list, &mesh);  // not listed: nothing happens
+    mesh.tri_rem_ptr(&list, &first);
+    EXPECT_EQ(list->p, &second);
+    EXPECT_EQ(list->next, nullptr);
+    mesh.tri_rem_ptr(&list, &second);
+    EXPECT_EQ(list, nullptr);
+}
+
+/* Leaks are the sanitizers' to find. */
+TEST(TriModel, FreesAllThatIsListed) {
+    triModel mesh;
+    Tracker* list = nullptr;
+    for (int i = 0; i < 3; ++i) ASSERT_NE(mesh.trimalloc(&list, 100), nullptr);
+    mesh.tri_free_all(&list);
+    EXPECT_EQ(list, nullptr);
+    mesh.tri_free_all(&list);
+    EXPECT_EQ(list, nullptr);
+}
+
+TEST(TriModel, AnEmptyPoolSaysSo) {
+    const char message[] = "triModel: error, no space left in memory pool.\n";
+    triModel unstarted;
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(unstarted.tri_malloc_mem(1), nullptr); }).text, message);
+    char pool[32];
+    Started mesh;
+    mesh.model->pntr = pool;
+    mesh.model->mbytes = 32;
+    EXPECT_EQ(mesh.tri_malloc_mem(24), pool);
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(mesh.tri_malloc_mem(9), nullptr); }).text, message);
+    EXPECT_EQ(printedBy([&] { EXPECT_EQ(mesh.tri_malloc_mem(-1), nullptr); }).text, message);
+    EXPECT_EQ(mesh.tri_malloc_mem(8), pool + 24);
+    EXPECT_EQ(mesh.model->mused, 32);
+}
+
+TEST(TriModel, LinksAreSetAtBothEnds) {
+    triModel mesh;
+    EdgeUse sides[3] = {};
+    VertexUse uses[3] = {};
+    mesh.tri_vu_eu(&uses[0], &sides[1]);
+    EXPECT_EQ(uses[0].eu, &sides[1]);
+    EXPECT_EQ(sides[1].vu, &uses[0]);
+    mesh.tri_mate(&sides[0], &sides[2]);
+    EXPECT_EQ(sides[0].euMate, &sides[2]);
+    EXPECT_EQ(sides[2].euMate, &sides[0]);
+    mesh.tri_eu_eu(&sides[0], &sides[2]);
+    EXPECT_EQ(sides[0].euCW, &sides[2]);
+    EXPECT_EQ(sides[2].euCCW, &sides[0]);
+    mesh.tri_vu_vu(&uses[0], &uses[2]);
+    EXPECT_EQ(uses[0].vuNext, &uses[2]);
+    EXPECT_EQ(uses[2].vuPrev, &uses[0]);
+    mesh.tri_eu_loop(&sides[0], &sides[1], &sides[2]);
+    mesh.tri_vu_loop(&uses[0], &uses[1], &uses[2]);
+    for (int i = 0; i < 3; ++i) {
+        const int next = (i + 1) % 3;
+        EXPECT_EQ(sides[i].euCW, &sides[next]);
+        EXPECT_EQ(sides[next].euCCW, &sides[i]);
+        EXPECT_EQ(uses[i].vuNext, &uses[next]);
+        EXPECT_EQ(uses[next].vuPrev, &uses[i]);
+    }
+}
+
+TEST(TriModel, ASquareOfAnySizeHasTwoFaces) {
+    Started mesh;
+    double x[4] = {0, 8, 8, 0}, y[4] = {0, 0, 4, 4};
+    Vertex* corners[4] = {};
+    ASSERT_EQ(mesh.tri_init_0(x, y, corners), 1);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(corners[i]->x, x[i]);
+        EXPECT_EQ(corners[i]->y, y[i]);
+        EXPECT_EQ(corners[i]->nabs, 1);
+        EXPECT_EQ(corners[i]->va[1], 0.0f);
+    }
+    const Face* face = mesh.model->f;
+    ASSERT_NE(face->fNext, nullptr);
+    EXPECT_EQ(face->fNext->fNext, nullptr);
+    for (; face; face = face->fNext) {
+        EXPECT_EQ(face->xc, 4.0);
+        EXPECT_EQ(face->yc, 2.0);
+        EXPECT_EQ(face->rs, 20.0);
+        EXPECT_EQ(twiceArea(face), -32.0);
+    }
+}
+
+TEST(TriModel, AFacesCircleIsStoredInIt) {
+    Started mesh;
+    Face* const face = mesh.model->f;
+    face->xc = face->yc = face->rs = 7.0;
+    mesh.tri_circle(face);
+    EXPECT_EQ(face->xc, 0.0);
+    EXPECT_EQ(face->yc, 0.0);
+    EXPECT_EQ(face->rs, 2.0 * half * half);
+}
+
+TEST(TriModel, ACornerIsKnownByItsExactPlace) {
+    Started mesh;
+    VertexUse* use = nullptr;
+    EXPECT_EQ(mesh.tri_onvertex(-half, std::nextafter(-half, 0.0), mesh.model->f, &use), 0);
+    EXPECT_EQ(use, nullptr);
+    ASSERT_EQ(mesh.tri_onvertex(-half, -half, mesh.model->f, &use), 1);
+    EXPECT_EQ(use->v, mesh.model->CV[0]);
+    EXPECT_EQ(use->eu->f, mesh.model->f);
+}
+
+TEST(TriModel, ANewVertexTakesTheUsesOfTheOld) {
+    Vertex newer = {nullptr, 3.0, 4.0, 1, {0.0f, 77.0f}};
+    Started mesh;
+    add(mesh, 3, 4);
+    add(mesh, 5, 5);
+    Face* face = nullptr;
+    VertexUse* use = nullptr;
+    mesh.tri_face(3, 4, &face);
+    ASSERT_EQ(mesh.tri_onvertex(3, 4, face, &use), 1);
+    mesh.tri_overwrite(&newer, use->v);
+    EXPECT_EQ(newer.vu->v, &newer);
+    EXPECT_EQ(get(mesh, 3, 4).ordinates, std::vector<float>{77.0f});
+    expectDelaunay(mesh, 2);
+}
+
+/* Of four points on a circle either diagonal will do; a circle that seems to hold the fourth point makes it the other one. */
+TEST(TriModel, ASideIsFlippedWhenTheCircleBehindItHoldsThePoint) {
+    Started mesh;
+    for (const auto& [x, y] : {std::pair{0.0, 0.0}, {4.0, 0.0}, {4.0, 4.0}, {0.0, 4.0}}) add(mesh, x, y);
+    const auto isInner = [](const Face* face) {
+        if (!face) return false;
+        EdgeUse* const side = face->eu;
+        for (const EdgeUse* one : {side, side->euCW, side->euCCW})
+            if (std::abs(one->vu->v->x) == half) return false;
+        return true;
+    };
+    Face* face = mesh.model->f;
+    while (!isInner(face)) face = face->fNext;
+    while (!isInner(face->eu->euMate->f)) face->eu = face->eu->euCW;
+    const Vertex* const near = face->eu->euCCW->vu->v;
+    const Vertex* const far = face->eu->euMate->euCCW->vu->v;
+    const auto areJoined = [&] {
+        for (const Face* one = mesh.model->f; one; one = one->fNext)
+            for (const EdgeUse* side : {one->eu, one->eu->euCW, one->eu->euCCW})
+                if (side->vu->v == near && side->euCW->vu->v == far) return true;
+        return false;
+    };
+    mesh.tri_opt(face, near->x, near->y);
+    EXPECT_FALSE(areJoined());
+    face->eu->euMate->f->rs *= 2.0;
+    mesh.tri_opt(face, near->x, near->y);
+    EXPECT_TRUE(areJoined());
+    expectDelaunay(mesh, 4);
 }
 
 TEST(TriModel, TakesRecordsFromAPoolWhereOneIsSet) {
@@ -1155,6 +1313,45 @@ TEST(TriModel, AHullOfOneOrTwoPointsHasNoInsideAndNoBisectors) {
     EXPECT_EQ(mesh.tri_out_hull(10, 20), 1);
     EXPECT_EQ(mesh.tri_update(), 0);
     EXPECT_EQ(mesh.tri_update_hull(), 0);
+}
+
+TEST(TriModel, FeetAndCrossingsOfLines) {
+    triModel mesh;
+    EXPECT_EQ(mesh.tri_proj(0, 0, 4, 4, 4, 0), 2.0);
+    EXPECT_EQ(mesh.tri_proj(0, 0, 4, 4, 0, 4), 2.0) << "y, with the coordinates exchanged";
+    EXPECT_EQ(mesh.tri_proj(3, 0, 3, 9, 7, 2), 3.0) << "an upright line";
+    EXPECT_EQ(mesh.tri_proj(0, 3, 9, 3, 2, 7), 2.0);
+    /* Through (5, 2) parallel to the side from (0, 0) to (1, 0), up to the line from (0, 0) to (1, 1). */
+    EXPECT_EQ(mesh.tri_x_y(0, 0, 1, 1, 1, 0, 5, 2), 2.0);
+    EXPECT_EQ(mesh.tri_x_y(0, 0, 1, 1, 0, 1, 2, 5), 2.0) << "y, with the coordinates exchanged";
+}
+
+TEST(TriModel, OutsideTheHullThereIsOnlyExtrapolation) {
+    const auto extrapolated = [](triModel& mesh, double x, double y) {
+        float from = 0.0f, step = 1.0f, scratch[2], value = -1.0f;
+        int one = 1;
+        mesh.tri_extrap(&x, &y, &from, &step, scratch, &value, &one);
+        return value;
+    };
+    triModel unstarted;
+    EXPECT_EQ(extrapolated(unstarted, 1, 1), 0.0f);
+    Started mesh;
+    EXPECT_EQ(extrapolated(mesh, 1, 1), 0.0f) << "no points";
+    const auto addPoint = [&](double x, double y, float value) {
+        add(mesh, x, y, {{0.0f}, {value}});
+        EXPECT_EQ(mesh.tri_update(), 1);
+        EXPECT_EQ(mesh.tri_update_hull(), 1);
+    };
+    addPoint(0, 0, 10.0f);
+    EXPECT_EQ(extrapolated(mesh, -7, 3), 10.0f);
+    addPoint(8, 0, 50.0f);
+    EXPECT_EQ(extrapolated(mesh, 2, 3), 20.0f) << "by the foot of the perpendicular";
+    addPoint(4, 4, 90.0f);
+    for (const auto& [x, y] : {std::pair{4.0, -1.0}, {4.0, -300.0}}) {
+        EXPECT_NEAR(extrapolated(mesh, x, y), 30.0f, 30.0f * FLT_EPSILON)
+            << "the roots and quotients of its weight are rounded";
+        EXPECT_EQ(extrapolated(mesh, x, y), interpolated(mesh, x, y, 1)[0]);
+    }
 }
 
 TEST(TriModel, BetweenTwoPointsTheEndsCountAsTheirs) {
