@@ -446,6 +446,67 @@ void staticByReadingAlone(benchmark::State& state, int sampleCount) {
     });
 }
 
+constexpr int mutedSamples = 100, taperLength = 50;
+
+void muteEnds(Trace& trace) {
+    std::fill_n(trace.begin(), mutedSamples, 0.0f);
+    std::fill_n(trace.end() - mutedSamples, mutedSamples, 0.0f);
+}
+
+void muteByPelta(benchmark::State& state, int sampleCount) {
+    Trace taper(taperLength, 0.5f), header(sizeof(stdHdrStruct) / sizeof(int)), first = gather(sampleCount)[0];
+    muteEnds(first);
+    applyMute(first.data(), sampleCount, intervalMs, header.data(), taperLength, taper.data());
+    require(header[stdHdr->itlive_s - 1] == (mutedSamples + 1) * intervalMs &&
+                first[mutedSamples] == 0.5f * gather(sampleCount)[0][mutedSamples],
+            "applyMute");
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int) {
+        muteEnds(trace);
+        applyMute(trace.data(), sampleCount, intervalMs, header.data(), taperLength, taper.data());
+    });
+}
+
+void muteWithoutTaper(benchmark::State& state, int sampleCount) {
+    onEveryTrace(state, sampleCount, [](Trace& trace, int) { muteEnds(trace); });
+}
+
+void blockMoveoutByPelta(benchmark::State& state, int sampleCount) {
+    NormalMoveout moveout(sampleCount, intervalMs, 1.0f, 0.0f, true, false);
+    Trace velocity = velocitiesFor(sampleCount);
+    const int from = sampleCount / 2, to = from + sampleCount / 4;
+    Trace moved = gather(sampleCount)[0];
+    moveout.applyBlockNMO(moved.data(), velocity.data(), nullptr, sampleCount, 0.0f, 0.0f, from, to);
+    require(moved[from + 1] == gather(sampleCount)[0][from + 1] && moved[0] == 0.0f, "applyBlockNMO");
+    onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
+        moveout.applyBlockNMO(trace.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(number), from, to);
+    });
+}
+
+/* Each turn scales fresh sums. equalize(sum, sumh, sqrd, fold) */
+template <class Equalize>
+void equalizeSums(benchmark::State& state, int sampleCount, Equalize equalize) {
+    const std::vector<double> fresh(sampleCount, 3.0);
+    std::vector<double> sum, sumh, sqrd, fold(sampleCount);
+    for (int i = 0; i < sampleCount; ++i) fold[i] = 1 + i % traceCount;
+    for (auto _ : state) {
+        sum = sumh = sqrd = fresh;
+        equalize(sum.data(), sumh.data(), sqrd.data(), fold.data());
+        benchmark::ClobberMemory();
+    }
+    require(sum[0] == 3.0 * traceCount || sum[0] == 3.0, "equalizeSemblance");
+    state.SetItemsProcessed(state.iterations() * sampleCount);
+}
+
+void equalizeByPelta(benchmark::State& state, int sampleCount) {
+    equalizeSums(state, sampleCount, [=](double* sum, double* sumh, double* sqrd, double* fold) {
+        equalizeSemblance(sum, sumh, sqrd, fold, traceCount, sampleCount);
+    });
+}
+
+void copySums(benchmark::State& state, int sampleCount) {
+    equalizeSums(state, sampleCount, [](double*, double*, double*, double*) {});
+}
+
 void registerMoveout(int n) {
     const auto add = [](const std::string& name, auto work) { benchmark::RegisterBenchmark(name.c_str(), work); };
     add("applyNMO|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::hyperbola); });
@@ -455,6 +516,7 @@ void registerMoveout(int n) {
     add("applyNMO fourth order|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::fourthOrder); });
     add("applyNMO converted wave|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::convertedWave); });
     add("unApplyNMO|pelta|" + caseName(n), [n](auto& state) { inverseMoveoutByPelta(state, n); });
+    add("applyBlockNMO|pelta|" + caseName(n), [n](auto& state) { blockMoveoutByPelta(state, n); });
 }
 
 void registerGainControl(int n, int window) {
@@ -475,10 +537,14 @@ void registerSemblanceAndStatics(int n) {
     const std::string window = " window " + std::to_string(semblanceWindow), shift = " shift 2.5";
     add("buildSemblance|pelta", "", sumsByPelta);
     add("buildSemblance|limit: pass over the same bytes", "", passOverSums);
+    add("equalizeSemblance|pelta", "", equalizeByPelta);
+    add("equalizeSemblance|limit: copy of the sums", "", copySums);
     add("applySemblance|pelta", window, semblanceByPelta);
     add("applySemblance|limit: two chains of two adds", window, slidingSumsAlone);
     add("applyStatic|pelta", shift, staticByPelta);
     add("applyStatic|limit: ints8r", shift, staticByReadingAlone);
+    add("applyMute|pelta", " taper 50", muteByPelta);
+    add("applyMute|limit: copy without its ends", " taper 50", muteWithoutTaper);
 }
 
 const bool isRegistered = [] {

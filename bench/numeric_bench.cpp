@@ -68,9 +68,36 @@ std::vector<float> fromCharsList() {
     return list;
 }
 
+/* The same digits as whole numbers: the full stop ends a number for neither, and what follows it is ignored. */
+std::vector<int> peltaIntegers() {
+    int *values = nullptr, count = 0;
+    peltaParseInt(freshText(), &values, &count);
+    std::vector<int> list(values, values + count);
+    std::free(values);
+    return list;
+}
+
+std::vector<int> tokenizedIntegers() {
+    std::vector<int> list;
+    char* state = nullptr;
+    for (char* token = strtok_r(freshText(), " ,\t\r\n", &state); token; token = strtok_r(nullptr, " ,\t\r\n", &state))
+        list.push_back(static_cast<int>(std::strtol(token, nullptr, 10)));
+    return list;
+}
+
+/* One group of all the numbers. */
+std::vector<float> peltaGroups() {
+    std::vector<float> values(numberCount);
+    float* start = values.data();
+    int counts[1], *countsStart = counts, groups = 0;
+    peltaParseFloat2(freshText(), &start, &countsStart, &groups);
+    values.resize(groups == 1 ? counts[0] : 0);
+    return values;
+}
+
 template <class List>
-void addList(const std::string& who, List list) {
-    benchmark::RegisterBenchmark(("peltaParseFloat|" + who + "|1000 numbers").c_str(), [=](benchmark::State& state) {
+void addList(const std::string& routine, const std::string& who, List list) {
+    benchmark::RegisterBenchmark((routine + "|" + who + "|1000 numbers").c_str(), [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(list().data());
         state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(typedNumbers.size()));
     });
@@ -157,7 +184,8 @@ void addInterpolation(const std::string& routine, Interpolation interpolate) {
 /* A figure counts only when the answers agree. */
 void checkAnswers() {
     const std::vector<float> list = peltaList();
-    bool same = list.size() == numberCount && list == tokenizedList() && list == fromCharsList();
+    bool same = list.size() == numberCount && list == tokenizedList() && list == fromCharsList() && list == peltaGroups() &&
+                peltaIntegers() == tokenizedIntegers();
     const int inside = pointsInside(plainCrossings, vertexCount);
     same = same && inside > pointCount / 3 && pointsInside(peltaPnPolygon, vertexCount) == inside &&
            pointsInside(peltaPnPolygon1, vertexCount + 1) == inside && pointsInside(peltaPnPolygon2, vertexCount + 1) == inside;
@@ -173,9 +201,13 @@ void checkAnswers() {
 
 const bool registered = [] {
     checkAnswers();
-    addList("pelta", peltaList);
-    addList("strtok_r and strtof", tokenizedList);
-    addList("std::from_chars", fromCharsList);
+    addList("peltaParseFloat", "pelta", peltaList);
+    addList("peltaParseFloat", "strtok_r and strtof", tokenizedList);
+    addList("peltaParseFloat", "std::from_chars", fromCharsList);
+    addList("peltaParseFloat2", "pelta", peltaGroups);
+    addList("peltaParseFloat2", "strtok_r and strtof", tokenizedList);
+    addList("peltaParseInt", "pelta", peltaIntegers);
+    addList("peltaParseInt", "strtok_r and strtol", tokenizedIntegers);
     addPolygon("peltaPnPolygon", "pelta", peltaPnPolygon, vertexCount);
     addPolygon("peltaPnPolygon", "plain loop", plainCrossings, vertexCount);
     addPolygon("peltaPnPolygon2", "pelta", peltaPnPolygon2, vertexCount + 1);

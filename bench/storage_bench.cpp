@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <lmdb.h>
+#include <pelta/fileio.h>
 #include <pelta/peltadisk.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -15,7 +16,7 @@
 #include "silence.h"
 
 /* The block store, 64 MB in blocks of 6000 and 16000 bytes (traces of 1500 and 4000 samples), in order, as a gather is put away
- * and fetched; and mapped memory of that size. The files lie on the disk of the working folder and in the page cache. */
+ * and fetched; mapped memory of that size; and a file of lines. The files lie on the disk of the working folder and in the page cache. */
 
 namespace {
 
@@ -246,6 +247,82 @@ void openByAllocating(benchmark::State& state, std::size_t size) {
     openPlainly(state, blocks, [&](int file) { return posix_fallocate(file, 0, blocks.position(blocks.count())) == 0; });
 }
 
+/* A file of lines, as of picks: number and time. */
+constexpr int lineCount = 500000;
+
+std::string linesFile(const ScratchFolder& folder) {
+    const std::string name = std::string(folder.path()) + "/lines";
+    std::FILE* const file = std::fopen(name.c_str(), "w");
+    if (!file) std::abort();
+    for (int k = 0; k < lineCount; ++k) std::fprintf(file, "%6d %8.2f\n", k, 812.5 + k % 1000);
+    std::fclose(file);
+    return name;
+}
+
+constexpr std::size_t lineLength = 16;
+
+/* read(line) returns the bytes of the next line, 0 at the end, where the file is opened again. */
+template <class Open, class Read>
+void readLines(benchmark::State& state, Open opens, Read read) {
+    for (auto _ : state) {
+        opens();
+        char line[80];
+        int count = 0;
+        while (read(line, sizeof line)) ++count;
+        if (count != lineCount) state.SkipWithError("not all lines were read");
+    }
+    state.SetBytesProcessed(state.iterations() * lineCount * lineLength);
+}
+
+void readLinesByPelta(benchmark::State& state) {
+    const ScratchFolder folder;
+    std::string name = linesFile(folder);
+    fileIOStruct file = {nullptr, 0, name.data()};
+    const auto opens = [&] {
+        fileClose(&file);
+        if (!fileOpen(&file, 0, 1)) std::abort();
+    };
+    readLines(state, opens, [&](char* line, std::size_t size) { return fileRead(&file, line, size) > 0; });
+    fileClose(&file);
+}
+
+void readLinesByStdio(benchmark::State& state) {
+    const ScratchFolder folder;
+    const std::string name = linesFile(folder);
+    std::FILE* file = nullptr;
+    const auto opens = [&] {
+        if (file) std::fclose(file);
+        file = std::fopen(name.c_str(), "r");
+        if (!file) std::abort();
+    };
+    readLines(state, opens, [&](char* line, int size) { return std::fgets(line, size, file) && std::strlen(line) > 0; });
+    std::fclose(file);
+}
+
+void writeLinesByPelta(benchmark::State& state) {
+    const ScratchFolder folder;
+    std::string name = linesFile(folder), line = "   150   812.50\n";
+    fileIOStruct file = {nullptr, 0, name.data()};
+    for (auto _ : state) {
+        if (!fileOpen(&file, 1, 1)) std::abort();
+        for (int k = 0; k < lineCount; ++k) fileWrite(&file, line.data(), line.size());
+        fileClose(&file);
+    }
+    state.SetBytesProcessed(state.iterations() * lineCount * lineLength);
+}
+
+void writeLinesByStdio(benchmark::State& state) {
+    const ScratchFolder folder;
+    const std::string name = linesFile(folder), line = "   150   812.50\n";
+    for (auto _ : state) {
+        std::FILE* const file = std::fopen(name.c_str(), "w");
+        if (!file) std::abort();
+        for (int k = 0; k < lineCount; ++k) std::fputs(line.c_str(), file);
+        std::fclose(file);
+    }
+    state.SetBytesProcessed(state.iterations() * lineCount * lineLength);
+}
+
 /* Memory behind a first touch. */
 struct Touched {
     explicit Touched(void* memory) : words(static_cast<std::uint64_t*>(memory)) {
@@ -301,6 +378,10 @@ int main(int argc, char** argv) {
         measure("peltaDiskOpen|writing zeros", openByWriting)->UseRealTime();
         measure("peltaDiskOpen|limit: posix_fallocate", openByAllocating)->UseRealTime();
     }
+    benchmark::RegisterBenchmark("fileRead|pelta|500000 lines", readLinesByPelta);
+    benchmark::RegisterBenchmark("fileRead|fgets|500000 lines", readLinesByStdio);
+    benchmark::RegisterBenchmark("fileWrite|pelta|500000 lines", writeLinesByPelta);
+    benchmark::RegisterBenchmark("fileWrite|fputs|500000 lines", writeLinesByStdio);
     benchmark::RegisterBenchmark("mapMemory|pelta|64 MB, writing", writeMemory, scratchMemory);
     benchmark::RegisterBenchmark("mapMemory|limit: private memory|64 MB, writing", writeMemory, privateMemory);
     benchmark::RegisterBenchmark("mapMemory|pelta|64 MB, reading", readMemory, scratchMemory);

@@ -9,7 +9,7 @@
 
 #include "support/signals.h"
 
-/* The Haar transform beside that of the GNU Scientific Library, which works in double precision and scales by the square root of
+/* Test signals beside their formulas; and the Haar transform beside that of the GNU Scientific Library, which works in double precision and scales by the square root of
  * two at each level; the limit is a copy there and back, as every level needs some of. */
 
 namespace {
@@ -61,6 +61,50 @@ void copyThereAndBack(benchmark::State& state, int n) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+constexpr float interval = 0.002f, peakFrequency = 30.0f;
+
+void rickerByPelta(benchmark::State& state, int n) {
+    std::vector<float> wave(n);
+    for (auto _ : state) {
+        ricker(interval * static_cast<float>(n / 2), interval, peakFrequency, n, 1.0f, wave.data());
+        benchmark::ClobberMemory();
+    }
+    if (std::fabs(wave[n / 2] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+/* All samples, as who has no bounds for the wavelet writes them. */
+void rickerByFormula(benchmark::State& state, int n) {
+    std::vector<float> wave(n);
+    for (auto _ : state) {
+        for (int i = 0; i < n; ++i) {
+            const float b = static_cast<float>(M_PI) * peakFrequency * interval * static_cast<float>(i - n / 2);
+            wave[i] = (1.0f - 2.0f * b * b) * std::exp(-b * b);
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void sineByPelta(benchmark::State& state, int n) {
+    std::vector<float> wave(n);
+    for (auto _ : state) {
+        peltaSineWave(wave.data(), n, 1.0f, 40, 0);
+        benchmark::ClobberMemory();
+    }
+    if (std::fabs(wave[10] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void sineByFormula(benchmark::State& state, int n) {
+    std::vector<float> wave(n);
+    for (auto _ : state) {
+        for (int i = 0; i < n; ++i) wave[i] = std::sin(static_cast<float>(2.0 * M_PI / 40.0) * static_cast<float>(i));
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
 template <class Measure, class... Arguments>
 void add(const std::string& name, Measure measure, Arguments... arguments) {
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { measure(state, arguments...); });
@@ -74,6 +118,13 @@ const bool registered = [] {
             add("Wavelet|GSL haar, double" + of, transformByGsl, n, direction);
             add("Wavelet|limit: copy there and back" + of, copyThereAndBack, n);
         }
+    for (int n : {1500, 4000}) {
+        const std::string of = "|" + std::to_string(n) + " samples";
+        add("ricker|pelta" + of, rickerByPelta, n);
+        add("ricker|formula at every sample" + of, rickerByFormula, n);
+        add("peltaSineWave|pelta" + of, sineByPelta, n);
+        add("peltaSineWave|formula" + of, sineByFormula, n);
+    }
     return true;
 }();
 
