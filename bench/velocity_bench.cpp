@@ -42,7 +42,8 @@ void onVelocities(benchmark::State& state, int sampleCount, const Work& work) {
 
 void intervalsByPelta(benchmark::State& state, int sampleCount) {
     Trace times = timesFor(sampleCount);
-    onVelocities(state, sampleCount, [&](Trace& velocity) { dixIntVelocity(times.data(), velocity.data(), sampleCount, 1.5f); });
+    onVelocities(state, sampleCount,
+                 [&](Trace& velocity) { dixIntVelocity(times.data(), velocity.data(), sampleCount, 1.5f); });
 }
 
 void intervalsByFormula(benchmark::State& state, int sampleCount) {
