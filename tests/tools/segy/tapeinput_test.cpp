@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <pelta/tapeio.h>
 #include <sys/mtio.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <functional>
@@ -184,6 +185,12 @@ TEST_F(TapeInput, IsRefusedWithoutATape) {
 TEST_F(TapeInput, IsRefusedWhereThereIsNoDrive) {
     copied({}, "/dev/null");
     EXPECT_EQ(failure, "/dev/null: is no tape drive");
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& other : {pipe, folder.path().string()}) {
+        copied({}, other);
+        EXPECT_EQ(failure, other + ": is no tape drive");
+    }
     const std::string missing = folder.file("nst0");
     copied({}, missing);
     EXPECT_EQ(failure, missing + ": the tape drive cannot be opened: No such file or directory");

@@ -1,5 +1,7 @@
 #include "segy/tapeinput.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -36,6 +38,9 @@ TapeInput::TapeInput(std::string name, bool salvage) : _name(std::move(name)), _
 TapeInput::~TapeInput() { tapeClose(&_tape); }
 
 void TapeInput::open() {
+    struct stat status;
+    const bool isSomethingElse = stat(_name.c_str(), &status) == 0 && !S_ISCHR(status.st_mode);
+    if (isSomethingElse) fail("{}: is no tape drive", _name);  // before a named pipe has its opening wait for a writer
     const LibraryVoice silent;
     errno = 0;  // where it stays the drive has answered, and said that nothing is in it
     if (tapeOpen(&_tape, 0)) return;
