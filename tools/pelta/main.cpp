@@ -15,7 +15,7 @@ namespace {
 constexpr int workFailed = 1, wrongUsage = 2;
 
 int complain(int status, const std::string& text) {
-    fmt::print(stderr, "pelta: {}\n", oneLine(text));
+    tell(fmt::format("pelta: {}\n", oneLine(text)));
     return status;
 }
 

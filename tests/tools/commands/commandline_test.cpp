@@ -139,6 +139,17 @@ TEST_F(CommandLine, KeepsWhatStandsUnderTheOutputsName) {
     EXPECT_EQ(contentsOf(out).size(), contentsOf(line).size());
 }
 
+TEST_F(CommandLine, DoesItsWorkWhereNobodyHearsWhatItSays) {
+    const std::string done = folder / "done.sgy";
+    for (const std::string nowhere : {" 2>/dev/full", " 2>&-"}) {
+        EXPECT_EQ(pelta("bandpass " + line + " " + done + bandpass + "--profile --overwrite" + nowhere).status, 0);
+        EXPECT_EQ(std::filesystem::file_size(done), std::filesystem::file_size(line));
+        EXPECT_EQ(pelta("sort " + line + " - --by cdp" + nowhere).status, 0);
+        EXPECT_EQ(pelta("sort " + line + ".none - --by cdp" + nowhere).status, 1);
+        EXPECT_EQ(pelta("sort " + line + " - --by cpd" + nowhere).status, 2);
+    }
+}
+
 TEST_F(CommandLine, LeavesNoFileWhereTheWorkFailed) {
     const std::string cut = folder / "cut.sgy", listing = folder.listing();
     const std::string whole = contentsOf(line);

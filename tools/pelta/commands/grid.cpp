@@ -232,8 +232,8 @@ void hint(const Frame& frame) {
     if (estimatedVisits(frame.columns, frame.rows) < longRun) return;
     const BetterSize better = betterSize(frame.columns, frame.rows);
     if (better.factor < worthIt) return;
-    fmt::print(stderr, "pelta: hint: {} x {} nodes over the same region (--nodes {},{}) may be {:.3g} times as quick to grid\n",
-               better.columns, better.rows, better.columns, better.rows, better.factor);
+    tell(fmt::format("pelta: hint: {} x {} nodes over the same region (--nodes {},{}) may be {:.3g} times as quick to grid\n",
+                     better.columns, better.rows, better.columns, better.rows, better.factor));
 }
 
 /* What a surface through the other points makes of those that are held out. */

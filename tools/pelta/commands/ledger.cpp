@@ -34,7 +34,7 @@ int list(Request& request) {
 int check(const std::string& fileName) {
     const LedgerCheck found = checkLedger(fileName);
     for (const std::string& finding : found.findings)
-        fmt::print(stderr, "pelta: {}\n", oneLine(fmt::format("ledger: {}: {}", fileName, finding)));
+        tell(fmt::format("pelta: {}\n", oneLine(fmt::format("ledger: {}: {}", fileName, finding))));
     if (!found.findings.empty()) return 1;
     fmt::print("{}: {} records, all whole\n", fileName, found.wholeRecords);
     return 0;

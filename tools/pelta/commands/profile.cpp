@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "support/failure.h"
+
 namespace pelta {
 
 void sayProfile(const RunSummary& summary, const std::vector<FlowStep>& steps, const std::array<std::string, 2>& lastStages) {
@@ -14,8 +16,8 @@ void sayProfile(const RunSummary& summary, const std::vector<FlowStep>& steps, c
     for (double seconds : summary.secondsPerStage) total += seconds;
     for (std::size_t stage = 0; stage < names.size(); ++stage) {
         const double seconds = summary.secondsPerStage[stage];
-        fmt::print(stderr, "{:>12} {:9.3f} s {:5.1f} % {:9.2f} us a trace\n", names[stage], seconds, 100.0 * seconds / total,
-                   1e6 * seconds / static_cast<double>(std::max<std::int64_t>(summary.traces, 1)));
+        tell(fmt::format("{:>12} {:9.3f} s {:5.1f} % {:9.2f} us a trace\n", names[stage], seconds, 100.0 * seconds / total,
+                         1e6 * seconds / static_cast<double>(std::max<std::int64_t>(summary.traces, 1))));
     }
 }
 

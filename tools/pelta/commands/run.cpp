@@ -14,8 +14,8 @@ namespace {
 void say(const RunSummary& summary, double seconds, const std::string& output) {
     const double rate = seconds > 0.0 ? static_cast<double>(summary.traces) / seconds : 0.0;
     const std::string dropped = summary.droppedTraces > 0 ? fmt::format(", {} of them dropped", summary.droppedTraces) : "";
-    fmt::print(stderr, "pelta: {} traces in {:.2f} s ({:.0f} a second){} -> {}\n", summary.traces, seconds, rate, dropped,
-               output == "-" ? "standard output" : output);
+    tell(fmt::format("pelta: {} traces in {:.2f} s ({:.0f} a second){} -> {}\n", summary.traces, seconds, rate, dropped,
+                     output == "-" ? "standard output" : output));
 }
 
 /* What `run` and the subcommands of single steps share: files, options, the run and what is said of it. */

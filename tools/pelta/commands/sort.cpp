@@ -49,9 +49,9 @@ int sort(Request& request) {
         warn(fmt::format("{}: {} at byte {} is 0 in every trace; --map {}=BYTE:SIZE names another word", reader.name(),
                          field.name, field.word.position, field.name));
     if (!request.options.quiet)
-        fmt::print(stderr, "pelta: {} traces by {} in {:.2f} s (--memory {}: {}) -> {}\n", summary.traces,
-                   fmt::join(request.options.by, ","), taken.count(), request.memory, wayText(summary),
-                   request.output == "-" ? "standard output" : request.output);
+        tell(fmt::format("pelta: {} traces by {} in {:.2f} s (--memory {}: {}) -> {}\n", summary.traces,
+                         fmt::join(request.options.by, ","), taken.count(), request.memory, wayText(summary),
+                         request.output == "-" ? "standard output" : request.output));
     request.ledgerOptions.record("pelta-sort", summary.traces);
     return 0;
 }

@@ -58,9 +58,9 @@ int stack(const Request& request) {
     const stacking::StackSummary& summary = stack.summary();
     warnOf(summary, run.traces, reader.name(), request.output);
     if (!options.quiet)
-        fmt::print(stderr, "pelta: {} traces into {} CDPs of fold {} to {} in {:.2f} s -> {}\n", run.traces, summary.gathers,
-                   summary.smallestFold, summary.largestFold, taken.count(),
-                   request.output == "-" ? "standard output" : request.output);
+        tell(fmt::format("pelta: {} traces into {} CDPs of fold {} to {} in {:.2f} s -> {}\n", run.traces, summary.gathers,
+                         summary.smallestFold, summary.largestFold, taken.count(),
+                         request.output == "-" ? "standard output" : request.output));
     if (options.profile) sayProfile(run, steps, {"encode", "sum"});
     request.ledgerOptions.record("pelta-stack", run.traces);
     return 0;

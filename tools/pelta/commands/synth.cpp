@@ -118,8 +118,8 @@ int synthesise(const Request& request) {
     firstBreaks.commit();
     velocities.commit();
     writer.commit();
-    fmt::print(stderr, "pelta: {} traces -> {}, first breaks -> {}, velocities -> {}\n", trace.number, request.output,
-               firstBreaks.name(), velocities.name());
+    tell(fmt::format("pelta: {} traces -> {}, first breaks -> {}, velocities -> {}\n", trace.number, request.output,
+                     firstBreaks.name(), velocities.name()));
     return 0;
 }
 

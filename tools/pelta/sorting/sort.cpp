@@ -171,7 +171,7 @@ class Sort {
         if (!_scratch) {
             _scratch.emplace(_outputName);
             if (!_scratch->isNamed && !_options.quiet)
-                fmt::print(stderr, "pelta: PROMAX_SCRATCH_HOME is not set: working files are made in {}\n", _scratch->name);
+                tell(fmt::format("pelta: PROMAX_SCRATCH_HOME is not set: working files are made in {}\n", _scratch->name));
             _summary.way = Way::throughScratch;
             _summary.scratchFolder = _scratch->name;
         }

@@ -11,10 +11,8 @@ std::string oneLine(std::string text) {
     return text;
 }
 
-void warn(const std::string& text) {
-    /* In one piece: the stream's lock keeps lines of several threads apart. */
-    const std::string line = fmt::format("pelta: warning: {}\n", oneLine(text));
-    std::fwrite(line.data(), 1, line.size(), stderr);
-}
+void tell(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stderr); }
+
+void warn(const std::string& text) { tell(fmt::format("pelta: warning: {}\n", oneLine(text))); }
 
 }

@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace pelta {
 
@@ -33,6 +34,10 @@ template <class... Arguments>
 
 /* The text with a question mark for every control character, so that a strange file name keeps to its line. */
 std::string oneLine(std::string text);
+
+/* Puts text on standard error, in one piece that other threads' texts stay apart from. The work goes on where it cannot be
+ * written, on a full disk or without a standard error. */
+void tell(std::string_view text);
 
 /* One line on standard error that begins "pelta: warning: "; the work goes on. Safe to call from several threads. */
 void warn(const std::string& text);

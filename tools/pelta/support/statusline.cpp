@@ -5,17 +5,19 @@
 
 #include <cstdio>
 
+#include "support/failure.h"
+
 namespace pelta {
 
 StatusLine::StatusLine(bool quiet) : _isShown(!quiet && isatty(STDERR_FILENO)) {}
 
 StatusLine::~StatusLine() {
-    if (_isShown) fmt::print(stderr, "\r\033[K");
+    if (_isShown) tell("\r\033[K");
 }
 
 void StatusLine::show(const std::string& text) {
     if (!_isShown) return;
-    fmt::print(stderr, "\r\033[K{}", text);
+    tell(fmt::format("\r\033[K{}", text));
     std::fflush(stderr);
 }
 
