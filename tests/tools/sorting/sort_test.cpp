@@ -1,6 +1,8 @@
 #include "sorting/sort.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <random>
@@ -170,6 +172,65 @@ TEST_F(Sorting, GoesTheWayThatTheInputAndTheMachineAskFor) {
         EXPECT_EQ(wayOf(14000, static_cast<std::int64_t>(file.size())), Way::throughScratch);
     }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) /* which keeps what was released */
+
+/* The most memory that this process has had since the mark, in bytes beyond what it had then. */
+class MemoryMark {
+  public:
+    MemoryMark() : _before(bytes("VmRSS:")) {
+        _isSet = static_cast<bool>(std::ofstream("/proc/self/clear_refs") << 5 << std::flush);
+    }
+    bool isSet() const { return _isSet; }
+    std::int64_t most() const { return bytes("VmHWM:") - _before; }
+
+  private:
+    static std::int64_t bytes(const std::string& name) {
+        std::ifstream status("/proc/self/status");
+        for (std::string word; status >> word;)
+            if (word == name) {
+                std::int64_t kilobytes = 0;
+                status >> kilobytes;
+                return 1024 * kilobytes;
+            }
+        return 0;
+    }
+    std::int64_t _before;
+    bool _isSet = false;
+};
+
+/* Short traces, so that their keys count. */
+TEST_F(Sorting, TakesNoMoreMemoryThanItIsGiven) {
+    const SegyRecipe recipe{.traces = 180000, .samples = 10, .format = 8};
+    std::string file = makeSegy(recipe);
+    for (int t = 0; t < recipe.traces; ++t) putWord(file, recipe.placeInTrace(t, cdpByte), 4, static_cast<int>(random() >> 1));
+    write(in, file);
+    file = {};
+    mallopt(M_MMAP_THRESHOLD, 1 << 15); /* what is released goes back to the system */
+    constexpr std::size_t memory = 16 << 20;
+    constexpr std::int64_t blocks = 5 << 19; /* of reader and writer, and what the system rounds up */
+    const auto mostOf = [&](const std::string& input, std::int64_t cachedBytes, Way way) {
+        segy::Reader reader(input, {});
+        SortOptions chosen = options({"cdp"}, memory, cachedBytes);
+        chosen.quiet = chosen.overwrite = true;
+        const MemoryMark mark;
+        EXPECT_EQ(sortTraces(reader, out, chosen).way, way);
+        return mark.isSet() ? mark.most() : -1;
+    };
+    const std::int64_t inKeyOrder = mostOf(in, 1 << 30, Way::inKeyOrder);
+    if (inKeyOrder < 0) GTEST_SKIP() << "the system does not tell how much memory was used";
+    EXPECT_LE(inKeyOrder, static_cast<std::int64_t>(memory) + blocks);
+    EXPECT_LE(mostOf(in, 0, Way::throughScratch), static_cast<std::int64_t>(memory) + blocks);
+
+    const std::string pipe = folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    ASSERT_EQ(std::system(("cat " + in + " >" + pipe + " &").c_str()), 0);
+    const std::int64_t piped = mostOf(pipe, 0, Way::throughScratch);
+    EXPECT_LE(piped, static_cast<std::int64_t>(memory) + blocks);
+    EXPECT_GE(piped, static_cast<std::int64_t>(memory) / 2); /* it is taken */
+}
+
+#endif
 
 TEST_F(Sorting, NamesTheOrderInTheBinaryHeaderAsFarAsTheRevisionCan) {
     struct Expected {

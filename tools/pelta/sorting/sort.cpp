@@ -81,6 +81,8 @@ class Sort {
     }
 
   private:
+    /* Clearing would keep their memory, and so would an assignment of {}. */
+    void releaseKeys() { std::vector<Key>().swap(_order); }
     void write(const unsigned char* trace) { _writer.write(trace, _traceBytes); }
     Progress progress() const { return Progress(_reader.traceCount(), _options.quiet); }
 
@@ -106,7 +108,7 @@ class Sort {
             _summary.way = Way::inKeyOrder;
             _summary.windows = keyOrder.windows();
         }
-        _order = {};
+        releaseKeys();
         return isWorthIt;
     }
 
@@ -179,7 +181,7 @@ class Sort {
     }
 
     void mergeRuns() {
-        _order = {};
+        releaseKeys();
         while (_runs->count() > _plan.mergedRuns) {
             std::unique_ptr<StoredRuns> longer = makeStore();
             for (std::size_t first = 0; first < _runs->count(); first += _plan.mergedRuns) {
