@@ -20,6 +20,7 @@
 
 #include "support/faultysystem.h"
 #include "support/files.h"
+#include "support/plainledger.h"
 
 /* The library's clock is this program's: 0 is the real time. */
 namespace {
@@ -36,16 +37,9 @@ extern "C" __attribute__((visibility("default"))) time_t time(time_t* result) no
 
 namespace {
 
-constexpr std::size_t recordLength = 118;
 constexpr char openingError[] = "initCummlative: Error while trying to open cummlative file.\n";
 constexpr char seekError[] = "\nCummlative: Error while trying to lseek64.\n";
 constexpr char writeError[] = "\nCummlative: Error while trying to write.\n";
-
-std::string record(const std::string& text) {
-    std::string padded = text.substr(0, recordLength);
-    padded.resize(recordLength, ' ');
-    return padded;
-}
 
 std::string repeated(const std::string& text, int count) {
     std::string all;
@@ -64,20 +58,6 @@ time_t noon(int year, int month, int day) {
     return mktime(&local);
 }
 
-/* One record as the file's format gives it back; nothing when it lacks a field. */
-struct Fields {
-    char user[25], area[25], line[25], process[25];
-    int year, month;
-    long traces;
-};
-
-std::optional<Fields> scanned(const std::string& text) {
-    Fields f;
-    if (sscanf(text.c_str(), "%24s%24s%24s%24s%d%d%ld", f.user, f.area, f.line, f.process, &f.year, &f.month, &f.traces) != 7)
-        return {};
-    return f;
-}
-
 /* Leaves out what waits for the disk. */
 class WithoutDisk : public FaultySystem {
   public:
@@ -89,20 +69,6 @@ class WithoutDisk : public FaultySystem {
         });
     }
 };
-
-/* The plain form of the two scans: 118 bytes at a time and each record by sscanf. */
-template <class Work>
-std::size_t plainScan(const std::string& file, Work work) {
-    std::size_t position = 0;
-    while (position < file.size()) {
-        const std::string bytes = file.substr(position, recordLength);
-        position += bytes.size();
-        if (bytes[0] == '\0') break;
-        const std::optional<Fields> fields = scanned(bytes);
-        if (fields && !work(*fields, position)) break;
-    }
-    return position;
-}
 
 class Cummlative : public testing::Test {
   protected:
@@ -539,19 +505,6 @@ std::string plainUpdate(std::string file, long traces, std::string& printed) {
     const std::size_t start = found ? stop - recordLength : stop;
     file.resize(std::max(file.size(), start + recordLength), '?');
     return file.replace(start, recordLength, record("alice north L101 nmo 126 0 " + std::to_string(traces)));
-}
-
-/* The lines that printCummlative with no filter gives for a file. */
-std::string plainLines(const std::string& file) {
-    std::string lines;
-    plainScan(file, [&](const Fields& f, std::size_t) {
-        char line[300];
-        snprintf(line, sizeof line, "User:%12s  Process:%12s  Area:%12s  Line:%12s  Year:%4d  Month: %4d  Num Traces: %ld\n",
-                 f.user, f.process, f.area, f.line, f.year, f.month, f.traces);
-        lines += line;
-        return true;
-    });
-    return lines;
 }
 
 const std::string threeRecords = record("bob north L101 nmo 126 0 4711") + record("carol south L7 agc 99 11 -3") +
