@@ -133,6 +133,7 @@ struct MStruct {
 /* A mesh with functions at its vertices. */
 class PELTA_API triModel {
   public:
+    /* A model without a mesh: triStart makes one. */
     triModel();
     ~triModel();
     triModel(const triModel&) = delete;
