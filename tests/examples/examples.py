@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The examples that open the public headers.
 
-examples.py write FOLDER HEADER...      writes them as routines: examples.c, examplesincpp.cpp and the list of both, examplelist.h
+examples.py write FOLDER HEADER...      writes them as routines: examples.c, examplesincpp.cpp, and their list examplelist.h
 examples.py check PROGRAM HEADER...     runs each header's example and compares what it prints with what the header says"""
 
 import difflib
