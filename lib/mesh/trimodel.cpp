@@ -380,10 +380,7 @@ FaceRecord* clearlyContainingFace(FaceRecord* face, Coord x, Coord y) {
             if (face->behind[side] != previous) break;
             wayBack = side;
         }
-        if (clearSides == 3) {
-            for (const FaceRecord* behind : face->behind) __builtin_prefetch(behind ? behind->x : nullptr);
-            return face;
-        }
+        if (clearSides == 3) return face;
         if (side == 3) side = wayBack;
         if (side == 3) return nullptr;
         previous = std::exchange(face, face->behind[side]);
@@ -412,6 +409,9 @@ FaceRecord* locate(Store& store, Coord x, Coord y) {
             if (Vertex* nearest = descend(known->eu->vu->v, x, y); isNearestByFar(nearest, x, y)) vertex = nearest;
         found = recordOf(walkFrom(store, vertex, x, y));
     }
+    if (found == last) return last;
+    for (const FaceRecord* behind : found->behind) /* the next place may lie there */
+        if (behind) __builtin_prefetch(behind->x);
     store.Fcur = found;
     return found;
 }
