@@ -266,6 +266,15 @@ TEST_F(Refract, SaysWhereOffsetsCannotBeHad) {
                   line + ": nothing could be fitted on 3 sides of records; record 1 side +: all 20 picks have the same offset");
 }
 
+TEST_F(Refract, KeepsItsInputsFromItsOutputs) {
+    for (const std::string& input : {line, truth}) {
+        const std::string before = contentsOf(input);
+        EXPECT_EQ(pelta("refract " + line + " " + input + " --overwrite --picks " + truth).err,
+                  "pelta: " + input + ": is the input itself; choose another name for the output\n");
+        EXPECT_TRUE(contentsOf(input) == before);
+    }
+}
+
 TEST_F(Refract, DrawsAPictureOrSaysThatThisBuildCannot) {
     const std::string picture = folder / "picture.svg";
     const Outcome outcome = refract("--picks " + truth + windows + "--picture " + picture);

@@ -82,8 +82,15 @@ class Subtrahend {
     }
 
     bool isThere() const { return _reader.has_value(); }
+    void check(const segy::Reader& minuend) const {
+        if (!_reader) return;
+        for (const std::string& warning : _reader->warnings()) warn(warning);
+        const double interval = _reader->layout().intervalMs, expected = minuend.layout().intervalMs;
+        if (interval != expected)
+            fail("{}: a sample every {:g} ms, and every {:g} ms in {}", _reader->name(), interval, expected, minuend.name());
+    }
     /* Follows the minuend to a trace of it. */
-    void readUpTo(const segy::Trace& minuend, const std::string& name) {
+    void readUpTo(const segy::Trace& minuend, double startMs, const std::string& name) {
         while (_next <= minuend.number) {
             if (!_reader->next(_trace)) fail("{}: there are fewer traces than in {}", _reader->name(), name);
             ++_next;
@@ -92,6 +99,10 @@ class Subtrahend {
         if (_trace.samples.size() != minuend.samples.size())
             fail("{}: trace {} has {} samples, and {} in {}", _reader->name(), minuend.number + 1, _trace.samples.size(),
                  minuend.samples.size(), name);
+        const double start = segy::readFacts(_trace, _reader->layout()).delayMs;
+        if (start != startMs)
+            fail("{}: trace {} begins at {:g} ms, and at {:g} ms in {}", _reader->name(), minuend.number + 1, start, startMs,
+                 name);
     }
     void takeFrom(std::vector<float>& samples) const {
         for (std::size_t k = 0; k < samples.size(); ++k) samples[k] -= _trace.samples[k];
@@ -103,8 +114,8 @@ class Subtrahend {
     std::int64_t _next = 0;
 };
 
-Selection select(segy::Reader& reader, const Request& request) {
-    Subtrahend subtrahend(request);
+Selection select(segy::Reader& reader, Subtrahend& subtrahend, const Request& request) {
+    subtrahend.check(reader);
     std::vector<pictures::SectionTrace> minuends;
     std::vector<PickTable> tables;
     for (const std::string& name : request.pickFiles) tables.emplace_back(name);
@@ -125,7 +136,7 @@ Selection select(segy::Reader& reader, const Request& request) {
         pictures::SectionTrace& shown = selection.traces.emplace_back();
         shown.samples = trace.samples;
         if (subtrahend.isThere()) {
-            subtrahend.readUpTo(trace, request.input);
+            subtrahend.readUpTo(trace, facts.delayMs, request.input);
             minuends.push_back(shown);
             subtrahend.takeFrom(shown.samples);
         }
@@ -190,10 +201,11 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
 
 int plot(const Request& request) {
     pictures::Canvas canvas(request.output, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]));
-    OutputFile file(request.output, request.overwrite);
     segy::Reader reader(request.input, request.inputOptions.read());
+    Subtrahend subtrahend(request);
+    OutputFile file(request.output, request.overwrite); /* which cannot take an input's place from here on */
     for (const std::string& warning : reader.warnings()) warn(warning);
-    const Selection selection = select(reader, request);
+    const Selection selection = select(reader, subtrahend, request);
     pictures::drawSection(canvas, selection.traces, sectionStyle(request, selection, reader.layout()));
     canvas.write(file);
     file.commit();

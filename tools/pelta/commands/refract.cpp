@@ -43,10 +43,10 @@ refraction::OffsetSource offsetSource(const Request& request) {
     return request.offsetsFrom == "coordinates" ? refraction::OffsetSource::coordinates : refraction::OffsetSource::automatic;
 }
 
-refraction::Arrivals readArrivals(segy::Reader& reader, const Request& request) {
+refraction::Arrivals readArrivals(segy::Reader& reader, const Request& request, const std::optional<PickTable>& table) {
     const std::set<std::int64_t> records(request.records.begin(), request.records.end());
     const char* among = records.empty() ? "" : " of --records";
-    if (request.picksName.empty()) {
+    if (!table) {
         const auto word = reader.layout().words.find("pick");
         if (!word) failUsage("refract: give the first breaks by --picks FILE or by --map pick=BYTE:SIZE");
         auto arrivals = readArrivals(reader, picksOf(*word, request.wordUnit, reader.layout()), offsetSource(request), records);
@@ -54,10 +54,9 @@ refraction::Arrivals readArrivals(segy::Reader& reader, const Request& request) 
             fail("{}: no trace{} has a pick in the {} bytes at byte {}", reader.name(), among, word->size, word->position);
         return arrivals;
     }
-    const PickTable table(request.picksName);
-    auto arrivals = readArrivals(reader, picksOf(table), offsetSource(request), records);
+    auto arrivals = readArrivals(reader, picksOf(*table), offsetSource(request), records);
     if (arrivals.list.empty())
-        fail("{}: none of its {} picks belongs to a trace{} of {}", request.picksName, table.size(), among, reader.name());
+        fail("{}: none of its {} picks belongs to a trace{} of {}", request.picksName, table->size(), among, reader.name());
     return arrivals;
 }
 
@@ -176,10 +175,12 @@ struct Outputs {
 
 int refract(const Request& request) {
     const refraction::Settings settings = settingsOf(request);
-    Outputs outputs(request);
+    std::optional<PickTable> table;
+    if (!request.picksName.empty()) table.emplace(request.picksName);
     segy::Reader reader(request.input, request.inputOptions.read());
+    Outputs outputs(request); /* which cannot take an input's place from here on */
     for (const std::string& warning : reader.warnings()) warn(warning);
-    const refraction::Arrivals arrivals = readArrivals(reader, request);
+    const refraction::Arrivals arrivals = readArrivals(reader, request, table);
     if (arrivals.repeated > 0)
         warn(fmt::format("{}: {} picks stand twice, with record, channel, offset and time; they count once", request.input,
                          arrivals.repeated));

@@ -212,7 +212,9 @@ int cut(const Request& request) {
 
 std::function<int()> define(CLI::App& app) {
     auto request = std::make_shared<Request>();
-    app.add_option("IN", request->input, "CSV file of velocity functions by cdp, or by x and y")->required()->type_name("FILE");
+    app.add_option("IN", request->input, "CSV file of velocity functions by cdp, or by x and y; - is standard input")
+        ->required()
+        ->type_name("FILE");
     app.add_option("OUT", request->output,
                    "grid file of the velocities: .asc, or .bin or .img with a header .hdr beside it; the rows of a section "
                    "stand at y = -time in ms")

@@ -60,7 +60,9 @@ struct Row {
 }
 
 TraceTable::TraceTable(const std::string& fileName, const TraceTableKind& kind) {
-    TextLines lines(fileName);
+    const auto file = std::make_shared<TextLines>(fileName);
+    _file = file;
+    TextLines& lines = *file;
     if (!lines.next()) fail("{}: holds nothing, expected a {}", fileName, kind.what);
     const std::vector<std::string> heading = fieldsOf(lines.line());
     std::vector<std::string> valueNames;

@@ -3,10 +3,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/textlines.h"
 
 namespace pelta {
 
@@ -35,6 +38,7 @@ class TraceTable {
     std::size_t size() const { return _values.size(); }
 
   private:
+    std::shared_ptr<const TextLines> _file; /* no output can take its place */
     bool _byTrace = false;
     std::map<std::pair<std::int64_t, std::int64_t>, double> _values;
 };
