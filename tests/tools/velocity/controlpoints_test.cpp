@@ -60,6 +60,15 @@ TEST_F(LineOfThree, TakesTheMeanOfACdpsTraces) {
     EXPECT_EQ(result.points.at(0).place, (Place{(1234.5 + 9999 + 1334.5) / 3, 10}));
 }
 
+TEST_F(LineOfThree, PassesOverTracesWithoutCoordinates) {
+    std::string bytes = makeSegy({});
+    for (int t = 0; t < 3; ++t) put(bytes, t, 21, 4, 7);
+    for (int byte : {73, 77, 81, 85, 181, 185}) put(bytes, 1, byte, 4, 0);
+    write(bytes);
+    const ControlPoints result = placed({"v.csv", {{7, {}, slow, 2}}});
+    EXPECT_EQ(result.points.at(0).place, (Place{(1234.5 + 1334.5) / 2, 0}));
+}
+
 TEST_F(LineOfThree, PrefersTheColumnsOfTheTable) {
     const ControlPoints result = placed({"v.csv", {{1000, Place{1, 2}, slow, 2}, {9, Place{3, 4}, fast, 4}}});
     EXPECT_EQ(result.points.at(0).place, (Place{1, 2}));

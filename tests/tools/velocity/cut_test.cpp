@@ -34,6 +34,18 @@ TEST(TimeSlice, HoldsTheVelocitiesOfAMapFromTheNorth) {
         }
 }
 
+TEST(TimeSlice, EndsAtOrBeforeTheEdgesOfItsArea) {
+    Field field(square());
+    const Grid partial = cutTimeSlice(field, 250, {{0, 95}, {0, 70}}, 20, false).grid;
+    EXPECT_EQ(partial.columns, 5);
+    EXPECT_EQ(partial.rows, 4);
+    EXPECT_EQ(partial.top, 60) << "counted from the south";
+    EXPECT_NEAR(partial.values[0], planeAt({0, 60}, 250), rounding);
+    const Grid tenths = cutTimeSlice(field, 250, {{0, 0.3}, {0, 0.7}}, 0.1, false).grid;
+    EXPECT_EQ(tenths.columns, 4) << "a rounding error loses none";
+    EXPECT_EQ(tenths.rows, 8);
+}
+
 TEST(TimeSlice, MayEndAtTheHull) {
     Field field(square());
     const TimeSlice slice = cutTimeSlice(field, 250, {{-20, 100}, {0, 60}}, 20, true);
@@ -82,6 +94,23 @@ TEST(VerticalSection, LeavesUnknownPlacesEmptyAndShowsPointsNearIt) {
     EXPECT_EQ(section.points[0].column, 0u);
     EXPECT_EQ(section.points[1].column, 100u);
     EXPECT_EQ(section.points[1].pairs, pointAt(100, 0).pairs);
+}
+
+TEST(VerticalSection, ShowsPointsWithinAHundredthOfItsLengthOrAColumn) {
+    Field field({pointAt(0, 0), pointAt(50, 5), pointAt(50, 80), pointAt(51, -0.9)});
+    const auto columnsShown = [&](double spacing) {
+        std::vector<std::size_t> columns;
+        for (const auto& point : cutSection(field, straightPath({0, 0}, {100, 0}, spacing), {0, 1000}, 500, false).points)
+            columns.push_back(point.column);
+        return columns;
+    };
+    EXPECT_EQ(columnsShown(1), (std::vector<std::size_t>{0, 51}));
+    EXPECT_EQ(columnsShown(10), (std::vector<std::size_t>{0, 5, 5}));
+}
+
+TEST(VerticalSection, BeginsAtZeroWithoutASign) {
+    Field field(square());
+    EXPECT_FALSE(std::signbit(cutSection(field, straightPath({0, 0}, {100, 0}, 50), {0, 1000}, 500, false).grid.top));
 }
 
 TEST(AreaAroundFunctions, HasAMarginAndRoundCorners) {

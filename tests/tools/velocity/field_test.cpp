@@ -84,6 +84,24 @@ TEST(VelocityField, HonoursEveryFunctionAtItsTimes) {
     expectMix(functionAt(field, {0, 300}), {{1, c}}, {0, 300});
 }
 
+TEST(VelocityField, AnswersAtTimesLongBeforeItsFunctions) {
+    Field field({{{0, 0}, a}, {{500, 0}, b}, {{0, 300}, c}});
+    float velocities[3];
+    field.functionAt({500, 0}, -50000, 50750, 3, velocities);
+    EXPECT_NEAR(velocities[0], 1800, rounding);
+    EXPECT_NEAR(velocities[1], 2050, rounding) << "at 750 ms";
+    EXPECT_NEAR(velocities[2], 3000, rounding);
+}
+
+TEST(VelocityField, HasAFunctionAtTheTimesOfTheNearestPoint) {
+    Field field({{{0, 0}, a}, {{500, 0}, b}, {{0, 300}, c}});
+    EXPECT_EQ(field.timeFunctionAt({500, 0}).pairs(), b);
+    const Pairs near = field.timeFunctionAt({400, 0}).pairs();
+    ASSERT_EQ(near.size(), 3u);
+    EXPECT_EQ(near[1].first, 1100);
+    EXPECT_NEAR(near[1].second, 0.2 * 2000 + 0.8 * 2300, rounding);
+}
+
 TEST(VelocityField, ContinuesBeyondItsHull) {
     Field field({{{0, 0}, a}, {{400, 0}, b}, {{400, 400}, c}, {{0, 400}, a}});
     expectMix(functionAt(field, {200, -100}), {{0.5, a}, {0.5, b}}, {200, -100});
@@ -201,6 +219,7 @@ TEST(VelocityField, KnowsTheStretchesOfALine) {
     EXPECT_EQ(line.regionOf({-10, -10}), Field::outside);
     EXPECT_EQ(line.regionOf({2010, 2010}), Field::outside);
     EXPECT_NE(line.regionOf({2000, 2000}), Field::outside);
+    EXPECT_NE(line.regionOf({0, 0}), Field::outside);
     EXPECT_EQ(line.regionOf({500, 500}), line.regionOf({600, 500}));
     EXPECT_NE(line.regionOf({500, 500}), line.regionOf({1500, 1500}));
 }

@@ -157,6 +157,9 @@ TEST(FunctionTable, NamesTheLineThatIsWrong) {
     EXPECT_EQ(complaint(heading + "150,0,2e6\n"),
               ":2: a velocity of 2e+06 m/s at 0 ms, expected more than 0 and at most 1e+06");
     EXPECT_EQ(complaint(heading + "150,1e9,2000\n"), ":2: a time of 1e+09 ms, expected at most 1e+08");
+    EXPECT_EQ(complaint(heading + "150,16777216,1500,16777217,2000\n"),
+              ":2: times must ascend, but 16777217 ms follows 16777216 ms at CDP 150")
+        << "one time in single precision";
     EXPECT_EQ(complaint(heading + "150.5,0,1500\n"), ":2: a CDP of 150.5, expected a whole number up to 2147483647");
     EXPECT_EQ(complaint(heading + "2147483648,0,1500\n"), ":2: a CDP of 2147483648, expected a whole number up to 2147483647");
     EXPECT_EQ(complaint(heading + "150,,1800,1100,2300,1500\n"), ":2: expected 3 numbers, found '150,,1800,1100,2300,1500'")

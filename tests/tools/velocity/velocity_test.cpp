@@ -108,6 +108,45 @@ TEST_F(VelocityCommand, FlattensWhatOneFunctionCannot) {
     EXPECT_NE(analysis.out.find("\n    400.0         15"), std::string::npos)
         << "the truth at the slow end, 1530 m/s and little more: " << analysis.out << analysis.err;
     EXPECT_TRUE(contentsOf(folder / "v.csv").starts_with("cdp,time_ms,velocity_m_per_s\n103,"));
+    const Outcome middle = pelta("velan " + line + " " + (folder / "m.csv") +
+                                 " --cdps 130,134 --velocities 1200,2600,141 --interval-velocities 500,9000");
+    EXPECT_NE(middle.out.find("\n    400.0         19"), std::string::npos)
+        << "the truth where the gather lies, some 1919 m/s: " << middle.out << middle.err;
+}
+
+/* At the places of its functions the field is nothing but them. */
+TEST_F(VelocityCommand, CorrectsATraceWithTheFunctionOfItsPlace) {
+    const std::string one = folder / "one.sgy", byNumber = folder / "number.sgy", byPlace = folder / "place.sgy";
+    ASSERT_EQ(pelta("moveout " + line + " " + one + " --velocity-table 400:2070,800:2600 --quiet").status, 0);
+    ASSERT_EQ(pelta("moveout " + line + " " + byNumber + " --velocity-by cdp --velocity-file " + byCdp() + " --quiet").status,
+              0);
+    ASSERT_EQ(pelta("moveout " + line + " " + byPlace + " --velocity-file " + byCdp() + " --quiet").status, 0);
+    const std::string expected = contentsOf(one), number = contentsOf(byNumber), place = contentsOf(byPlace);
+    constexpr std::size_t traceBytes = 240 + 4 * 400;
+    int there = 0, elsewhere = 0;
+    for (std::size_t start = 3600; start < expected.size(); start += traceBytes) {
+        const bool isThere = expected.substr(start + 20, 4) == std::string("\0\0\0\x86", 4); /* CDP 134 */
+        const std::string samples = expected.substr(start + 240, 4 * 400);
+        for (const std::string* found : {&number, &place})
+            (isThere ? there : elsewhere) += (found->substr(start + 240, 4 * 400) == samples) == isThere;
+        there -= isThere ? 2 : 0;
+    }
+    EXPECT_EQ(there, 0) << "each trace at the function's CDP is the same by it";
+    EXPECT_GT(elsewhere, 200) << "and most others are not";
+}
+
+TEST_F(VelocityCommand, CorrectsLaterTracesOfAPlaceToTheirEnd) {
+    std::string bytes = contentsOf(line);
+    const std::size_t first = 3600, second = first + 240 + 4 * 400;
+    bytes.replace(second + 20, 4, bytes, first + 20, 4);        /* its CDP */
+    bytes.replace(second + 108, 2, std::string("\x07\xD0", 2)); /* begins at 2000 ms */
+    const std::string late = file("late.sgy", bytes), even = file("even.csv", "cdp,time_ms,velocity\n101,0,2000,900,2000\n");
+    ASSERT_EQ(pelta("moveout " + late + " " + (folder / "f.sgy") + " --velocity-by cdp --velocity-file " + even +
+                    " --threads 1 --quiet")
+                  .status,
+              0);
+    ASSERT_EQ(pelta("moveout " + late + " " + (folder / "v.sgy") + " --velocity 2000 --quiet").status, 0);
+    EXPECT_TRUE(contentsOf(folder / "f.sgy") == contentsOf(folder / "v.sgy"));
 }
 
 TEST_F(VelocityCommand, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
@@ -281,6 +320,19 @@ TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
         EXPECT_FALSE(std::filesystem::exists(folder / "r.png"));
     };
     refused(" --minus " + short_, short_ + ": there are fewer traces than in " + line);
+    const std::string drawing = folder / "line.png";
+    std::filesystem::copy(line, drawing);
+    for (const std::string& arguments : {drawing + " " + drawing, line + " " + drawing + " --minus " + drawing}) {
+        EXPECT_EQ(pelta("plot " + arguments + " --overwrite").err,
+                  "pelta: " + drawing + ": is the input itself; choose another name for the output\n");
+        EXPECT_TRUE(contentsOf(drawing) == contentsOf(line));
+    }
+    ASSERT_EQ(pelta("synth " + (folder / "fine.sgy") + " --records 6 --channels 24 --samples 400 --interval 4").status, 0);
+    refused(" --minus " + (folder / "fine.sgy"), (folder / "fine.sgy") + ": a sample every 4 ms, and every 2 ms in " + line);
+    std::string late = contentsOf(line);
+    late[3600 + 240 + 4 * 400 + 109] = 8;
+    file("late.sgy", late);
+    refused(" --minus " + (folder / "late.sgy"), (folder / "late.sgy") + ": trace 2 begins at 8 ms, and at 0 ms in " + line);
     refused(" --minus " + samples, samples + ": trace 1 has 300 samples, and 400 in " + line);
 }
 
