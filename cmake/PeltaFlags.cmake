@@ -10,6 +10,9 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_C_FLAGS_RELEASE "-O3 -DNDEBUG" CACHE STRING "" FORCE)
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG" CACHE STRING "" FORCE)
 
+# For code that is long to optimise and works for a moment only: tests, and what reads options.
+set(PELTA_SHORT_WORK $<$<CONFIG:Release>:-O1> $<$<CONFIG:Sanitize>:-O0>)
+
 add_library(pelta_flags INTERFACE)
 # Every product and sum is rounded by itself: results are the same bits on every machine.
 target_compile_options(pelta_flags INTERFACE -ffp-contract=off -fno-fast-math)
