@@ -1,6 +1,7 @@
 #ifndef PELTA_BENCH_KEPTMEMORY_H
 #define PELTA_BENCH_KEPTMEMORY_H
 
+#include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include <cstdlib>
@@ -14,6 +15,8 @@ inline void keepMemory(std::size_t bytes) {
     mallopt(M_TRIM_THRESHOLD, -1);
     if (void* const memory = std::malloc(bytes)) {
         std::memset(memory, 1, bytes);
+        benchmark::DoNotOptimize(memory);
+        benchmark::ClobberMemory(); /* or the compiler takes what nobody reads for never written */
         std::free(memory);
     }
 }
