@@ -92,7 +92,7 @@ def main():
         for what in sorts:
             copy = "cat, cp" if what.startswith("a pipe") else "cp, cp"
             mine, other = best[what, is_cold], best[copy, is_cold]
-            lines.append(f"| {what} | {'disk' if is_cold else 'page cache'} | {mine:.2f} | `{copies[copy]}` | {other:.2f} | "
+            lines.append(f"| {what} | {'disk' if is_cold else 'page cache'} | {mine:.2f} | {copy} | {other:.2f} | "
                          f"{other / mine:.2f} |")
     text = (f"# Speed of sorting\n\nWritten by `bench/sort.py --write`: {size / 1e6:.0f} MB of traces of 1500 samples within "
             f"`--memory {memory}`, beside copying them twice, the best of\n{options.turns} turns. A ratio is the copies' time over "
