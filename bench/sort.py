@@ -97,7 +97,8 @@ def main():
     text = (f"# Speed of sorting\n\nWritten by `bench/sort.py --write`: {size / 1e6:.0f} MB of traces of 1500 samples within "
             f"`--memory {memory}`, beside copying them twice, the best of\n{options.turns} turns. A ratio is the copies' time over "
             "pelta's: 0.5 means that sorting takes as long as four copies. From the disk the line has to be\nread anew; what is "
-            "written may still be on its way to the disk when a command ends.\n\n" + "\n".join(lines) + "\n")
+            "written may still be on its way to the disk when a command ends.\nA pipe is copied by cat first "
+            "(`cat, cp`).\n\n" + "\n".join(lines) + "\n")
     print(text, end="")
     if options.write:
         (top / "docs/sort-speed.md").write_text(text)
