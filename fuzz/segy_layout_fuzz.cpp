@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "segy/layout.h"
+#include "segy/textheader.h"
 #include "segy/trace.h"
 #include "support/failure.h"
 

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "segy/reader.h"
+#include "segy/textheader.h"
 #include "segy/writer.h"
 #include "support/failure.h"
 #include "support/files.h"

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "segy/textheader.h"
 #include "support/failure.h"
 #include "support/segyfiles.h"
 
@@ -304,6 +305,16 @@ TEST(Layout, ReadsTheWordsOfRevision2) {
     }
 }
 
+/* What makeSegy puts there unless told otherwise, and nothing of revision 2. */
+void expectTheOldWords(const Layout& layout) {
+    EXPECT_EQ(layout.sampleCount, 8);
+    EXPECT_EQ(layout.intervalMs, 4.0);
+    EXPECT_EQ(layout.traceBytes(), 272);
+    EXPECT_EQ(layout.firstTraceByte, 3600);
+    EXPECT_EQ(layout.promisedTraces, 0);
+    EXPECT_EQ(layout.trailerBytes, 0);
+}
+
 /* Real files of revisions 0 and 1 keep anything in those bytes. */
 TEST(Layout, LeavesTheWordsOfRevision2AloneBeforeIt) {
     for (const int revision : {0, 1}) {
@@ -316,12 +327,7 @@ TEST(Layout, LeavesTheWordsOfRevision2AloneBeforeIt) {
         putWord(file, 3529, 4, 3);
         const Found found = layoutOf(file);
         EXPECT_TRUE(found.warnings.empty());
-        EXPECT_EQ(found.layout.sampleCount, 8);
-        EXPECT_EQ(found.layout.intervalMs, 4.0);
-        EXPECT_EQ(found.layout.traceBytes(), 272);
-        EXPECT_EQ(found.layout.firstTraceByte, 3600);
-        EXPECT_EQ(found.layout.promisedTraces, 0);
-        EXPECT_EQ(found.layout.trailerBytes, 0);
+        expectTheOldWords(found.layout);
     }
 }
 
@@ -336,12 +342,7 @@ TEST(Layout, OverrulesWordsOfRevision2ThatCannotBe) {
     const Found found = layoutOf(file);
     ASSERT_EQ(found.failure, "");
     EXPECT_EQ(found.warnings.size(), 6u);
-    EXPECT_EQ(found.layout.sampleCount, 8);
-    EXPECT_EQ(found.layout.intervalMs, 4.0);
-    EXPECT_EQ(found.layout.traceBytes(), 272);
-    EXPECT_EQ(found.layout.firstTraceByte, 3600);
-    EXPECT_EQ(found.layout.promisedTraces, 0);
-    EXPECT_EQ(found.layout.trailerBytes, 0);
+    expectTheOldWords(found.layout);
 }
 
 TEST(Layout, SetsTrailersApartFromTraces) {

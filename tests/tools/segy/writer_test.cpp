@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "segy/reader.h"
+#include "segy/textheader.h"
 #include "support/failure.h"
 #include "support/files.h"
 #include "support/segyfiles.h"

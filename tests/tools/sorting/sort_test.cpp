@@ -9,6 +9,7 @@
 #include <regex>
 
 #include "segy/reader.h"
+#include "segy/textheader.h"
 #include "support/failure.h"
 #include "support/process.h"
 #include "support/segyfiles.h"

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "segy/reader.h"
+#include "segy/textheader.h"
 #include "support/bits.h"
 #include "support/process.h"
 #include "support/segyfiles.h"

@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "flow/progress.h"
+#include "segy/textheader.h"
 #include "segy/writer.h"
 #include "support/failure.h"
 #include "velocity/place.h"

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "segy/textheader.h"
+
 namespace pelta::inspection {
 
 using nlohmann::ordered_json;

@@ -5,6 +5,7 @@
 
 #include "support/failure.h"
 #include "support/nearest.h"
+#include "support/textlines.h"
 
 namespace pelta::segy {
 namespace {
@@ -64,8 +65,6 @@ double unscaled(double value, std::int64_t scalar) {
 }
 
 namespace {
-
-constexpr int headerLength = 240;
 
 struct KnownWord {
     const char* name;
@@ -132,15 +131,9 @@ HeaderWord placeOf(std::string_view text) {
     if (!position || !size) failUsage("'{}' is no place in the trace header, expected BYTE:SIZE such as 37:4", text);
     if (*size != 1 && *size != 2 && *size != 4 && *size != 8)
         failUsage("'{}': a trace-header word has 1, 2, 4 or 8 bytes, not {}", text, *size);
-    if (*position < 1 || *position > headerLength - *size + 1)
-        failUsage("'{}' lies outside the trace header, whose bytes count from 1 to {}", text, headerLength);
+    if (*position < 1 || *position > traceHeaderBytes - *size + 1)
+        failUsage("'{}' lies outside the trace header, whose bytes count from 1 to {}", text, traceHeaderBytes);
     return {*position, *size};
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (text.starts_with(' ')) text.remove_prefix(1);
-    while (text.ends_with(' ')) text.remove_suffix(1);
-    return text;
 }
 
 }

@@ -10,6 +10,8 @@
 
 namespace pelta::segy {
 
+inline constexpr int traceHeaderBytes = 240;
+
 enum class ByteOrder { big, little };
 
 /* A two's complement word of 1, 2, 4 or 8 bytes by its one-based first byte in its header. */

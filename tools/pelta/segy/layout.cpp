@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "segy/binaryheader.h"
 #include "segy/textheader.h"
 #include "support/failure.h"
 #include "support/nearest.h"
@@ -25,7 +26,7 @@ constexpr FormatName formats[] = {{SampleFormat::ibm, "ibm", 4},
                                   {SampleFormat::ieee, "ieee", 4},
                                   {SampleFormat::int8, "int8", 1}};
 
-const FormatName* findFormat(std::int64_t code) {
+const FormatName* knownFormat(std::int64_t code) {
     for (const FormatName& known : formats)
         if (static_cast<std::int64_t>(known.format) == code) return &known;
     return nullptr;
@@ -33,8 +34,8 @@ const FormatName* findFormat(std::int64_t code) {
 
 }
 
-int bytesPerSample(SampleFormat format) { return findFormat(static_cast<int>(format))->bytes; }
-const char* nameOf(SampleFormat format) { return findFormat(static_cast<int>(format))->name; }
+int bytesPerSample(SampleFormat format) { return knownFormat(static_cast<int>(format))->bytes; }
+const char* nameOf(SampleFormat format) { return knownFormat(static_cast<int>(format))->name; }
 
 SampleFormat formatNamed(std::string_view name) {
     std::vector<std::string> names;
@@ -48,21 +49,10 @@ SampleFormat formatNamed(std::string_view name) {
 
 namespace {
 
-/* Words of the binary header, counted like everything in it from the start of the file. */
-constexpr HeaderWord intervalWord{3217, 2}, samplesWord{3221, 2}, formatWord{3225, 2}, unitWord{3255, 2};
-/* Since revision 1. Both bytes of the revision stand by themselves, major first. */
-constexpr HeaderWord revisionMajorWord{3501, 1}, revisionMinorWord{3502, 1}, extendedHeadersWord{3505, 2};
-/* Since revision 2. */
-constexpr HeaderWord extendedSamplesWord{3269, 4}, extendedIntervalWord{3273, 8}, byteOrderWord{3297, 4},
-    extraTraceHeadersWord{3507, 4}, traceCountWord{3513, 8}, firstTraceWord{3521, 8}, trailerWord{3529, 4};
-
 constexpr int fixedBytes = textHeaderBytes + binaryHeaderBytes;
-constexpr std::int64_t byteOrderConstant = 16909060; /* 0x01020304 */
-constexpr std::int64_t mostTextHeaders = 32767;      /* what their word can count */
 constexpr std::int64_t mostExtraTraceHeaders = 65535;
 constexpr std::int64_t mostPreambleBytes = fixedBytes + mostTextHeaders * textHeaderBytes;
 constexpr double shortestIntervalMs = 1e-6, longestIntervalMs = 1e6;
-
 constexpr std::int64_t largestFormatCode = 16;
 
 /* Goes from what is certain to what depends on it: byte order, revision, format, start of the traces, sample count. */
@@ -87,6 +77,7 @@ class LayoutFinder {
         findTraceStart();
         findTrailer();
         findSampleCount();
+        checkTrailer();
         findOpenTrailer();
         findInterval();
         checkScalars();
@@ -138,7 +129,7 @@ class LayoutFinder {
             const std::int64_t traceBytes = traceHeaderBytes + read(samplesWord) * bytesPerSample(*_overrides.format);
             if ((*_fileSize - fixedBytes) % traceBytes == 0) points += 4;
         }
-        if (read(unitWord) == 1 || read(unitWord) == 2) points += 2;
+        if (read(unitWord) == metresUnit || read(unitWord) == feetUnit) points += 2;
         constexpr std::int64_t usualStep = 50;
         if (read(intervalWord) > 0 && read(intervalWord) % usualStep == 0) points += 1;
         return points;
@@ -162,20 +153,18 @@ class LayoutFinder {
     void findFormat() {
         const std::int64_t code = value(formatWord);
         if (_overrides.format) _layout.format = *_overrides.format;
-        else if (const FormatName* known = findFormatOf(code)) _layout.format = known->format;
+        else if (const FormatName* known = knownFormat(code)) _layout.format = known->format;
         else
             fail(
                 "{}: sample format at byte {} is {}, expected 1 (ibm), 2 (int32), 3 (int16), 5 (ieee) or 8 (int8); --format "
                 "overrides it",
                 _name, formatWord.position, code);
     }
-    static const FormatName* findFormatOf(std::int64_t code) { return segy::findFormat(code); }
 
     void findUnit() {
-        constexpr std::int64_t metres = 1, feet = 2;
         const std::int64_t unit = value(unitWord);
-        _layout.isFeet = unit == feet;
-        if (unit != 0 && unit != metres && unit != feet)
+        _layout.isFeet = unit == feetUnit;
+        if (unit != 0 && unit != metresUnit && unit != feetUnit)
             warn("unit of lengths at byte {} is {}, expected 1 (metres) or 2 (feet); metres are taken", unitWord.position,
                  unit);
     }
@@ -332,8 +321,8 @@ class LayoutFinder {
         const std::vector<Candidate> list = candidates(_layout.firstTraceByte);
         if (list.empty())
             fail(
-                "{}: sample count at byte {} is 0, and so is the first trace's at byte {}, expected 1 or more; --samples gives "
-                "it",
+                "{}: sample count at byte {} is 0, and so is the first trace's at byte {}, expected 1 or more; "
+                "--samples gives it",
                 _name, samplesWord.position, _layout.firstTraceByte + _layout.words[Word::samples].position);
         const Candidate* best = &list.front();
         if (_fileSize)
@@ -359,14 +348,18 @@ class LayoutFinder {
         }
     }
 
+    /* A trailer without which the traces come out even is none. */
+    void checkTrailer() {
+        if (_layout.trailerBytes == 0 || !_fileSize || fits(_layout.sampleCount, _layout.firstTraceByte)) return;
+        const std::int64_t claimed = std::exchange(_layout.trailerBytes, 0);
+        if (fits(_layout.sampleCount, _layout.firstTraceByte))
+            warn("{} trailer stanzas at byte {} do not fit the file; none is taken", claimed / textHeaderBytes,
+                 trailerWord.position);
+        else _layout.trailerBytes = claimed;
+    }
+
+    /* The trailer of an open number of stanzas (-1): what is left behind the traces that are promised, or text at the end. */
     void findOpenTrailer() {
-        if (_layout.trailerBytes > 0 && _fileSize && !fits(_layout.sampleCount, _layout.firstTraceByte)) {
-            const std::int64_t claimed = std::exchange(_layout.trailerBytes, 0);
-            if (fits(_layout.sampleCount, _layout.firstTraceByte))
-                warn("{} trailer stanzas at byte {} do not fit the file; none is taken", claimed / textHeaderBytes,
-                     trailerWord.position);
-            else _layout.trailerBytes = claimed;
-        }
         if (!isRevision(2) || !_fileSize || value(trailerWord) != -1) return;
         const std::int64_t room = *_fileSize - _layout.firstTraceByte;
         if (_layout.promisedTraces > 0 && _layout.promisedTraces <= room / _layout.traceBytes()) {
@@ -406,8 +399,7 @@ class LayoutFinder {
         if (!isInterval(binary) && !isInterval(trace))
             fail(
                 "{}: sample interval at byte {} is 0, and so is the first trace's at byte {}, expected microseconds; "
-                "--interval "
-                "gives it",
+                "--interval gives it",
                 _name, intervalWord.position, tracePlace);
         _layout.intervalMs = isInterval(binary) ? binary : trace;
         if (!isInterval(binary))

@@ -14,7 +14,6 @@ namespace pelta::segy {
 
 inline constexpr int textHeaderBytes = 3200;
 inline constexpr int binaryHeaderBytes = 400;
-inline constexpr int traceHeaderBytes = 240;
 
 /* Sample formats by their code in the binary header. */
 enum class SampleFormat { ibm = 1, int32 = 2, int16 = 3, ieee = 5, int8 = 8 };
@@ -73,12 +72,6 @@ Layout readLayout(const Look& look, std::optional<std::int64_t> fileSize, const 
 
 /* Makes a revision 2 file leave open how many traces it holds: some may be dropped after this is written. */
 void forgetTraceCount(Preamble& preamble, Layout& layout);
-
-/* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as printable ASCII, with blanks for
- * everything else; no lines when there is no such header. */
-std::vector<std::string> textLines(const Preamble& preamble, const Layout& layout, int header = 0);
-/* Replaces line (0 .. 39) of the text header, in the file's own encoding. */
-void setTextLine(Preamble& preamble, const Layout& layout, int line, std::string_view text);
 
 }
 

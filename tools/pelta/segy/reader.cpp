@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "segy/binaryheader.h"
 #include "segy/tapeinput.h"
 #include "support/failure.h"
 #include "support/libraryvoice.h"
@@ -197,8 +198,8 @@ struct Reader::Inside {
         wholeTraces = room / layout.traceBytes();
         truncatedBytes = room % layout.traceBytes();
         if (layout.promisedTraces > 0 && layout.trailerBytes == 0 && *wholeTraces > layout.promisedTraces)
-            warnings.push_back(fmt::format("{}: {} traces are promised at byte 3513 and {} are there; all are read", name,
-                                           layout.promisedTraces, *wholeTraces));
+            warnings.push_back(fmt::format("{}: {} traces are promised at byte {} and {} are there; all are read", name,
+                                           layout.promisedTraces, traceCountWord.position, *wholeTraces));
         complainOfEnd([this](const std::string& text) { warnings.push_back(text); });
         if (layout.trailerBytes == 0) return;
         const auto count = static_cast<std::size_t>(layout.trailerBytes);
@@ -215,8 +216,8 @@ struct Reader::Inside {
             what = fmt::format("{}: the last trace, from byte {}, has {} of {} bytes ({} samples of format {} a trace)", name,
                                end + 1, truncatedBytes, layout.traceBytes(), layout.sampleCount, nameOf(layout.format));
         else if (*wholeTraces < layout.promisedTraces)
-            what = fmt::format("{}: ends at byte {} after {} traces, {} are promised at byte 3513", name, end, *wholeTraces,
-                               layout.promisedTraces);
+            what = fmt::format("{}: ends at byte {} after {} traces, {} are promised at byte {}", name, end, *wholeTraces,
+                               layout.promisedTraces, traceCountWord.position);
         else if (*wholeTraces > 0) return;
         else fail("{}: ends at byte {} and holds no trace", name, end);
         if (*wholeTraces == 0) fail("{}; there is no whole one, --samples or --format override wrong words", what);
@@ -300,9 +301,10 @@ struct Reader::Inside {
     bool pipeEnds() {
         if (wholeTraces) return true;
         if (layout.promisedTraces > 0 && number == layout.promisedTraces) {
-            constexpr std::size_t longestTrailer = 32767 * std::size_t{textHeaderBytes};
+            constexpr auto longestTrailer = static_cast<std::size_t>(mostTextHeaders * textHeaderBytes);
             if (take(trailer, longestTrailer) && fill(1))
-                fail("{}: goes on behind the {} traces that are promised at byte 3513", name, layout.promisedTraces);
+                fail("{}: goes on behind the {} traces that are promised at byte {}", name, layout.promisedTraces,
+                     traceCountWord.position);
             endPipe(0);
             return true;
         }

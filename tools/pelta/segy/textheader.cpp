@@ -57,8 +57,6 @@ bool endsText(const unsigned char* block) {
 
 namespace {
 
-constexpr int textLineCount = 40, textLineLength = 80;
-
 std::size_t textHeaderPosition(int header) {
     return header == 0 ? 0 : textHeaderBytes + binaryHeaderBytes + static_cast<std::size_t>(header - 1) * textHeaderBytes;
 }

@@ -2,12 +2,15 @@
 #define PELTA_TOOL_TEXTHEADER_H
 
 #include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "segy/layout.h"
 
 namespace pelta::segy {
 
-/* How text is told from other bytes; what it says is read by textLines (layout.h). */
+inline constexpr int textLineCount = 40, textLineLength = 80;
 
 /* The alphabet of a text header of 3,200 bytes; EBCDIC, the older one, when nothing speaks for either. */
 TextEncoding textEncodingOf(const unsigned char* header);
@@ -17,6 +20,12 @@ bool looksLikeText(const unsigned char* bytes, std::size_t count);
 
 /* Whether a text header of 3,200 bytes holds "((SEG: EndText))", with any blanks, in capitals or not, in either alphabet. */
 bool endsText(const unsigned char* block);
+
+/* The 40 lines of 80 characters of the text header (or of extended header k = 1, 2, ...) as printable ASCII, with blanks for
+ * everything else; no lines when there is no such header. */
+std::vector<std::string> textLines(const Preamble& preamble, const Layout& layout, int header = 0);
+/* Replaces line (0 .. 39) of the text header, in the file's own encoding. */
+void setTextLine(Preamble& preamble, const Layout& layout, int line, std::string_view text);
 
 }
 

@@ -1,12 +1,11 @@
 #include "segy/writer.h"
 
-#include <pelta/formats.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
 
-#include "support/failure.h"
+#include "segy/binaryheader.h"
+#include "segy/textheader.h"
 
 namespace pelta::segy {
 namespace {
@@ -45,20 +44,27 @@ void Writer::commit() {
 
 namespace {
 
-constexpr HeaderWord intervalWord{3217, 2}, samplesWord{3221, 2}, formatWord{3225, 2}, unitWord{3255, 2},
-    extendedSamplesWord{3269, 4}, extendedIntervalWord{3273, 8}, byteOrderWord{3297, 4}, revisionWord{3501, 2},
-    fixedLengthWord{3503, 2}, extraTraceHeadersWord{3507, 4};
-constexpr std::int64_t byteOrderConstant = 0x01020304, metres = 1, feet = 2;
-
 void setText(Preamble& preamble, const Layout& layout, const std::vector<std::string>& lines) {
-    constexpr int lineCount = 40;
-    for (int k = 0; k < lineCount; ++k) {
+    for (int k = 0; k < textLineCount; ++k) {
         const auto index = static_cast<std::size_t>(k);
         setTextLine(preamble, layout, k, index < lines.size() ? std::string_view(lines[index]) : "");
     }
 }
 
-/* The words of revision 2 hold what the old ones cannot. */
+/* False where the interval or the sample count needs the words of revision 2. */
+bool setPlainWords(Preamble& preamble, const Layout& layout) {
+    unsigned char* header = preamble.data();
+    const double microseconds = 1000.0 * layout.intervalMs;
+    const auto whole = static_cast<std::int64_t>(std::clamp(std::round(microseconds), 0.0, 1e9));
+    const bool isWhole = std::abs(microseconds - static_cast<double>(whole)) < 1e-6;
+    writeWord(header, formatWord, layout.byteOrder, static_cast<int>(layout.format));
+    writeWord(header, unitWord, layout.byteOrder, layout.isFeet ? feetUnit : metresUnit);
+    writeWord(header, fixedLengthWord, layout.byteOrder, 1);
+    return isWhole && writeUnsignedWord(header, intervalWord, layout.byteOrder, whole) &&
+           writeUnsignedWord(header, samplesWord, layout.byteOrder, layout.sampleCount);
+}
+
+/* Words of revision 2, for what the plain ones cannot hold. */
 void setExtendedWords(Preamble& preamble, const Layout& layout) {
     unsigned char* header = preamble.data();
     const double microseconds = 1000.0 * layout.intervalMs;
@@ -73,22 +79,17 @@ void setExtendedWords(Preamble& preamble, const Layout& layout) {
 Preamble makePreamble(const Layout& layout, const std::vector<std::string>& lines) {
     Preamble preamble(textHeaderBytes + binaryHeaderBytes);
     setText(preamble, layout, lines);
+    const bool fits = setPlainWords(preamble, layout);
+    const int major = !fits || layout.extraTraceHeaders > 0 ? 2 : layout.revisionMajor;
+    const int minor = major == layout.revisionMajor ? layout.revisionMinor : 0;
     unsigned char* header = preamble.data();
-    const double microseconds = 1000.0 * layout.intervalMs;
-    const auto whole = static_cast<std::int64_t>(std::clamp(std::round(microseconds), 0.0, 1e9));
-    const bool isWhole = std::abs(microseconds - static_cast<double>(whole)) < 1e-6;
-    const bool fits = isWhole && writeUnsignedWord(header, intervalWord, layout.byteOrder, whole) &&
-                      writeUnsignedWord(header, samplesWord, layout.byteOrder, layout.sampleCount);
-    writeWord(header, formatWord, layout.byteOrder, static_cast<int>(layout.format));
-    writeWord(header, unitWord, layout.byteOrder, layout.isFeet ? feet : metres);
-    writeWord(header, fixedLengthWord, layout.byteOrder, 1);
-    const bool needsRevision2 = !fits || layout.extraTraceHeaders > 0;
-    const int major = needsRevision2 ? 2 : layout.revisionMajor;
-    if (major >= 2) {
-        setExtendedWords(preamble, layout);
-        header[revisionWord.position - 1] = static_cast<unsigned char>(major);
-        header[revisionWord.position] = static_cast<unsigned char>(major == layout.revisionMajor ? layout.revisionMinor : 0);
-    } else writeWord(header, revisionWord, layout.byteOrder, major << 8 | layout.revisionMinor);
+    if (major < 2) {
+        writeWord(header, revisionWord, layout.byteOrder, major << 8 | minor);
+        return preamble;
+    }
+    setExtendedWords(preamble, layout);
+    writeUnsignedWord(header, revisionMajorWord, layout.byteOrder, major);
+    writeUnsignedWord(header, revisionMinorWord, layout.byteOrder, minor);
     return preamble;
 }
 

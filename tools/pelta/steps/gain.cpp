@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "flow/step.h"
+#include "segy/binaryheader.h"
 #include "segy/writer.h"
 
 namespace pelta {
@@ -48,9 +49,8 @@ class GainsFile : public Collector {
         return layout;
     }
     static segy::Preamble withIeeeFormat(const Line& line) {
-        constexpr int formatByte = 3225;
         segy::Preamble preamble = line.preamble;
-        segy::writeWord(preamble.data(), {formatByte, 2}, line.layout.byteOrder, static_cast<int>(segy::SampleFormat::ieee));
+        segy::writeWord(preamble.data(), segy::formatWord, line.layout.byteOrder, static_cast<int>(segy::SampleFormat::ieee));
         return preamble;
     }
 
