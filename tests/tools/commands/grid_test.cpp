@@ -5,12 +5,10 @@
 #include <sstream>
 #include <vector>
 
-#include "support/process.h"
+#include "support/peltacommand.h"
 #include "support/segyfiles.h"
 
 namespace {
-
-Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
 
 void write(const std::string& name, const std::string& text) { std::ofstream(name, std::ios::binary) << text; }
 
@@ -36,11 +34,11 @@ std::vector<double> valuesOf(const std::string& ascii) {
 class GridCommand : public testing::Test {
   protected:
     void SetUp() override { write(points, planePoints()); }
-    Outcome grid(const std::string& arguments) { return pelta("grid " + points + " " + arguments); }
+    Outcome grid(const std::string& arguments) { return runPelta("grid " + points + " " + arguments); }
     /* One line of complaint, and no file that was not there. */
     void expectFailure(const std::string& arguments, int status, const std::string& complaint) {
         const std::string before = folder.listing();
-        const Outcome outcome = pelta("grid " + arguments);
+        const Outcome outcome = runPelta("grid " + arguments);
         EXPECT_EQ(outcome.status, status) << arguments;
         EXPECT_EQ(outcome.err, "pelta: " + complaint + "\n");
         EXPECT_EQ(outcome.out, "");
@@ -48,11 +46,10 @@ class GridCommand : public testing::Test {
     }
     void expectFailureOf(const std::string& text, const std::string& options, const std::string& complaint) {
         write(folder / "bad.csv", text);
-        const std::string picture = drawsPictures ? " --picture " + (folder / "p.png") : "";
+        const std::string picture = hasPictures() ? " --picture " + (folder / "p.png") : "";
         expectFailure((folder / "bad.csv") + " " + surface + picture + " " + options, 1, (folder / "bad.csv") + complaint);
     }
 
-    const bool drawsPictures = pelta("plot").err.find("unknown command") == std::string::npos;
     const TemporaryFolder folder;
     const std::string points = folder / "points.csv", surface = folder / "surface.asc";
     const std::string columns = " --x east --y north --z height ";
@@ -90,7 +87,7 @@ TEST_F(GridCommand, GivesTheSameSurfaceFromEveryFormatOfTextAndStandardInput) {
     }
     write(folder / "points.xyz", xyz);
     const std::string other = folder / "other.asc";
-    ASSERT_EQ(pelta("grid " + (folder / "points.xyz") + " " + other).status, 0);
+    ASSERT_EQ(runPelta("grid " + (folder / "points.xyz") + " " + other).status, 0);
     EXPECT_EQ(contentsOf(other), contentsOf(surface));
     ASSERT_EQ(runShell("tail -n +2 '" + (folder / "points.xyz") + "' | " + PELTA_COMMAND + " grid - " + other + " --overwrite")
                   .status,
@@ -169,7 +166,7 @@ TEST_F(GridCommand, WritesGridsThatGdalOpens) {
 TEST_F(GridCommand, DrawsAMapOrSaysThatThisBuildCannot) {
     const std::string picture = folder / "map.png";
     const Outcome outcome = grid(columns + "--picture " + picture + " --shaded --contours 20");
-    if (!drawsPictures) {
+    if (!hasPictures()) {
         EXPECT_EQ(outcome.err, "pelta: --picture " + picture +
                                    ": this pelta was built without pictures; the grid and the report can be had without it\n");
         return;
@@ -340,7 +337,9 @@ class GridOfHeaders : public testing::Test {
         }
         write(line, bytes);
     }
-    Outcome grid(const std::string& arguments) { return pelta("grid " + line + " " + surface + " --overwrite " + arguments); }
+    Outcome grid(const std::string& arguments) {
+        return runPelta("grid " + line + " " + surface + " --overwrite " + arguments);
+    }
     std::vector<double> values() const { return valuesOf(contentsOf(surface)); }
 
     const TemporaryFolder folder;
@@ -411,10 +410,10 @@ TEST_F(GridOfHeaders, SaysWhichWordItNeeds) {
         "--z fold --x receiver_x --y source_y", 1,
         line + ": its 6 points lie on one line; a surface needs others beside it (--x and --y choose what places them)");
     std::filesystem::copy_file(line, folder / "line.segy");
-    EXPECT_EQ(pelta("grid " + (folder / "line.segy") + " --z fold").status, 0);
+    EXPECT_EQ(runPelta("grid " + (folder / "line.segy") + " --z fold").status, 0);
     std::filesystem::rename(folder / "line.segy", folder / "renamed");
-    EXPECT_EQ(pelta("grid " + (folder / "renamed") + " --segy --z fold").status, 0);
-    EXPECT_EQ(pelta("grid " + (folder / "renamed")).status, 1) << "no table";
+    EXPECT_EQ(runPelta("grid " + (folder / "renamed") + " --segy --z fold").status, 0);
+    EXPECT_EQ(runPelta("grid " + (folder / "renamed")).status, 1) << "no table";
 }
 
 }

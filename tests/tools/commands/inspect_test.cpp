@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/process.h"
+#include "support/peltacommand.h"
 
 namespace {
 
@@ -14,13 +14,11 @@ using nlohmann::json;
 
 constexpr std::size_t traceStart = 3600, traceBytes = 240 + 4 * 200;
 
-Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
-
 /* A clean line of 3 records with 10 channels, to be damaged. */
 class Inspect : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_EQ(pelta("synth " + line + " --records 3 --channels 10 --samples 200 --dead 0 --format ieee").status, 0);
+        ASSERT_EQ(runPelta("synth " + line + " --records 3 --channels 10 --samples 200 --dead 0 --format ieee").status, 0);
         bytes = contentsOf(line);
     }
     /* The file with the big-endian word of size bytes at the zero-based place set. */
@@ -42,11 +40,11 @@ class Inspect : public testing::Test {
 
 TEST_F(Inspect, FindsNothingWrongWithACleanLine) {
     for (const char* command : {"info ", "check "}) {
-        const Outcome outcome = pelta(command + line);
+        const Outcome outcome = runPelta(command + line);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, "");
         EXPECT_TRUE(outcome.out.ends_with("\n0 errors, 0 warnings\n")) << outcome.out;
-        const json report = json::parse(pelta(command + line + " --json").out);
+        const json report = json::parse(runPelta(command + line + " --json").out);
         EXPECT_EQ(report["findings"], json::array());
         EXPECT_EQ(report["traces"], 30);
     }
@@ -54,7 +52,7 @@ TEST_F(Inspect, FindsNothingWrongWithACleanLine) {
 
 /* The only finding of check, and its exit status with it. */
 json onlyFinding(const std::string& arguments, int status) {
-    const Outcome outcome = pelta("check --json " + arguments);
+    const Outcome outcome = runPelta("check --json " + arguments);
     EXPECT_EQ(outcome.status, status) << outcome.out << outcome.err;
     EXPECT_EQ(outcome.err.empty(), status == 0) << outcome.err;
     const json report = json::parse(outcome.out);
@@ -97,13 +95,13 @@ TEST_F(Inspect, FindsAnIntervalOfTracesThatDiffersFromTheFiles) {
 TEST_F(Inspect, FindsAFileIntervalOfZeroAndTakesTheTraces) {
     put(3216, 2, 0);
     EXPECT_FINDING(onlyFinding(damaged(), 1), 3217, nullptr, 0, nullptr, "--interval", nullptr, 0);
-    EXPECT_EQ(pelta("check " + damaged() + " --interval 2").status, 0);
+    EXPECT_EQ(runPelta("check " + damaged() + " --interval 2").status, 0);
 }
 
 TEST_F(Inspect, FindsAFileSampleCountOfZeroAndTakesTheTraces) {
     put(3220, 2, 0);
     EXPECT_FINDING(onlyFinding(damaged(), 1), 3221, nullptr, 0, nullptr, "--samples", nullptr, 0);
-    EXPECT_EQ(pelta("check " + damaged() + " --samples 200").status, 0);
+    EXPECT_EQ(runPelta("check " + damaged() + " --samples 200").status, 0);
 }
 
 TEST_F(Inspect, FindsAFileSampleCountThatDoesNotFit) {
@@ -119,8 +117,8 @@ TEST_F(Inspect, FindsATruncatedTraceAndReadsTheWholeOnes) {
         "trace 30 at byte 33761 is cut off: 940 of 1040 bytes are there; expected whole traces; --samples or "
         "--format override wrong words";
     EXPECT_EQ(finding["text"], text);
-    EXPECT_EQ(json::parse(pelta("check --json " + file).out)["traces_read"], 29);
-    EXPECT_EQ(pelta("check " + file).err, "pelta: " + file + ": " + text + "\n");
+    EXPECT_EQ(json::parse(runPelta("check --json " + file).out)["traces_read"], 29);
+    EXPECT_EQ(runPelta("check " + file).err, "pelta: " + file + ": " + text + "\n");
     const json ofPipe = json::parse(runShell("cat " + file + " | " PELTA_COMMAND " check --json -").out);
     EXPECT_EQ(ofPipe["findings"], json::array({finding}));
     EXPECT_EQ(ofPipe["file"], "standard input");
@@ -141,7 +139,7 @@ TEST_F(Inspect, FindsSamplesThatAreNoNumbers) {
     EXPECT_EQ(finding["text"],
               "samples are not finite (1 NaN, 2 infinite) on 2 of 30 traces, the first is 5, from byte 8029; "
               "expected numbers; --format or --endian override how they are read");
-    const json samples = json::parse(pelta("check --json " + file).out)["samples"];
+    const json samples = json::parse(runPelta("check --json " + file).out)["samples"];
     EXPECT_EQ(samples["nan_samples"], 1);
     EXPECT_EQ(samples["infinite_samples"], 2);
     EXPECT_EQ(samples["not_finite"], json({{"count", 2}, {"first", {5, 7}}}));
@@ -172,7 +170,8 @@ TEST_F(Inspect, FindsADelayWhoseScalarIsNone) {
     putInTrace(2, 215, 2, 3);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(3, 215), "time_scalar", 3, scalarValues, "--map", 3, 1);
     putInTrace(2, 215, 2, -10);
-    EXPECT_EQ(json::parse(pelta("check --json " + damaged()).out)["geometry"]["delay_ms"], json({{"min", 0.0}, {"max", 10.0}}));
+    EXPECT_EQ(json::parse(runPelta("check --json " + damaged()).out)["geometry"]["delay_ms"],
+              json({{"min", 0.0}, {"max", 10.0}}));
 }
 
 TEST_F(Inspect, FindsCoordinatesThatAreMissingOnSomeTraces) {
@@ -183,13 +182,13 @@ TEST_F(Inspect, FindsCoordinatesThatAreMissingOnSomeTraces) {
 }
 
 TEST_F(Inspect, TakesTheOriginForAPlaceOfTheLine) {
-    const json geometry = json::parse(pelta("check --json " + line).out)["geometry"];
+    const json geometry = json::parse(runPelta("check --json " + line).out)["geometry"];
     EXPECT_EQ(geometry["sources"]["x"], json({{"min", 0.0}, {"max", 100.0}})) << "the first shot stands at 0";
 }
 
 TEST_F(Inspect, FindsAnOffsetThatTheCoordinatesContradict) {
     putInTrace(8, 37, 4, -250); /* the sign and a metre are free */
-    EXPECT_EQ(pelta("check " + damaged()).status, 0);
+    EXPECT_EQ(runPelta("check " + damaged()).status, 0);
     putInTrace(9, 37, 4, 300);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(10, 37), "offset", 300, 275.0, "--map", 10, 1);
 }
@@ -216,7 +215,7 @@ TEST_F(Inspect, FindsTraceNumbersThatDoNotAscend) {
 
 TEST_F(Inspect, LetsTraceNumbersBeginAnewWithARecord) {
     for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 1, 4, 1 + static_cast<int>(t % 10));
-    EXPECT_TRUE(pelta("check " + damaged()).out.ends_with("\n0 errors, 0 warnings\n"));
+    EXPECT_TRUE(runPelta("check " + damaged()).out.ends_with("\n0 errors, 0 warnings\n"));
 }
 
 TEST_F(Inspect, FindsAChannelThatComesTwiceInARecord) {
@@ -227,7 +226,7 @@ TEST_F(Inspect, FindsAChannelThatComesTwiceInARecord) {
 TEST_F(Inspect, FindsTracesMarkedDeadWhoseSamplesVary) {
     putInTrace(3, 29, 2, 2);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(4, 29), nullptr, 2, 1, "--map", 4, 1);
-    EXPECT_EQ(json::parse(pelta("check --json " + file).out)["samples"]["dead"], json({{"count", 1}, {"first", {4}}}));
+    EXPECT_EQ(json::parse(runPelta("check --json " + file).out)["samples"]["dead"], json({{"count", 1}, {"first", {4}}}));
 }
 
 TEST_F(Inspect, FindsSpikes) {
@@ -251,16 +250,17 @@ TEST_F(Inspect, FindsAFileWithoutLiveTraces) {
 
 TEST_F(Inspect, FindsSamplesOfAnotherFormat) {
     put(3224, 2, 1);
-    const json report = json::parse(pelta("check --json " + damaged()).out);
+    const json report = json::parse(runPelta("check --json " + damaged()).out);
     EXPECT_FINDING(report["findings"].at(0), 3225, nullptr, "ibm", "ieee", "--format", nullptr, 0);
-    ASSERT_EQ(pelta("synth " + line + " --overwrite --records 3 --channels 10 --samples 200 --dead 0 --format ibm").status, 0);
+    ASSERT_EQ(runPelta("synth " + line + " --overwrite --records 3 --channels 10 --samples 200 --dead 0 --format ibm").status,
+              0);
     bytes = contentsOf(line);
     put(3224, 2, 5);
     EXPECT_FINDING(onlyFinding(damaged(), 0), 3225, nullptr, "ieee", "ibm", "--format", nullptr, 0);
 }
 
 TEST_F(Inspect, FindsSamplesInTheOtherByteOrder) {
-    ASSERT_EQ(pelta("synth " + line + " --overwrite --records 3 --channels 10 --samples 200 --dead 0 --format int16").status,
+    ASSERT_EQ(runPelta("synth " + line + " --overwrite --records 3 --channels 10 --samples 200 --dead 0 --format int16").status,
               0);
     bytes = contentsOf(line);
     for (std::size_t t = 0; t < 30; ++t)
@@ -268,7 +268,7 @@ TEST_F(Inspect, FindsSamplesInTheOtherByteOrder) {
             const std::size_t place = traceStart + t * (240 + 400) + 240 + 2 * k;
             std::swap(bytes[place], bytes[place + 1]);
         }
-    const json report = json::parse(pelta("check --json " + damaged()).out);
+    const json report = json::parse(runPelta("check --json " + damaged()).out);
     EXPECT_EQ(report["findings"][0]["expected"], "little endian") << report["findings"].dump(1);
     EXPECT_EQ(report["findings"][0]["option"], "--endian");
 }
@@ -284,12 +284,12 @@ TEST_F(Inspect, SaysInOneLineWhyAFileCannotBeRead) {
         {folder / "none.sgy", "pelta: " + (folder / "none.sgy") + ": cannot be read: No such file or directory\n"}};
     for (const char* command : {"info ", "check "})
         for (const auto& [name, complaint] : cases) {
-            const Outcome outcome = pelta(command + name);
+            const Outcome outcome = runPelta(command + name);
             EXPECT_EQ(outcome.status, 1);
             EXPECT_EQ(outcome.out, "");
             EXPECT_EQ(outcome.err, complaint);
         }
-    const json report = json::parse(pelta("check --json " + file).out);
+    const json report = json::parse(runPelta("check --json " + file).out);
     EXPECT_EQ(report["readable"], false);
     EXPECT_FINDING(report["findings"].at(0), 3225, nullptr, 77, "1 (ibm), 2 (int32), 3 (int16), 5 (ieee) or 8 (int8)",
                    "--format", nullptr, 0);
@@ -299,7 +299,7 @@ TEST_F(Inspect, SaysInOneLineWhyAFileCannotBeRead) {
 TEST_F(Inspect, CountsTheErrorsThatTheLineOnStandardErrorLeavesOut) {
     putInTrace(6, 241, 4, 0xFF800000);
     bytes.resize(bytes.size() - 1);
-    const Outcome outcome = pelta("info " + damaged());
+    const Outcome outcome = runPelta("info " + damaged());
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(outcome.err.ends_with("override wrong words (and 1 more)\n")) << outcome.err;
     EXPECT_NE(outcome.out.find("\n2 errors, 0 warnings\n"), std::string::npos) << outcome.out;
@@ -308,7 +308,7 @@ TEST_F(Inspect, CountsTheErrorsThatTheLineOnStandardErrorLeavesOut) {
 TEST_F(Inspect, PrintsTheWordsThatAreFilled) {
     putInTrace(2, 91, 2, 1);
     putInTrace(2, 233, 4, 256);
-    const std::string out = pelta("check " + damaged()).out;
+    const std::string out = runPelta("check " + damaged()).out;
     EXPECT_NE(out.find("\nword                 byte          min          max  distinct    filled\n"
                        "trace                   1            1           30        30        30\n"),
               std::string::npos)
@@ -322,8 +322,8 @@ TEST_F(Inspect, PrintsTheWordsThatAreFilled) {
 TEST_F(Inspect, LooksAtAHandfulOfTracesForInfo) {
     putInTrace(29, 241, 4, 0x7FC00000);
     damaged();
-    EXPECT_EQ(pelta("info " + file).status, 1) << "the last trace of a file is read";
-    const json ofFile = json::parse(pelta("info --json " + file).out);
+    EXPECT_EQ(runPelta("info " + file).status, 1) << "the last trace of a file is read";
+    const json ofFile = json::parse(runPelta("info --json " + file).out);
     EXPECT_EQ(ofFile["traces"], 30);
     EXPECT_EQ(ofFile["traces_read"], 24);
     const json ofPipe = json::parse(runShell("cat " + file + " | " PELTA_COMMAND " info - --json").out);
@@ -335,7 +335,7 @@ TEST_F(Inspect, LooksAtAHandfulOfTracesForInfo) {
 }
 
 TEST_F(Inspect, PrintsTheTextHeaderWholeOnRequest) {
-    const std::string brief = pelta("info " + line).out, whole = pelta("info --text " + line).out;
+    const std::string brief = runPelta("info " + line).out, whole = runPelta("info --text " + line).out;
     EXPECT_EQ(brief.find("\n\n\n"), std::string::npos) << brief;
     EXPECT_EQ(std::count(whole.begin(), whole.end(), '\n') - std::count(brief.begin(), brief.end(), '\n'), 40 - 4);
 }
@@ -350,7 +350,7 @@ class FieldData : public testing::Test {
     }
     /* Word, or byte in the file, and option of each finding. */
     std::vector<std::string> findings(const std::string& name) {
-        const json report = json::parse(pelta("check --json " + _folder + "/" + name).out);
+        const json report = json::parse(runPelta("check --json " + _folder + "/" + name).out);
         std::vector<std::string> list;
         for (const json& finding : report["findings"])
             list.push_back(finding["word"].is_string() ? finding["word"].get<std::string>() : finding["byte"].dump());

@@ -4,15 +4,13 @@
 #include <sstream>
 #include <vector>
 
-#include "support/process.h"
+#include "support/peltacommand.h"
 #include "support/segyfiles.h"
 #include "synthesis/line.h"
 
 namespace {
 
 using namespace pelta::synthesis;
-
-Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
 
 const double interceptMs =
     2000.0 * weatheredThickness *
@@ -48,9 +46,9 @@ class Refract : public testing::Test {
     static constexpr std::size_t traceBytes = 240 + 4 * samples;
 
     void SetUp() override {
-        ASSERT_EQ(pelta("synth " + line + " --records 3 --channels 20 --samples 500 --dead 0 --noise 0.02").status, 0);
+        ASSERT_EQ(runPelta("synth " + line + " --records 3 --channels 20 --samples 500 --dead 0 --noise 0.02").status, 0);
     }
-    Outcome refract(const std::string& arguments) { return pelta("refract " + line + " " + results + " " + arguments); }
+    Outcome refract(const std::string& arguments) { return runPelta("refract " + line + " " + results + " " + arguments); }
     Table table() const { return Table(contentsOf(results)); }
     /* Changes a word of every trace header. */
     void setWords(int byte, int size, std::int64_t value) {
@@ -63,7 +61,7 @@ class Refract : public testing::Test {
     /* One line of complaint, and no file that was not there. */
     void expectFailure(const std::string& arguments, int status, const std::string& complaint) {
         const std::string before = folder.listing();
-        const std::string picture = drawsPictures ? " --picture " + (folder / "p.png") : "";
+        const std::string picture = hasPictures() ? " --picture " + (folder / "p.png") : "";
         const Outcome outcome = refract(arguments + picture + " --residuals " + (folder / "r.csv"));
         EXPECT_EQ(outcome.status, status) << arguments;
         EXPECT_EQ(outcome.err, "pelta: " + complaint + "\n");
@@ -71,7 +69,6 @@ class Refract : public testing::Test {
         EXPECT_EQ(folder.listing(), before);
     }
 
-    const bool drawsPictures = pelta("plot").err.find("unknown command") == std::string::npos;
     const TemporaryFolder folder;
     const std::string line = folder / "line.sgy", results = folder / "results.csv", truth = line + ".first_breaks.csv";
     const std::string windows = " --offsets 150,1000 --direct 0,120 ";
@@ -101,8 +98,8 @@ TEST_F(Refract, FindsTheTruthFromTheTrueFirstBreaks) {
 /* Automatic picks are whole samples of 2 ms on a rising wavelet. */
 TEST_F(Refract, ComesNearTheTruthFromAutomaticPicksAsTableAndInHeaders) {
     const std::string picked = folder / "picked.sgy", picks = folder / "picks.csv";
-    ASSERT_EQ(pelta("pick " + line + " " + picked +
-                    " --ipmethod energy --method offset --velocity 2000 --winlen 200 --map pick=233:2 --picks-file " + picks)
+    ASSERT_EQ(runPelta("pick " + line + " " + picked +
+                       " --ipmethod energy --method offset --velocity 2000 --winlen 200 --map pick=233:2 --picks-file " + picks)
                   .status,
               0);
     const Outcome outcome = refract("--picks " + picks + windows);
@@ -115,17 +112,17 @@ TEST_F(Refract, ComesNearTheTruthFromAutomaticPicksAsTableAndInHeaders) {
         EXPECT_LT(table().number(row, "velocity_error_m_per_s"), 0.01 * refractorVelocity);
     }
     const std::string fromTable = contentsOf(results);
-    const Outcome fromHeaders = pelta("refract " + picked + " " + results + " --overwrite --map pick=233:2" + windows);
+    const Outcome fromHeaders = runPelta("refract " + picked + " " + results + " --overwrite --map pick=233:2" + windows);
     ASSERT_EQ(fromHeaders.status, 0) << fromHeaders.err;
     EXPECT_EQ(contentsOf(results), fromTable);
     for (const char* unit : {"us", "samples"}) {
-        ASSERT_EQ(pelta("pick " + line + " " + picked + " --overwrite --ipmethod energy --method offset --velocity 2000" +
-                        " --winlen 200 --map pick=233:4 --word-unit " + unit)
+        ASSERT_EQ(runPelta("pick " + line + " " + picked + " --overwrite --ipmethod energy --method offset --velocity 2000" +
+                           " --winlen 200 --map pick=233:4 --word-unit " + unit)
                       .status,
                   0);
-        ASSERT_EQ(
-            pelta("refract " + picked + " " + results + " --overwrite --map pick=233:4 --word-unit " + unit + windows).status,
-            0);
+        ASSERT_EQ(runPelta("refract " + picked + " " + results + " --overwrite --map pick=233:4 --word-unit " + unit + windows)
+                      .status,
+                  0);
         EXPECT_EQ(contentsOf(results), fromTable) << unit;
     }
 }
@@ -218,7 +215,7 @@ TEST_F(Refract, LooksAtTheRecordsThatAreAskedFor) {
 
 TEST_F(Refract, WritesItsTableToStandardOutputAlone) {
     const Outcome file = refract("--picks " + truth + windows);
-    const Outcome piped = pelta("refract " + line + " - --picks " + truth + windows);
+    const Outcome piped = runPelta("refract " + line + " - --picks " + truth + windows);
     EXPECT_EQ(piped.out, contentsOf(results));
     EXPECT_EQ(piped.err, file.out);
 }
@@ -269,7 +266,7 @@ TEST_F(Refract, SaysWhereOffsetsCannotBeHad) {
 TEST_F(Refract, KeepsItsInputsFromItsOutputs) {
     for (const std::string& input : {line, truth}) {
         const std::string before = contentsOf(input);
-        EXPECT_EQ(pelta("refract " + line + " " + input + " --overwrite --picks " + truth).err,
+        EXPECT_EQ(runPelta("refract " + line + " " + input + " --overwrite --picks " + truth).err,
                   "pelta: " + input + ": is the input itself; choose another name for the output\n");
         EXPECT_TRUE(contentsOf(input) == before);
     }
@@ -278,7 +275,7 @@ TEST_F(Refract, KeepsItsInputsFromItsOutputs) {
 TEST_F(Refract, DrawsAPictureOrSaysThatThisBuildCannot) {
     const std::string picture = folder / "picture.svg";
     const Outcome outcome = refract("--picks " + truth + windows + "--picture " + picture);
-    if (!drawsPictures) {
+    if (!hasPictures()) {
         EXPECT_EQ(outcome.status, 2);
         EXPECT_EQ(outcome.err, "pelta: --picture " + picture +
                                    ": this pelta was built without pictures; everything else can be had without it\n");
@@ -295,7 +292,7 @@ TEST(RefractFieldData, FitsBothSidesOfHandPicks) {
     const char* data = std::getenv("PELTA_FIELD_DATA");
     if (!data) GTEST_SKIP() << "PELTA_FIELD_DATA is not set";
     const std::string survey = std::string(data) + "/refraction_roll";
-    const Outcome outcome = pelta("refract " + survey + ".sgy - --offsets 25,200 --picks " + survey + "_picks.csv");
+    const Outcome outcome = runPelta("refract " + survey + ".sgy - --offsets 25,200 --picks " + survey + "_picks.csv");
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("207 first breaks; offsets from the coordinates, which the offset word rounds\n"),
               std::string::npos);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "support/process.h"
+#include "support/peltacommand.h"
 #include "support/segyfiles.h"
 
 namespace {
@@ -15,10 +15,8 @@ constexpr std::size_t preambleBytes = 3600, traceBytes = 240 + 4 * 300;
 class StepCommands : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_EQ(pelta("synth " + line + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
+        ASSERT_EQ(runPelta("synth " + line + " --records 3 --channels 10 --samples 300 --noise 0.02").status, 0);
     }
-
-    static Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
 
     std::string file(const std::string& name, const std::string& contents) const {
         std::ofstream(folder / name, std::ios::binary) << contents;
@@ -34,7 +32,7 @@ class StepCommands : public testing::Test {
 
     void expectFailure(const std::string& arguments, const std::string& expected) {
         const std::string listing = folder.listing();
-        const Outcome outcome = pelta(arguments);
+        const Outcome outcome = runPelta(arguments);
         EXPECT_EQ(outcome.status, 1) << arguments;
         EXPECT_EQ(outcome.err, "pelta: " + expected + "\n") << arguments;
         EXPECT_EQ(folder.listing(), listing) << arguments;
@@ -47,7 +45,7 @@ class StepCommands : public testing::Test {
 };
 
 TEST_F(StepCommands, LeavesTheTracesOutsideAnAreaOut) {
-    const Outcome outcome = pelta("trim " + line + " " + out + firstReceivers);
+    const Outcome outcome = runPelta("trim " + line + " " + out + firstReceivers);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(outcome.err.find("30 traces in "), std::string::npos) << outcome.err;
     EXPECT_NE(outcome.err.find(", 26 of them dropped -> "), std::string::npos) << outcome.err;
@@ -57,10 +55,10 @@ TEST_F(StepCommands, LeavesTheTracesOutsideAnAreaOut) {
 
 TEST_F(StepCommands, DropsTheSameTracesForAnyNumberOfThreadsAndThroughPipes) {
     const std::string big = folder / "big.sgy", area = " --polygon 300:-5,900:-5,900:5,300:5 --quiet ";
-    ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
+    ASSERT_EQ(runPelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
     for (const char* threads : {"1", "7"})
-        ASSERT_EQ(pelta("trim " + big + " " + (folder / threads) + area + "--threads " + threads).status, 0);
-    const Outcome piped = pelta("trim - -" + area + "< " + big);
+        ASSERT_EQ(runPelta("trim " + big + " " + (folder / threads) + area + "--threads " + threads).status, 0);
+    const Outcome piped = runPelta("trim - -" + area + "< " + big);
     EXPECT_LT(piped.out.size(), contentsOf(big).size());
     EXPECT_TRUE(contentsOf(folder / "1") == piped.out);
     EXPECT_TRUE(contentsOf(folder / "7") == piped.out);
@@ -72,7 +70,7 @@ TEST_F(StepCommands, ShowsDroppedTracesToEarlierStepsOnly) {
                          "'\n[[step]]\nname='trim'\nposition='receiver'\npolygon=[[40,-5],[110,-5],[110,5],[40,5]]\n"
                          "[[step]]\nname='pick'\npicks_file='" +
                          (folder / "late.csv") + "'\n[[step]]\nname='gain'\ngains_file='" + (folder / "gains.sgy") + "'\n");
-    const Outcome outcome = pelta("run " + flow + " " + line + " " + out);
+    const Outcome outcome = runPelta("run " + flow + " " + line + " " + out);
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     const auto rows = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n') - 1; };
     EXPECT_EQ(rows(contentsOf(folder / "early.csv")), 30);
@@ -88,13 +86,13 @@ TEST_F(StepCommands, LeavesTheTraceCountOfARevision2FileOpenWhenSomeAreDropped) 
     putWord(whole, 3513, 8, 5);
     const std::string in = file("revision2.sgy", whole);
     /* Receivers at 1234.5 m and every 100 m from there. */
-    ASSERT_EQ(pelta("trim " + in + " " + out + " --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1").status, 0);
+    ASSERT_EQ(runPelta("trim " + in + " " + out + " --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1").status, 0);
     std::string expected = whole.substr(0, recipe.placeInTrace(3, 0));
     putWord(expected, 3513, 8, 0);
     EXPECT_TRUE(contentsOf(out) == expected);
-    EXPECT_EQ(pelta("check " + out).status, pelta("check " + in).status);
-    ASSERT_EQ(pelta("trim " + in + " " + (folder / "killed.sgy") +
-                    " --removal kill --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1")
+    EXPECT_EQ(runPelta("check " + out).status, runPelta("check " + in).status);
+    ASSERT_EQ(runPelta("trim " + in + " " + (folder / "killed.sgy") +
+                       " --removal kill --position receiver --polygon 1200:-1,1500:-1,1500:1,1200:1")
                   .status,
               0);
     EXPECT_TRUE(contentsOf(folder / "killed.sgy").substr(0, preambleBytes) == whole.substr(0, preambleBytes));
@@ -120,24 +118,24 @@ TEST_F(StepCommands, RefusesOffsetsThatWereNeverWritten) {
         "right word";
     expectFailure("trim " + line + " " + out + gate, line + reason);
     expectFailure("trim - " + out + gate + "< " + line, "standard input" + reason);
-    const Outcome ahead = pelta("trim " + line + " -" + gate);
+    const Outcome ahead = runPelta("trim " + line + " -" + gate);
     EXPECT_EQ(ahead.status, 1);
     EXPECT_EQ(ahead.out, "") << "a file is looked at before anything is written";
-    EXPECT_EQ(pelta("trim " + line + " " + out + " --map offset=201:4" + firstReceivers).status, 0) << "needs none";
+    EXPECT_EQ(runPelta("trim " + line + " " + out + " --map offset=201:4" + firstReceivers).status, 0) << "needs none";
 }
 
 TEST_F(StepCommands, FindsTheOnlyOffsetOfALineInItsLastTrace) {
     std::string bytes = contentsOf(line);
     putWord(bytes, preambleBytes + 29 * traceBytes + 201, 4, 275);
     const std::string in = file("late.sgy", bytes), options = " --map offset=201:4 --gate -1:0,1500:0,1500:1200,-1:1200 ";
-    ASSERT_EQ(pelta("trim " + in + " " + out + options).status, 0);
-    ASSERT_EQ(pelta("trim - " + (folder / "piped.sgy") + options + "< " + in).status, 0);
+    ASSERT_EQ(runPelta("trim " + in + " " + out + options).status, 0);
+    ASSERT_EQ(runPelta("trim - " + (folder / "piped.sgy") + options + "< " + in).status, 0);
     EXPECT_TRUE(contentsOf(out) == bytes) << "no sample lies outside, and no trace was lost to the look ahead";
     EXPECT_TRUE(contentsOf(folder / "piped.sgy") == bytes);
 }
 
 TEST_F(StepCommands, MutesByOffsetAndSaysSoInTheHeader) {
-    ASSERT_EQ(pelta("mute " + line + " " + out + " --top 0:0,1000:1000 --bottom 0:500").status, 0);
+    ASSERT_EQ(runPelta("mute " + line + " " + out + " --top 0:0,1000:1000 --bottom 0:500").status, 0);
     const std::string before = contentsOf(line), after = contentsOf(out);
     ASSERT_EQ(after.size(), before.size());
     for (std::size_t t = 0; t < 30; ++t) {
@@ -157,7 +155,7 @@ TEST_F(StepCommands, RefusesAMuteThatIsNone) {
     };
     const std::string listing = folder.listing();
     for (const auto& [options, expected] : cases) {
-        const Outcome outcome = pelta("mute " + line + " " + out + " " + options);
+        const Outcome outcome = runPelta("mute " + line + " " + out + " " + options);
         EXPECT_EQ(outcome.status, 2) << options;
         EXPECT_EQ(outcome.err, "pelta: " + expected + "\n") << options;
     }
@@ -169,12 +167,12 @@ TEST_F(StepCommands, RefusesAMuteThatIsNone) {
                   line +
                       ": mute needs offsets, and the 4 bytes at byte 201 of every trace header hold 0; --map "
                       "offset=BYTE:SIZE names the right word");
-    EXPECT_EQ(pelta("mute " + line + " " + out + " --map offset=201:4 --top 0:100").status, 0) << "one time for all offsets";
+    EXPECT_EQ(runPelta("mute " + line + " " + out + " --map offset=201:4 --top 0:100").status, 0) << "one time for all offsets";
 }
 
 TEST_F(StepCommands, CountsTheTracesWithoutAStatic) {
     const std::string statics = file("statics.csv", "record,channel,static_ms\n1,1,4\n1,2,-4\n1,3,0\n");
-    const Outcome outcome = pelta("static " + line + " " + out + " --quiet --statics-file " + statics);
+    const Outcome outcome = runPelta("static " + line + " " + out + " --quiet --statics-file " + statics);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err,
               "pelta: warning: " + statics + ": holds no static of 27 of 30 traces, which were left where they are\n");
@@ -206,9 +204,9 @@ TEST_F(StepCommands, GiveTheSameBytesForAnyNumberOfThreads) {
                                   "[[step]]\nname='static'\nword='channel'\n[[step]]\nname='mute'\ntop_m_ms=[[0,0],[900,300]]\n"
                                   "[[step]]\nname='phase'\nangle_deg=-30\n[[step]]\nname='hilbert'\n"
                                   "[[step]]\nname='trim'\ngate_m_ms=[[0,0],[2000,0],[2000,350]]\n");
-    ASSERT_EQ(pelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
+    ASSERT_EQ(runPelta("synth " + big + " --records 20 --channels 60 --samples 200").status, 0);
     for (const char* threads : {"1", "7"})
-        ASSERT_EQ(pelta("run " + flow + " " + big + " " + (folder / threads) + " --threads " + threads).status, 0);
+        ASSERT_EQ(runPelta("run " + flow + " " + big + " " + (folder / threads) + " --threads " + threads).status, 0);
     EXPECT_FALSE(contentsOf(folder / "1") == contentsOf(big));
     EXPECT_TRUE(contentsOf(folder / "1") == contentsOf(folder / "7"));
 }

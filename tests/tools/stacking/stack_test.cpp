@@ -8,7 +8,7 @@
 #include "segy/reader.h"
 #include "segy/textheader.h"
 #include "support/bits.h"
-#include "support/process.h"
+#include "support/peltacommand.h"
 #include "support/segyfiles.h"
 
 using namespace pelta;
@@ -17,8 +17,6 @@ using segy::Word;
 /* `pelta stack` as its users call it. */
 
 namespace {
-
-Outcome runPelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
 
 void write(const std::string& fileName, const std::string& contents) {
     std::ofstream(fileName, std::ios::binary).write(contents.data(), static_cast<std::streamsize>(contents.size()));

@@ -3,19 +3,15 @@
 #include <sstream>
 #include <vector>
 
-#include "support/process.h"
+#include "support/peltacommand.h"
 
 namespace {
-
-Outcome pelta(const std::string& arguments) { return runShell(std::string(PELTA_COMMAND) + " " + arguments); }
-
-bool hasPictures() { return pelta("plot").err.find("unknown command") == std::string::npos; }
 
 /* A small line whose velocities rise along it, and the table of them that was written beside it. */
 class VelocityCommand : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_EQ(pelta("synth " + line + " --records 6 --channels 24 --samples 400 --noise 0.02 --lateral 30").status, 0);
+        ASSERT_EQ(runPelta("synth " + line + " --records 6 --channels 24 --samples 400 --noise 0.02 --lateral 30").status, 0);
     }
     std::string file(const std::string& name, const std::string& contents) const {
         std::ofstream(folder / name, std::ios::binary) << contents;
@@ -34,7 +30,7 @@ class VelocityCommand : public testing::Test {
 };
 
 TEST_F(VelocityCommand, BecomesATimeSlice) {
-    const Outcome outcome = pelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50");
+    const Outcome outcome = runPelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.out,
@@ -44,7 +40,7 @@ TEST_F(VelocityCommand, BecomesATimeSlice) {
         << contentsOf(grid);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n2600 2600 2650 2700\n2550 2500 2550 2600\n")) << contentsOf(grid);
     ASSERT_EQ(
-        pelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50 --only-inside --overwrite")
+        runPelta("velocity " + area + " " + grid + " --time 500 --region -50,100,0,50 --spacing 50 --only-inside --overwrite")
             .status,
         0);
     EXPECT_TRUE(contentsOf(grid).ends_with("\n-9999 2600 2650 2700\n-9999 2500 2550 2600\n")) << contentsOf(grid);
@@ -52,7 +48,7 @@ TEST_F(VelocityCommand, BecomesATimeSlice) {
 
 TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
     const Outcome outcome =
-        pelta("velocity " + byCdp() + " " + grid + " --line " + line + " --cdps 101,135 --times 400,800 --time-spacing 400");
+        runPelta("velocity " + byCdp() + " " + grid + " --line " + line + " --cdps 101,135 --times 400,800 --time-spacing 400");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.out,
               "bycdp.csv along CDPs 101 to 135\n2 functions along a line\n"
@@ -60,9 +56,9 @@ TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
     const std::string byPlace = contentsOf(grid);
     EXPECT_TRUE(
         byPlace.starts_with("ncols 35\nnrows 2\nxllcenter 101\nyllcenter -800\ndx 1\ndy 400\nNODATA_value -9999\n1530 "));
-    ASSERT_EQ(pelta("velocity " + byCdp() + " " + grid +
-                    " --velocity-by cdp --cdps 101,135 --times 400,800 --time-spacing 400 "
-                    "--overwrite")
+    ASSERT_EQ(runPelta("velocity " + byCdp() + " " + grid +
+                       " --velocity-by cdp --cdps 101,135 --times 400,800 --time-spacing 400 "
+                       "--overwrite")
                   .status,
               0);
     std::istringstream first(byPlace.substr(byPlace.find("-9999"))), second(contentsOf(grid).substr(byPlace.find("-9999")));
@@ -71,7 +67,7 @@ TEST_F(VelocityCommand, BecomesASectionAlongCdps) {
 
 TEST_F(VelocityCommand, WritesRawFloatsWithAHeader) {
     ASSERT_EQ(
-        pelta("velocity " + area + " " + (folder / "s.bin") + " --section 0,0,100,0 --spacing 50 --time-spacing 500").status,
+        runPelta("velocity " + area + " " + (folder / "s.bin") + " --section 0,0,100,0 --spacing 50 --time-spacing 500").status,
         0);
     std::vector<float> floats(9);
     const std::string bytes = contentsOf(folder / "s.bin");
@@ -86,7 +82,7 @@ TEST_F(VelocityCommand, DrawsAPictureOrSaysThatItCannot) {
     for (const char* cut : {" --time 500", " --section -50,20,150,80"}) {
         const std::string picture = folder / "cut.png";
         const Outcome outcome =
-            pelta("velocity " + area + " " + grid + cut + " --overwrite --size 400,300 --picture " + picture);
+            runPelta("velocity " + area + " " + grid + cut + " --overwrite --size 400,300 --picture " + picture);
         if (hasPictures()) {
             EXPECT_EQ(outcome.status, 0) << outcome.err;
             EXPECT_TRUE(contentsOf(picture).starts_with("\x89PNG"));
@@ -100,16 +96,16 @@ TEST_F(VelocityCommand, DrawsAPictureOrSaysThatItCannot) {
 
 TEST_F(VelocityCommand, FlattensWhatOneFunctionCannot) {
     const std::string whole = folder / "whole.sgy", one = folder / "one.sgy";
-    ASSERT_EQ(pelta("moveout " + line + " " + whole + " --velocity-file " + truth + " --quiet").status, 0);
-    ASSERT_EQ(pelta("moveout " + line + " " + one + " --velocity-table 400:1800,750:2050 --quiet").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + whole + " --velocity-file " + truth + " --quiet").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + one + " --velocity-table 400:1800,750:2050 --quiet").status, 0);
     EXPECT_NE(contentsOf(whole), contentsOf(one));
-    const Outcome analysis = pelta("velan " + line + " " + (folder / "v.csv") +
-                                   " --cdps 101,105 --velocities 1200,2600,141 --interval-velocities 500,9000 --cdp-column");
+    const Outcome analysis = runPelta("velan " + line + " " + (folder / "v.csv") +
+                                      " --cdps 101,105 --velocities 1200,2600,141 --interval-velocities 500,9000 --cdp-column");
     EXPECT_NE(analysis.out.find("\n    400.0         15"), std::string::npos)
         << "the truth at the slow end, 1530 m/s and little more: " << analysis.out << analysis.err;
     EXPECT_TRUE(contentsOf(folder / "v.csv").starts_with("cdp,time_ms,velocity_m_per_s\n103,"));
-    const Outcome middle = pelta("velan " + line + " " + (folder / "m.csv") +
-                                 " --cdps 130,134 --velocities 1200,2600,141 --interval-velocities 500,9000");
+    const Outcome middle = runPelta("velan " + line + " " + (folder / "m.csv") +
+                                    " --cdps 130,134 --velocities 1200,2600,141 --interval-velocities 500,9000");
     EXPECT_NE(middle.out.find("\n    400.0         19"), std::string::npos)
         << "the truth where the gather lies, some 1919 m/s: " << middle.out << middle.err;
 }
@@ -117,10 +113,10 @@ TEST_F(VelocityCommand, FlattensWhatOneFunctionCannot) {
 /* At the places of its functions the field is nothing but them. */
 TEST_F(VelocityCommand, CorrectsATraceWithTheFunctionOfItsPlace) {
     const std::string one = folder / "one.sgy", byNumber = folder / "number.sgy", byPlace = folder / "place.sgy";
-    ASSERT_EQ(pelta("moveout " + line + " " + one + " --velocity-table 400:2070,800:2600 --quiet").status, 0);
-    ASSERT_EQ(pelta("moveout " + line + " " + byNumber + " --velocity-by cdp --velocity-file " + byCdp() + " --quiet").status,
-              0);
-    ASSERT_EQ(pelta("moveout " + line + " " + byPlace + " --velocity-file " + byCdp() + " --quiet").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + one + " --velocity-table 400:2070,800:2600 --quiet").status, 0);
+    ASSERT_EQ(
+        runPelta("moveout " + line + " " + byNumber + " --velocity-by cdp --velocity-file " + byCdp() + " --quiet").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + byPlace + " --velocity-file " + byCdp() + " --quiet").status, 0);
     const std::string expected = contentsOf(one), number = contentsOf(byNumber), place = contentsOf(byPlace);
     constexpr std::size_t traceBytes = 240 + 4 * 400;
     int there = 0, elsewhere = 0;
@@ -141,18 +137,18 @@ TEST_F(VelocityCommand, CorrectsLaterTracesOfAPlaceToTheirEnd) {
     bytes.replace(second + 20, 4, bytes, first + 20, 4);        /* its CDP */
     bytes.replace(second + 108, 2, std::string("\x07\xD0", 2)); /* begins at 2000 ms */
     const std::string late = file("late.sgy", bytes), even = file("even.csv", "cdp,time_ms,velocity\n101,0,2000,900,2000\n");
-    ASSERT_EQ(pelta("moveout " + late + " " + (folder / "f.sgy") + " --velocity-by cdp --velocity-file " + even +
-                    " --threads 1 --quiet")
+    ASSERT_EQ(runPelta("moveout " + late + " " + (folder / "f.sgy") + " --velocity-by cdp --velocity-file " + even +
+                       " --threads 1 --quiet")
                   .status,
               0);
-    ASSERT_EQ(pelta("moveout " + late + " " + (folder / "v.sgy") + " --velocity 2000 --quiet").status, 0);
+    ASSERT_EQ(runPelta("moveout " + late + " " + (folder / "v.sgy") + " --velocity 2000 --quiet").status, 0);
     EXPECT_TRUE(contentsOf(folder / "f.sgy") == contentsOf(folder / "v.sgy"));
 }
 
 TEST_F(VelocityCommand, GivesTheSameBytesForAnyNumberOfThreadsAndThroughAPipe) {
     const std::string options = " --velocity-file " + truth + " --quiet --threads ";
-    ASSERT_EQ(pelta("moveout " + line + " " + (folder / "1.sgy") + options + "1").status, 0);
-    ASSERT_EQ(pelta("moveout " + line + " " + (folder / "7.sgy") + options + "7").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + (folder / "1.sgy") + options + "1").status, 0);
+    ASSERT_EQ(runPelta("moveout " + line + " " + (folder / "7.sgy") + options + "7").status, 0);
     EXPECT_TRUE(contentsOf(folder / "1.sgy") == contentsOf(folder / "7.sgy"));
     const Outcome piped = runShell("cat " + line + " | " + PELTA_COMMAND + " moveout - -" + options + "2");
     EXPECT_EQ(piped.err, "");
@@ -167,8 +163,9 @@ TEST_F(VelocityCommand, SaysOnceThatAPlaceHasTwoFunctions) {
         file("twice.csv", "cdp,time_ms,velocity\n101,0,1500,900,2000\n134,0,1600,900,2100\n101,0,1700,900,2200\n");
     const std::string said =
         "pelta: warning: " + twice + ":4: another function of the place of CDP 101 in line 2; the last one counts\n";
-    EXPECT_EQ(pelta("moveout " + line + " " + (folder / "o.sgy") + " --quiet --threads 3 --velocity-file " + twice).err, said);
-    EXPECT_EQ(pelta("velocity " + twice + " " + grid + " --line " + line + " --cdps 101,134").err, said);
+    EXPECT_EQ(runPelta("moveout " + line + " " + (folder / "o.sgy") + " --quiet --threads 3 --velocity-file " + twice).err,
+              said);
+    EXPECT_EQ(runPelta("velocity " + twice + " " + grid + " --line " + line + " --cdps 101,134").err, said);
 }
 
 TEST_F(VelocityCommand, KeepsItsTablesFromTheOutputs) {
@@ -177,7 +174,7 @@ TEST_F(VelocityCommand, KeepsItsTablesFromTheOutputs) {
     for (const std::string& arguments :
          {"velocity " + table + " " + table + " --time 500", "moveout " + line + " " + table + " --velocity-file " + table,
           "velan " + line + " " + table + " --record 3 --truth " + table}) {
-        EXPECT_EQ(pelta(arguments + " --overwrite").err, said) << arguments;
+        EXPECT_EQ(runPelta(arguments + " --overwrite").err, said) << arguments;
         EXPECT_EQ(contentsOf(table), contentsOf(area)) << arguments;
     }
 }
@@ -192,7 +189,7 @@ TEST_F(VelocityCommand, SaysHowManyTracesHaveNoPlace) {
     file("some.sgy", some);
     file("none.sgy", none);
     const auto moveout = [&](const std::string& input, const std::string& options) {
-        return pelta("moveout " + (folder / input) + " " + (folder / "out.sgy") + " --overwrite --quiet " + options);
+        return runPelta("moveout " + (folder / input) + " " + (folder / "out.sgy") + " --overwrite --quiet " + options);
     };
     EXPECT_EQ(moveout("some.sgy", "--velocity-file " + area).err,
               "pelta: warning: moveout: 36 of 144 traces have no coordinates and got the velocities of x 0, y 0\n");
@@ -220,7 +217,7 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
     std::filesystem::remove(grid);
     const std::string before = folder.listing();
     const auto check = [&](const std::string& arguments, int status, const std::string& said) {
-        const Outcome outcome = pelta(arguments);
+        const Outcome outcome = runPelta(arguments);
         EXPECT_EQ(outcome.status, status) << arguments;
         EXPECT_EQ(outcome.err, "pelta: " + said + "\n") << arguments;
         EXPECT_EQ(outcome.out, "") << arguments;
@@ -295,18 +292,18 @@ TEST_F(VelocityCommand, IsTheTruthOfASyntheticLine) {
     EXPECT_EQ(row, "101,25,0,400,1530") << "1800 m/s less 15 %";
     while (std::getline(table, row)) last = row;
     EXPECT_EQ(last, "144,562.5,0,2200,3507.5") << "3050 m/s and 15 % more";
-    ASSERT_EQ(pelta("synth " + (folder / "even.sgy") + " --records 2 --channels 5 --samples 50").status, 0);
+    ASSERT_EQ(runPelta("synth " + (folder / "even.sgy") + " --records 2 --channels 5 --samples 50").status, 0);
     EXPECT_TRUE(contentsOf(folder / "even.sgy.velocities.csv").starts_with("time_ms,velocity_m_per_s\n400,1800\n750,2050\n"));
 }
 
 TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
     if (!hasPictures()) GTEST_SKIP() << "built without pictures";
     const std::string other = folder / "other.sgy", short_ = folder / "short.sgy", samples = folder / "samples.sgy";
-    ASSERT_EQ(pelta("synth " + other + " --records 6 --channels 24 --samples 400 --noise 0.02").status, 0);
-    ASSERT_EQ(pelta("synth " + short_ + " --records 5 --channels 24 --samples 400").status, 0);
-    ASSERT_EQ(pelta("synth " + samples + " --records 6 --channels 24 --samples 300").status, 0);
+    ASSERT_EQ(runPelta("synth " + other + " --records 6 --channels 24 --samples 400 --noise 0.02").status, 0);
+    ASSERT_EQ(runPelta("synth " + short_ + " --records 5 --channels 24 --samples 400").status, 0);
+    ASSERT_EQ(runPelta("synth " + samples + " --records 6 --channels 24 --samples 300").status, 0);
     const auto drawn = [&](const std::string& name, const std::string& arguments) {
-        const Outcome outcome = pelta("plot " + line + " " + (folder / name) + " --title x " + arguments);
+        const Outcome outcome = runPelta("plot " + line + " " + (folder / name) + " --title x " + arguments);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         return contentsOf(folder / name);
     };
@@ -314,7 +311,7 @@ TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
     EXPECT_NE(difference, drawn("l.png", "--records 2,3"));
     EXPECT_NE(difference, drawn("n.png", "--records 2,3 --minus " + line)) << "nothing is left";
     const auto refused = [&](const std::string& arguments, const std::string& said) {
-        const Outcome outcome = pelta("plot " + line + " " + (folder / "r.png") + arguments);
+        const Outcome outcome = runPelta("plot " + line + " " + (folder / "r.png") + arguments);
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(outcome.err, "pelta: " + said + "\n");
         EXPECT_FALSE(std::filesystem::exists(folder / "r.png"));
@@ -323,11 +320,11 @@ TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
     const std::string drawing = folder / "line.png";
     std::filesystem::copy(line, drawing);
     for (const std::string& arguments : {drawing + " " + drawing, line + " " + drawing + " --minus " + drawing}) {
-        EXPECT_EQ(pelta("plot " + arguments + " --overwrite").err,
+        EXPECT_EQ(runPelta("plot " + arguments + " --overwrite").err,
                   "pelta: " + drawing + ": is the input itself; choose another name for the output\n");
         EXPECT_TRUE(contentsOf(drawing) == contentsOf(line));
     }
-    ASSERT_EQ(pelta("synth " + (folder / "fine.sgy") + " --records 6 --channels 24 --samples 400 --interval 4").status, 0);
+    ASSERT_EQ(runPelta("synth " + (folder / "fine.sgy") + " --records 6 --channels 24 --samples 400 --interval 4").status, 0);
     refused(" --minus " + (folder / "fine.sgy"), (folder / "fine.sgy") + ": a sample every 4 ms, and every 2 ms in " + line);
     std::string late = contentsOf(line);
     late[3600 + 240 + 4 * 400 + 109] = 8;
