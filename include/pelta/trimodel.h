@@ -220,7 +220,7 @@ class PELTA_API triModel {
     /* Gives the uses of an old vertex to a new one and frees the old. */
     void tri_overwrite(Vertex* newer, Vertex* older);
     /* Makes the two faces of the square with these corners, anticlockwise from the south-west, each with a function of 0; V
-     * receives its vertices. 0 when memory ran out. */
+     * receives its vertices. 0 when memory ran out or before triStart. */
     int tri_init_0(Coord* x, Coord* y, Vertex** V);
     /* Prints a face with its circumcircle and corners. */
     void tri_printface(Face* F);

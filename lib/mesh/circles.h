@@ -1,10 +1,6 @@
 #ifndef PELTA_LIB_MESH_CIRCLES_H
 #define PELTA_LIB_MESH_CIRCLES_H
 
-#include <pelta/trimodel.h>
-
-#include <algorithm>
-
 #include "vectorize.h"
 
 /* The circle through three places. ahead - aside is twice the area of their triangle, negative where they go clockwise; where it
@@ -23,32 +19,6 @@ PELTA_INLINE Circle circleThrough(double x1, double y1, double x2, double y2, do
     const double above = a == 0.0 ? h3 - yc * (y3 - y1) : h2 - yc * (y2 - y1);
     const double xc = above / (a == 0.0 ? b : a);
     return {ahead, aside, xc, yc, (x1 - xc) * (x1 - xc) + (y1 - yc) * (y1 - yc)};
-}
-
-/* Those of the faces round a new point, over lanes: first and second corner of each; the point is the third. */
-struct CircleBatch {
-    static constexpr int most = 16, lanes = 4;
-    int count = 0;
-    double x1[most + lanes], y1[most + lanes], x2[most + lanes], y2[most + lanes];
-    double ahead[most], aside[most], xc[most], yc[most], rs[most];
-};
-
-namespace {
-
-PELTA_VECTORIZE void makeCircles(CircleBatch& batch, double x3, double y3) {
-    for (double* corners : {batch.x1, batch.y1, batch.x2, batch.y2}) /* of lanes without a face */
-        std::fill_n(corners + batch.count, CircleBatch::lanes, 0.0);
-    const int count = (batch.count + CircleBatch::lanes - 1) / CircleBatch::lanes * CircleBatch::lanes;
-    for (int i = 0; i < count; ++i) {
-        const Circle circle = circleThrough(batch.x1[i], batch.y1[i], batch.x2[i], batch.y2[i], x3, y3);
-        batch.ahead[i] = circle.ahead;
-        batch.aside[i] = circle.aside;
-        batch.xc[i] = circle.xc;
-        batch.yc[i] = circle.yc;
-        batch.rs[i] = circle.rs;
-    }
-}
-
 }
 
 #endif

@@ -1,9 +1,11 @@
 #ifndef PELTA_LIB_MESH_GEOMETRY_H
 #define PELTA_LIB_MESH_GEOMETRY_H
 
+#include <cmath>
+
 #include "mesh/records.h"
 
-/* The tests on places that everything in the mesh goes by. No tolerance: kept on purpose, for a test that is exact in its own
+/* The tests on places that everything in the mesh goes by. Kept on purpose: no tolerance, for a test that is exact in its own
  * arithmetic gives the same mesh everywhere. */
 
 /* 1 when (x, y) lies to the left of the line from 1 to 2, 0 on it, -1 otherwise (coordinates that are no numbers too). */
@@ -50,6 +52,10 @@ bool isCrossed(const Side* side, Coord x1, Coord y1, Coord x2, Coord y2) {
     const auto *from = placeOf(side), *to = placeOf(nextOf(side));
     const int ofSide = sideOf(x1, y1, x2, y2, from->x, from->y) + sideOf(x1, y1, x2, y2, to->x, to->y);
     return ofSide != 2 && ofSide != -2;
+}
+
+inline double distance(Coord x1, Coord y1, Coord x2, Coord y2) {
+    return std::sqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
 }
 
 template <class Place>

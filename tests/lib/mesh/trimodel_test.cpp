@@ -340,6 +340,8 @@ TEST(TriModel, ASquareOfAnySizeHasTwoFaces) {
     Started mesh;
     double x[4] = {0, 8, 8, 0}, y[4] = {0, 0, 4, 4};
     Vertex* corners[4] = {};
+    triModel unstarted;
+    EXPECT_EQ(unstarted.tri_init_0(x, y, corners), 0);
     ASSERT_EQ(mesh.tri_init_0(x, y, corners), 1);
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(corners[i]->x, x[i]);
