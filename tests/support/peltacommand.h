@@ -1,6 +1,8 @@
 #ifndef PELTA_TESTS_PELTACOMMAND_H
 #define PELTA_TESTS_PELTACOMMAND_H
 
+#include <gtest/gtest.h>
+
 #include "support/process.h"
 
 /* The pelta command as its users call it; pelta_command_test in CMake tells where it stands. */
@@ -10,6 +12,14 @@ inline Outcome runPelta(const std::string& arguments) { return runShell(std::str
 inline bool hasPictures() {
     static const bool hasPlot = runPelta("plot").err.find("unknown command") == std::string::npos;
     return hasPlot;
+}
+
+/* With --overwrite the command would put an output in the place of this input; it says that it does not, and leaves the file. */
+inline void expectInputKept(const std::string& arguments, const std::string& input) {
+    const std::string before = contentsOf(input);
+    EXPECT_EQ(runPelta(arguments + " --overwrite").err,
+              "pelta: " + input + ": is the input itself; choose another name for the output\n");
+    EXPECT_TRUE(contentsOf(input) == before) << arguments;
 }
 
 #endif

@@ -240,9 +240,16 @@ TEST_F(GridCommand, SaysWhatIsWrongWithItsOptions) {
         points + ":1: there is no column 'heigth', did you mean 'height'?; the headings are name, east, north, height");
     expectFailure(points + " " + points + " --overwrite", 2,
                   points + ": a grid's name must end in .asc (text), or in .bin or .img (floats with a header beside them)");
-    const std::string own = folder / "points.asc";
-    write(own, planePoints());
-    expectFailure(own + " " + own + " --overwrite", 1, own + ": is the input itself; choose another name for the output");
+}
+
+TEST_F(GridCommand, KeepsItsInputsFromTheOutputs) {
+    const std::string table = folder / "table.asc", line = folder / "line.sgy", picks = folder / "picks.asc";
+    write(table, planePoints());
+    expectInputKept("grid " + table + " " + table, table);
+    std::filesystem::rename(table, folder / "table.hdr");
+    expectInputKept("grid " + (folder / "table.hdr") + " " + (folder / "table.bin"), folder / "table.hdr");
+    ASSERT_EQ(runPelta("synth " + line + " --records 3 --channels 5 --samples 50 --first-breaks " + picks).status, 0);
+    expectInputKept("grid " + line + " " + picks + " --x source_x --y offset --z pick --picks " + picks, picks);
 }
 
 TEST_F(GridCommand, RefusesAGridThatMemoryHasNoRoomFor) {

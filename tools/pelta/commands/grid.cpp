@@ -41,13 +41,15 @@ bool isSegyName(std::string name) {
     return name.ends_with(".sgy") || name.ends_with(".segy");
 }
 
-/* Where the points come from: a table, or the trace headers of a line. */
+/* Where the points come from: a table, or the trace headers of a line and its picks. Its files are open from the beginning:
+ * no output can take their place. */
 class Source {
   public:
     explicit Source(const Request& request) : _request(request) {
         if (request.isSegy || isSegyName(request.input)) {
             if (request.z.empty()) failUsage("--z: which header word is to be gridded? (--z receiver_elevation, --z pick ...)");
             _reader.emplace(request.input, request.inputOptions.read());
+            if (!request.picksName.empty()) _picks.emplace(request.picksName);
         } else {
             if (!request.picksName.empty()) failUsage("--picks: picks belong to traces; {} is no SEG-Y file", request.input);
             _table.emplace(request.input);
@@ -62,21 +64,19 @@ class Source {
   private:
     PointSet readHeaders() {
         for (const std::string& warning : _reader->warnings()) warn(warning);
-        std::optional<PickTable> picks;
-        PickOf pickOf;
-        if (!_request.picksName.empty()) {
-            picks.emplace(_request.picksName);
-            pickOf = picksOf(*picks);
-        } else if (_request.z == "pick") {
-            const auto word = _reader->layout().words.find("pick");
-            if (!word) failUsage("--z pick: give the first breaks by --picks FILE or by --map pick=BYTE:SIZE");
-            pickOf = picksOf(*word, _request.wordUnit, _reader->layout());
-        }
-        return readHeaderPoints(*_reader, withUsualPlaces({_request.x, _request.y, _request.z}), pickOf);
+        return readHeaderPoints(*_reader, withUsualPlaces({_request.x, _request.y, _request.z}), pickOf());
+    }
+    PickOf pickOf() const {
+        if (_picks) return picksOf(*_picks);
+        if (_request.z != "pick") return {};
+        const auto word = _reader->layout().words.find("pick");
+        if (!word) failUsage("--z pick: give the first breaks by --picks FILE or by --map pick=BYTE:SIZE");
+        return picksOf(*word, _request.wordUnit, _reader->layout());
     }
 
     const Request& _request;
     std::optional<segy::Reader> _reader;
+    std::optional<PickTable> _picks;
     std::optional<PointTable> _table;
 };
 
