@@ -198,6 +198,22 @@ TEST_F(StepCommands, RefusesStaticsOfAnotherLine) {
         (folder / "bad.csv") + ":3: another static_ms of this trace stands in line 2");
 }
 
+TEST_F(StepCommands, KeepTheirTablesAndFlowsFromTheOutputs) {
+    const std::string times = file("times.csv", "offset,time\n0,100\n500,200\n");
+    const std::string corners = file("corners.csv", "x,y\n-1,-1\n9999,-1\n9999,1\n");
+    const std::string statics = file("statics.csv", "record,channel,static_ms\n1,1,4\n");
+    const std::string flow = file("flow.toml", "[[step]]\nname='gain'\n");
+    expectInputKept("mute " + line + " " + times + " --bottom-file " + times, times);
+    expectInputKept("trim " + line + " " + corners + " --polygon-file " + corners, corners);
+    expectInputKept("static " + line + " " + statics + " --statics-file " + statics, statics);
+    expectInputKept("run " + flow + " " + line + " " + flow, flow);
+    expectInputKept("stack " + line + " " + flow + " --flow " + flow, flow);
+    const std::string picking = file(
+        "picking.toml", "[[step]]\nname='pick'\npicks_file='" + times + "'\n[[step]]\nname='mute'\ntop_file='" + times + "'\n");
+    expectInputKept("run " + picking + " " + line + " " + out, times);
+    EXPECT_FALSE(std::filesystem::exists(out));
+}
+
 TEST_F(StepCommands, GiveTheSameBytesForAnyNumberOfThreads) {
     const std::string big = folder / "big.sgy";
     const std::string flow = file("flow.toml",

@@ -7,6 +7,7 @@
 #include "commands/profile.h"
 #include "flow/flowfile.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
@@ -63,7 +64,10 @@ std::function<int()> defineRun(CLI::App& app) {
     auto flowName = std::make_shared<std::string>();
     app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required()->type_name("FILE");
     job->add(app);
-    return [=] { return job->run("run", readFlowFile(*flowName)); };
+    return [=] {
+        const ProtectedInput flowFile(*flowName);
+        return job->run("run", readFlowFile(*flowName));
+    };
 }
 
 /* What counting traces in the ledger goes by. */

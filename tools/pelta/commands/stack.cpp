@@ -9,6 +9,7 @@
 #include "commands/profile.h"
 #include "flow/flowfile.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
@@ -50,6 +51,7 @@ int stack(const Request& request) {
     const std::vector<FlowStep> steps = request.flowName.empty() ? std::vector<FlowStep>{} : readFlowFile(request.flowName);
     const RunOptions options = request.workOptions.read();
     const auto start = std::chrono::steady_clock::now();
+    const ProtectedInput flowFile(request.flowName);
     segy::Reader reader(request.input, request.inputOptions.read());
     for (const std::string& warning : reader.warnings()) warn(warning);
     stacking::Stack stack(reader, request.output, optionsOf(request, steps));

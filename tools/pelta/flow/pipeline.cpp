@@ -13,6 +13,7 @@
 #include "segy/textheader.h"
 #include "segy/writer.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 #include "velocity/place.h"
 
 namespace pelta {
@@ -73,6 +74,20 @@ Preparations prepare(const std::vector<FlowStep>& steps, segy::Reader& reader) {
         for (const std::string& warning : prepared.back()->warnings) warn(warning);
     }
     return prepared;
+}
+
+/* No output may take the place of a table that a step reads. */
+std::vector<std::unique_ptr<ProtectedInput>> protectTables(const std::vector<FlowStep>& steps) {
+    std::vector<std::unique_ptr<ProtectedInput>> tables;
+    for (const FlowStep& step : steps) {
+        const std::vector<std::string>& written = step.kind->writtenFiles;
+        for (const Parameter& parameter : step.kind->parameters) {
+            const bool isRead = std::find(written.begin(), written.end(), parameter.name) == written.end();
+            if (parameter.holdsFileName() && isRead && step.parameters.has(parameter.name))
+                tables.push_back(std::make_unique<ProtectedInput>(step.parameters.text(parameter.name)));
+        }
+    }
+    return tables;
 }
 
 Chain makeChain(const std::vector<FlowStep>& steps, Line line, const Preparations& prepared) {
@@ -188,6 +203,7 @@ Line lineOf(const segy::Reader& reader, const std::vector<FlowStep>& steps, cons
 
 RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options) {
     const Line line = lineOf(reader, steps, options);
+    const auto tables = protectTables(steps);
     const Preparations prepared = prepare(steps, reader);
     makeChain(steps, line, prepared); /* shows wrong parameters before anything is written */
     HeaderCheck headers(reader, needsOf(steps, prepared, reader));

@@ -79,6 +79,8 @@ struct StepKind {
     std::shared_ptr<const Preparation> (*prepare)(const Parameters&, segy::Reader&) = nullptr;
     /* May be null: the step only changes traces. May return null: nothing to collect with these parameters. */
     std::unique_ptr<Collector> (*makeCollector)(const Parameters&, const Line&) = nullptr;
+    /* Parameters that name files which the step writes; what other parameters name it reads. */
+    std::vector<std::string> writtenFiles = {};
     /* Null: no. With offsets that are 0 on every trace such a step does not run. */
     bool (*needsOffsets)(const Parameters&) = nullptr;
     /* Null: no. */

@@ -77,6 +77,7 @@ const StepKind kind = {
         },
     .make = make,
     .makeCollector = makeCollector,
+    .writtenFiles = {"gains_file"},
 };
 const Registration registration(kind);
 

@@ -19,14 +19,12 @@ constexpr float everyOffset = -1e9f;
 struct FileVelocities : Preparation {
     std::optional<TimeFunction> function;
     std::vector<velocity::ControlPoint> points;
-    std::shared_ptr<const TextLines> file; /* which no output may replace */
 };
 
 std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader& reader) {
     if (!parameters.has("velocity_file")) return nullptr;
     auto velocities = std::make_shared<FileVelocities>();
     const velocity::FunctionTable table = velocity::readFunctions(parameters.text("velocity_file"));
-    velocities->file = table.file;
     if (table.holdsEverywhere()) {
         velocities->function = TimeFunction(table.onlyPairs(), table.fileName);
         return velocities;

@@ -218,6 +218,7 @@ const StepKind kind = {
         },
     .make = make,
     .makeCollector = makeCollector,
+    .writtenFiles = {"picks_file"},
 };
 const Registration registration(kind);
 

@@ -222,7 +222,16 @@ void OutputFile::giveFinalName() {
 
 ProtectedInput::ProtectedInput(int descriptor) {
     struct stat status;
-    _isRegular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    if (fstat(descriptor, &status) == 0) protect(status);
+}
+
+ProtectedInput::ProtectedInput(const std::string& name) {
+    struct stat status;
+    if ((name == "-" ? fstat(STDIN_FILENO, &status) : stat(name.c_str(), &status)) == 0) protect(status);
+}
+
+void ProtectedInput::protect(const struct stat& status) {
+    _isRegular = S_ISREG(status.st_mode);
     if (!_isRegular) return;
     _file = {status.st_dev, status.st_ino};
     const std::lock_guard lock(inputsMutex);

@@ -2,7 +2,7 @@
 #define PELTA_TOOL_OUTPUTFILE_H
 
 #include <pelta/fileio.h>
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -49,15 +49,19 @@ class OutputFile {
     std::uint64_t _written = 0;
 };
 
-/* While an object of this kind lives, outputs refuse to replace the file that its open descriptor reads. */
+/* While an object of this kind lives, outputs refuse to replace the file that an open descriptor reads, or that stands under
+ * a name ("-" is standard input). */
 class ProtectedInput {
   public:
     explicit ProtectedInput(int descriptor);
+    explicit ProtectedInput(const std::string& name);
     ~ProtectedInput();
     ProtectedInput(const ProtectedInput&) = delete;
     ProtectedInput& operator=(const ProtectedInput&) = delete;
 
   private:
+    void protect(const struct stat& status);
+
     std::pair<dev_t, ino_t> _file = {};
     bool _isRegular = false;
 };
