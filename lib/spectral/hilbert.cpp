@@ -2,15 +2,15 @@
 #include <pelta/phaseshift.h>
 
 #include <array>
+#include <numbers>
 
 namespace {
 
 constexpr int reach = 9;
-constexpr double pi = 3.141592653589793;
 
 constexpr auto operatorTaps = [] {
     std::array<float, 2 * reach + 1> taps = {};
-    for (int n = -reach; n <= reach; n += 2) taps[n + reach] = static_cast<float>(-2.0 / (pi * n));
+    for (int n = -reach; n <= reach; n += 2) taps[n + reach] = static_cast<float>(-2.0 / (std::numbers::pi * n));
     return taps;
 }();
 

@@ -5,12 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numbers>
 
 #include "vectorize.h"
 
 namespace {
 
-constexpr float pi = 3.14159265358979f;
+constexpr float pi = std::numbers::pi_v<float>;
 
 PELTA_INLINE float magnitudeOf(float real, float imaginary) {
     const float square = real * real + imaginary * imaginary;

@@ -4,8 +4,20 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <numbers>
 
 #include "truncation.h"
+
+namespace {
+
+/* The wavelet at the n-th sample from the peak, counted from 0. */
+float lobeAt(std::int64_t n, float dt, float freq) {
+    const double b = static_cast<double>(static_cast<float>(n) * dt) * std::numbers::pi * freq;
+    const auto squared = static_cast<float>(std::pow(b, 2.0));
+    return (1.0f - 2.0f * squared) * std::exp(-squared);
+}
+
+}
 
 void ricker(float tdelay, float dt, float freq, int num, float amp, float* wave) {
     const std::int64_t peak = std::int64_t{truncated(tdelay / dt + 0.5f)} + 1; /* one-based */
@@ -24,23 +36,10 @@ void ricker(float tdelay, float dt, float freq, int num, float amp, float* wave)
     }
 }
 
-namespace {
-
-constexpr double pi = 3.141592653589793;
-
-/* The wavelet at the n-th sample from the peak, counted from 0. */
-float lobeAt(std::int64_t n, float dt, float freq) {
-    const double b = static_cast<double>(static_cast<float>(n) * dt) * pi * freq;
-    const auto squared = static_cast<float>(std::pow(b, 2.0));
-    return (1.0f - 2.0f * squared) * std::exp(-squared);
-}
-
-}
-
 int rickerLength(float dt, float freq, float amp) {
     constexpr double firstCrossing = 0.7; /* just before it, in units of b */
     constexpr std::int64_t longest = INT_MAX / 2;
-    const double step = std::abs(static_cast<double>(dt) * pi * freq);
+    const double step = std::abs(static_cast<double>(dt) * std::numbers::pi * freq);
     if (!(amp > 0.0f) || !(step > 0.0) || std::isinf(step)) return 1;
     const double before = std::floor(firstCrossing / step);
     if (before >= static_cast<double>(longest)) return INT_MAX;
