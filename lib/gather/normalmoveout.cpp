@@ -6,9 +6,9 @@
 #include <cmath>
 #include <cstdint>
 
-#include "gather/workarray.h"
 #include "truncation.h"
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <numeric>
 
 #include "gather/rankedwindow.h"
-#include "gather/workarray.h"
 #include "truncation.h"
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 

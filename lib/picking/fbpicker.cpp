@@ -4,13 +4,14 @@
 #include <pelta/spdpicker.h>
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#include "truncation.h"
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 
@@ -20,12 +21,6 @@ using Count = std::int64_t;
 constexpr float smallestStabilizer = 1e-30f;
 constexpr float largestDeviationRatio = 1e32f;
 constexpr int lowestOrder = 2;  // of the autoregressive models that are tested
-
-/* Truncates towards zero. What no int can hold goes to the nearer end of the range, a NaN to the lower end. */
-int truncated(double value) {
-    if (!(value > INT_MIN)) return INT_MIN;
-    return value < INT_MAX ? static_cast<int>(value) : INT_MAX;
-}
 
 /* Rounds half away from zero, the half added in the precision of the value. */
 template <class Real>
@@ -37,11 +32,6 @@ int samplesIn(int milliseconds, float sampleInterval) { return truncated(static_
 
 /* Entries outside the array count as 0. */
 float entryAt(const float* array, Count length, Count index) { return index >= 0 && index < length ? array[index] : 0.0f; }
-
-float* allocateFloats(Count count) {
-    if (static_cast<std::uint64_t>(count) > SIZE_MAX / sizeof(float)) return nullptr;
-    return static_cast<float*>(std::malloc(static_cast<std::size_t>(count) * sizeof(float)));
-}
 
 bool hasWorkArrays(const fbPicker& picker) {
     return picker._tempTrc1 && picker._tempTrc2 && picker._tempTrc3 && picker._tempTrc4 && picker._tempTrc5 && picker._tempTrc6;
@@ -354,15 +344,17 @@ struct Waveform {
 
 }
 
-fbPicker::fbPicker(fbPickParm* fbpp, int nsamp, float sRate) : _fbpp(fbpp), _nsamp(nsamp), _srate(sRate), _isPreProcess(true) {
-    const Count length = std::max(nsamp, 0);
-    _tempTrc1 = allocateFloats(2 * length);
-    _tempTrc2 = allocateFloats(length);
-    _tempTrc3 = allocateFloats(length);
-    _tempTrc4 = allocateFloats(length);
-    _tempTrc5 = allocateFloats(length);
-    _tempTrc6 = allocateFloats(length);
-}
+fbPicker::fbPicker(fbPickParm* fbpp, int nsamp, float sRate)
+    : _fbpp(fbpp),
+      _nsamp(nsamp),
+      _srate(sRate),
+      _tempTrc1(allocateWorkArray<float>(2 * Count(nsamp))),
+      _tempTrc2(allocateWorkArray<float>(nsamp)),
+      _tempTrc3(allocateWorkArray<float>(nsamp)),
+      _tempTrc4(allocateWorkArray<float>(nsamp)),
+      _tempTrc5(allocateWorkArray<float>(nsamp)),
+      _tempTrc6(allocateWorkArray<float>(nsamp)),
+      _isPreProcess(true) {}
 
 fbPicker::~fbPicker() {
     for (float* array : {_tempTrc1, _tempTrc2, _tempTrc3, _tempTrc4, _tempTrc5, _tempTrc6}) std::free(array);

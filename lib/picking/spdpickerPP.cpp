@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "truncation.h"
 #include "vectorize.h"
 
 namespace {
@@ -39,13 +40,6 @@ void fillGaussian(float* taper, Index length, Index centre, float pi) {
     }
     const float largest = length > 0 ? *std::max_element(taper, taper + length) : 0.0f;
     for (Index j = 0; j < length; ++j) taper[j] /= largest;
-}
-
-/* Truncates towards zero; values beyond the int range saturate, NaN gives 0. */
-int truncated(float value) {
-    if (!(value == value)) return 0;
-    if (value >= 2147483648.0f) return INT32_MAX;
-    return value < -2147483648.0f ? INT32_MIN : static_cast<int>(value);
 }
 
 int flatHalfWidth(Index flatPercent, Index length) {

@@ -5,36 +5,20 @@
 
 #include <algorithm>
 #include <bit>
-#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 
+#include "spectral/spectra.h"
+#include "truncation.h"
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 
 /* Longest transform that is built. A longer one is asked for by sample intervals below 0.006 ms only, 0 among them. */
 constexpr int longestTransform = 1 << 26;
-
-struct Free {
-    void operator()(float* array) const { std::free(array); }
-};
-using WorkArray = std::unique_ptr<float, Free>;
-
-WorkArray zeros(std::size_t count) { return WorkArray(static_cast<float*>(std::calloc(count, sizeof(float)))); }
-
-peltaComplex* bins(float* floats) { return reinterpret_cast<peltaComplex*>(floats); }
-
-/* The whole part; out of an int's range its nearest end, and 0 for what is not a number. */
-int truncated(float value) {
-    if (std::isnan(value)) return 0;
-    if (value >= static_cast<float>(INT_MAX)) return INT_MAX;
-    if (value <= static_cast<float>(INT_MIN)) return INT_MIN;
-    return static_cast<int>(value);
-}
 
 /* A response written value by value at rising frequencies. */
 class RisingResponse {
@@ -93,13 +77,13 @@ void writeOrmsby(const BandPassFilter& f, float* values, int stride, std::int64_
 }
 
 /* Floats in each work array: room for the spectrum, for the trace, and for a transform of a power of two. */
-std::size_t workSize(const BandPassFilter& f, int nyquist) {
+int workSize(const BandPassFilter& f, int nyquist) {
     const float octaves = std::ceil(std::log(static_cast<float>(f._nfft)) / std::log(2.0f));
     const int powerOfTwo = truncated(0.5f + std::pow(2.0f, octaves));
     return std::max({f._nfft + 10, nyquist, powerOfTwo + 10, f._nsample});
 }
 
-bool resize(float*& array, std::size_t count) {
+bool resize(float*& array, int count) {
     auto* const resized = static_cast<float*>(reallocarray(array, count, sizeof(float)));
     if (!resized) return false;
     array = resized;
@@ -120,7 +104,7 @@ void releaseAll(BandPassFilter& f) {
     f._lenfilter = 0;
 }
 
-bool allocateResponse(BandPassFilter& f, std::size_t count) {
+bool allocateResponse(BandPassFilter& f, int count) {
     release(f._magfilter);
     f._magfilter = zeros(count).release();
     return f._magfilter && resize(f._tempTrc, count) && resize(f._tempTrc1, count);
@@ -128,8 +112,8 @@ bool allocateResponse(BandPassFilter& f, std::size_t count) {
 
 /* Real parts of bins 0 .. _nfft/2. Corners above the Nyquist frequency take the Ormsby response further, to the end of the array;
  * the Butterworth response leaves the Nyquist bin 0, which the inverse keeps. */
-void writeResponse(BandPassFilter& f, std::size_t count, int nyquist) {
-    if (f._type == 0) writeOrmsby(f, f._magfilter, 2, static_cast<std::int64_t>(count / 2), nyquist, f._nfft / 2);
+void writeResponse(BandPassFilter& f, int count, int nyquist) {
+    if (f._type == 0) writeOrmsby(f, f._magfilter, 2, count / 2, nyquist, f._nfft / 2);
     else f.butterworthGen(f._magfilter, 2, nyquist, f._nfft / 2);
     if (f._inverse != 1) return;
     for (int i = 0; i <= f._nfft + 1; i += 2)
@@ -170,9 +154,8 @@ int operatorHalf(const BandPassFilter& f, const float* impulse, float peak) {
 /* Kept on purpose: the mirror image of the first half, symmetric also where minimum phase was asked for. */
 bool mirrorOperator(BandPassFilter& f, const float* impulse, int half) {
     const int length = 2 * half + 1;
-    const std::size_t room = std::max<std::size_t>(length, 2 * static_cast<std::size_t>(std::max(f._nsample, 0)));
     release(f._filter);
-    f._filter = zeros(room).release();
+    f._filter = zeros(std::max<std::int64_t>(length, 2 * std::int64_t{f._nsample})).release();
     if (!f._filter) return false;
     f._lenfilter = length;
     for (int k = 0; k <= half; ++k) f._filter[half + k] = f._filter[half - k] = impulse[k];
@@ -185,7 +168,7 @@ bool buildOperator(BandPassFilter& f) {
     if (!impulse) return false;
     pfacr(-1, f._nfft, bins(f._magfilter), impulse.get());
     if (f._phase == 1 && !makeMinimumPhase(f, impulse.get())) return false;
-    const float peak = f._phase == 1 ? largestMagnitude(impulse.get(), f._nfft + 1) : std::fabs(*impulse);
+    const float peak = f._phase == 1 ? largestMagnitude(impulse.get(), f._nfft + 1) : std::fabs(impulse[0]);
     return mirrorOperator(f, impulse.get(), operatorHalf(f, impulse.get(), peak));
 }
 
@@ -193,18 +176,13 @@ bool buildOperator(BandPassFilter& f) {
  * one vector instruction of them in spite of -ffp-contract=off. */
 PELTA_INLINE float withSignFlipped(float x) { return std::bit_cast<float>(std::bit_cast<std::uint32_t>(x) ^ 0x80000000u); }
 
-/* Kernels between transforms keep to the width of register that those use: 512 bits would slow the transforms down.
- * The data's bins a + ib times the conjugates of the filter's bins c + id: (ac + bd) + i (bc - ad). */
+/* The data's bins a + ib times the conjugates of the filter's bins c + id: (ac + bd) + i (bc - ad). */
 PELTA_VECTORIZE_256 void multiplyByConjugate(const float* data, const float* filter, float* product, int binCount) {
     for (int k = 0; k < binCount; ++k) {
         const float a = data[2 * k], b = data[2 * k + 1], c = filter[2 * k], d = filter[2 * k + 1];
         product[2 * k] = a * c + b * d;
         product[2 * k + 1] = b * c + a * withSignFlipped(d);
     }
-}
-
-PELTA_VECTORIZE_256 void divide(const float* values, float divisor, float* quotients, int count) {
-    for (int i = 0; i < count; ++i) quotients[i] = values[i] / divisor;
 }
 
 void filterInTime(BandPassFilter& f, float* data, int count) {
@@ -253,7 +231,7 @@ void BandPassFilter::buildFilter(int lc, int lp, int hp, int hc) {
     const float wanted = _isTime == 0 ? static_cast<float>(_nsample) * 1.3f : static_cast<float>(nyquist) * 4.0f / _sRate;
     _nfft = npfar(truncated(wanted));
     if (std::max(_nfft, nyquist) > longestTransform) return releaseAll(*this);
-    const std::size_t count = workSize(*this, nyquist);
+    const int count = workSize(*this, nyquist);
     if (!allocateResponse(*this, count)) return releaseAll(*this);
     writeResponse(*this, count, nyquist);
     if (_isTime != 0 && !buildOperator(*this)) releaseAll(*this);

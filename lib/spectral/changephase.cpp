@@ -3,30 +3,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
+#include <numbers>
 
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 
-constexpr double pi = 3.141592653589793;
-constexpr double twoPi = 6.2831854;  // in double, unlike everything else here: phases are compared and wrapped in double
+/* In double, unlike everything else here: phases are compared and wrapped in double. Kept on purpose: 2 pi would be 6.2831853. */
+constexpr double pi = std::numbers::pi, twoPi = 6.2831854;
 /* Kept on purpose: pi / 180 would be 0.0174532925. */
 constexpr float radiansPerDegree = 0.01745392f;
-
-struct FreeMemory {
-    void operator()(float* memory) const { std::free(memory); }
-};
-using WorkArray = std::unique_ptr<float[], FreeMemory>;
-
-/* Zeros; null when there is no room, also where the size in bytes is beyond 32 bits. */
-WorkArray workArray(std::int64_t count) {
-    const auto most = static_cast<std::int64_t>(PTRDIFF_MAX / sizeof(float));
-    return WorkArray(count > most ? nullptr : static_cast<float*>(std::calloc(count, sizeof(float))));
-}
 
 constexpr int columnCount = 8;
 
@@ -59,7 +47,7 @@ PELTA_VECTORIZE void invertSeries(const float* series, float* inverse, int count
 /* Finds the minimum-phase wavelet of the same autocorrelation; wavelet is changed only when there is one. */
 bool makeMinimumPhase(float* wavelet, int sampleCount, bool isAutocorrelation, float noisePercent) {
     const std::int64_t count = sampleCount;
-    const WorkArray lags = workArray(count + 1), errorPowers = workArray(count), spikingOperator = workArray(count);
+    const WorkArray lags = zeros(count + 1), errorPowers = zeros(count), spikingOperator = zeros(count);
     if (!lags || !errorPowers || !spikingOperator) return false;
     if (isAutocorrelation) std::copy_n(wavelet, count, lags.get());
     else AutoCorr(wavelet, sampleCount, lags.get(), sampleCount);
@@ -191,7 +179,7 @@ int changePhase(float* filter, int nsamp, int nfft, int iopt, float phase_char, 
                 float* phase, float* quad) {
     if (nsamp <= 0 || nfft <= 0) return 0;
     const std::int64_t length = nfft;
-    const WorkArray series = workArray(length), floats = workArray(2 * length + 2);
+    const WorkArray series = zeros(length), floats = zeros(2 * length + 2);
     if (!series || !floats) return 1;
     if (!loadWavelet(filter, nsamp, iopt != 0, phase_char, noise, series.get(), nfft)) return 1;
     auto* const spectrum = reinterpret_cast<peltaComplex*>(floats.get());

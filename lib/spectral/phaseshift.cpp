@@ -3,25 +3,25 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <numbers>
 
+#include "spectral/spectra.h"
 #include "truncation.h"
 #include "vectorize.h"
+#include "workarray.h"
 
 namespace {
 
 /* Room for the transform's spectrum and for the trace, however short. */
 float* workArray(int sampleCount, int transformLength) {
     const int usual = truncated(static_cast<float>(transformLength) * 1.2f);
-    const std::size_t spectrum = static_cast<std::size_t>(transformLength) + 2;
-    const auto count =
-        std::max({static_cast<std::size_t>(usual), spectrum, static_cast<std::size_t>(std::max(sampleCount, 0))});
-    return static_cast<float*>(reallocarray(nullptr, count, sizeof(float)));
+    const std::int64_t spectrum = std::int64_t{transformLength} + 2;
+    return allocateWorkArray<float>(std::max<std::int64_t>({usual, spectrum, sampleCount}));
 }
 
-/* Kernels between transforms keep to the width of register that those use: 512 bits would slow the transforms down.
- * Bins times cos a - i sin a. The difference in the imaginary part is written as a sum: side by side with the other one gcc 12
+/* Bins times cos a - i sin a. The difference in the imaginary part is written as a sum: side by side with the other one gcc 12
  * would fuse it with its products. */
 PELTA_VECTORIZE_256 void rotate(const float* bins, float cosine, float sine, float* rotated, int binCount) {
     const float minusSine = -sine;
@@ -31,12 +31,6 @@ PELTA_VECTORIZE_256 void rotate(const float* bins, float cosine, float sine, flo
         rotated[2 * k + 1] = cosine * im + minusSine * re;
     }
 }
-
-PELTA_VECTORIZE_256 void divide(const float* values, float divisor, float* quotients, int count) {
-    for (int i = 0; i < count; ++i) quotients[i] = values[i] / divisor;
-}
-
-peltaComplex* bins(float* floats) { return reinterpret_cast<peltaComplex*>(floats); }
 
 }
 
@@ -57,8 +51,7 @@ void PeltaPhaseShift::setAngle(float angle) { _angle = angle; }
 void PeltaPhaseShift::applyPhaseShift(float* trace, int numsmp) {
     const int count = std::min({_nsamples, numsmp, _nfft});
     if (count <= 0 || !_tempTrc1 || !_tempTrc2) return;
-    constexpr double pi = 3.141592653589793;
-    const auto angle = static_cast<float>(_angle * pi / 180.0);
+    const auto angle = static_cast<float>(_angle * std::numbers::pi / 180.0);
     std::copy_n(trace, count, _tempTrc1);
     std::fill(_tempTrc1 + count, _tempTrc1 + _nfft, 0.0f);
     pfarc(1, _nfft, _tempTrc1, bins(_tempTrc2));
