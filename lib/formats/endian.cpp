@@ -8,32 +8,26 @@
 
 namespace {
 
-PELTA_VECTORIZE void swapPairs(unsigned char* bytes, long n) {
+PELTA_INLINE std::uint16_t swapped(std::uint16_t word) { return static_cast<std::uint16_t>(word << 8 | word >> 8); }
+PELTA_INLINE std::uint32_t swapped(std::uint32_t word) { return __builtin_bswap32(word); }
+PELTA_INLINE std::uint64_t swapped(std::uint64_t word) { return __builtin_bswap64(word); }
+
+template <class Word>
+PELTA_INLINE void swapEach(unsigned char* bytes, long n) {
+    constexpr long size = sizeof(Word);
     for (long k = 0; k < n; ++k) {
-        std::uint16_t word;
-        std::memcpy(&word, bytes + 2 * k, 2);
-        word = static_cast<std::uint16_t>(word << 8 | word >> 8);
-        std::memcpy(bytes + 2 * k, &word, 2);
+        Word word;
+        std::memcpy(&word, bytes + size * k, size);
+        word = swapped(word);
+        std::memcpy(bytes + size * k, &word, size);
     }
 }
 
-PELTA_VECTORIZE void swapWords(unsigned char* bytes, long n) {
-    for (long k = 0; k < n; ++k) {
-        std::uint32_t word;
-        std::memcpy(&word, bytes + 4 * k, 4);
-        word = __builtin_bswap32(word);
-        std::memcpy(bytes + 4 * k, &word, 4);
-    }
-}
+PELTA_VECTORIZE void swapPairs(unsigned char* bytes, long n) { swapEach<std::uint16_t>(bytes, n); }
 
-PELTA_VECTORIZE void swapDoubleWords(unsigned char* bytes, long n) {
-    for (long k = 0; k < n; ++k) {
-        std::uint64_t word;
-        std::memcpy(&word, bytes + 8 * k, 8);
-        word = __builtin_bswap64(word);
-        std::memcpy(bytes + 8 * k, &word, 8);
-    }
-}
+PELTA_VECTORIZE void swapWords(unsigned char* bytes, long n) { swapEach<std::uint32_t>(bytes, n); }
+
+PELTA_VECTORIZE void swapDoubleWords(unsigned char* bytes, long n) { swapEach<std::uint64_t>(bytes, n); }
 
 void swapAnySize(unsigned char* bytes, long size, long n) {
     for (long k = 0; k < n; ++k, bytes += size)

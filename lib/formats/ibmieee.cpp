@@ -47,23 +47,19 @@ PELTA_INLINE std::uint32_t ibmFromIeee(std::uint32_t word) {
 }
 
 /* Words are moved as bytes: a load as float could quieten a NaN in a build that uses the x87 unit. */
-PELTA_VECTORIZE void wordsFromIbm(float* words, long n) {
+template <std::uint32_t (*converted)(std::uint32_t)>
+PELTA_INLINE void convertEach(float* words, long n) {
     for (long k = 0; k < n; ++k) {
         std::uint32_t word;
         std::memcpy(&word, words + k, sizeof word);
-        word = ieeeFromIbm(word);
+        word = converted(word);
         std::memcpy(words + k, &word, sizeof word);
     }
 }
 
-PELTA_VECTORIZE void wordsToIbm(float* words, long n) {
-    for (long k = 0; k < n; ++k) {
-        std::uint32_t word;
-        std::memcpy(&word, words + k, sizeof word);
-        word = ibmFromIeee(word);
-        std::memcpy(words + k, &word, sizeof word);
-    }
-}
+PELTA_VECTORIZE void wordsFromIbm(float* words, long n) { convertEach<ieeeFromIbm>(words, n); }
+
+PELTA_VECTORIZE void wordsToIbm(float* words, long n) { convertEach<ibmFromIeee>(words, n); }
 
 }
 

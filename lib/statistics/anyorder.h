@@ -27,6 +27,8 @@ struct AnyOrderSum {
 
 constexpr double reachPerTerm = 0x1p-51;
 
+constexpr int shortTrace = 64; /* samples that are summed in order in less time than over lanes */
+
 /* The float to which every sum within reach leads, if there is one. resultOf must not fall where its argument rises. */
 template <class ResultOf>
 PELTA_INLINE std::optional<float> settle(AnyOrderSum approximate, ResultOf resultOf) {

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int shortTrace = 64; /* samples that are summed in order in less time than over lanes */
-
 double sumInOrder(const float* trace, int sampleCount) {
     double sum = 0.0;
     for (int i = 0; i < sampleCount; ++i) sum += trace[i];

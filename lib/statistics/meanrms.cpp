@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int shortTrace = 64; /* samples that are summed in order in less time than over lanes */
-
 /* Squared in single precision. A dead sample adds 0, which changes no bit of the sum. */
 PELTA_INLINE double squareOf(float sample) { return sample * sample; }
 
