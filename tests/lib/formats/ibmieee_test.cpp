@@ -9,36 +9,30 @@
 #include <vector>
 
 #include "support/bits.h"
+#include "support/plainibm.h"
 
 namespace {
 
 using Words = std::vector<std::uint32_t>;
 
-/* The conversions a bit at a time. */
-std::uint32_t plainIbmToIeee(std::uint32_t word) {
-    std::uint32_t fraction = word & 0xFFFFFF;
-    if (fraction == 0) return word;
-    std::int32_t exponent = static_cast<std::int32_t>((word & 0x3F000000) >> 22) + 126;
-    for (; (fraction & 0x800000) == 0; fraction <<= 1) --exponent;
-    return (word & 0x80000000) | ((static_cast<std::uint32_t>(exponent) << 23) & 0x7F800000) | (fraction & 0x7FFFFF);
+/* Moved as bytes, which quietens no NaN. */
+std::vector<float> samplesOf(const Words& words) {
+    std::vector<float> samples(words.size());
+    std::memcpy(samples.data(), words.data(), sizeof(float) * words.size());
+    return samples;
 }
 
-std::uint32_t plainIeeeToIbm(std::uint32_t word) {
-    if (word == 0) return word;
-    const int exponent = static_cast<int>((word & 0x7F800000) >> 23) - 127;
-    const int shift = 3 - (exponent & 3);
-    const auto hexExponent = static_cast<std::uint32_t>((exponent >> 2) + 65);
-    return (word & 0x80000000) | hexExponent << 24 | ((word & 0x7FFFFF) | 0x800000) >> shift;
+Words wordsOf(const std::vector<float>& samples) {
+    Words words(samples.size());
+    std::memcpy(words.data(), samples.data(), sizeof(float) * samples.size());
+    return words;
 }
 
 template <void (*convert)(float*, int)>
 Words converted(const Words& words) {
-    std::vector<float> samples(words.size());
-    std::memcpy(samples.data(), words.data(), 4 * words.size());
+    std::vector<float> samples = samplesOf(words);
     convert(samples.data(), static_cast<int>(samples.size()));
-    Words result(words.size());
-    std::memcpy(result.data(), samples.data(), 4 * words.size());
-    return result;
+    return wordsOf(samples);
 }
 
 std::uint32_t toIeee(std::uint32_t word) { return converted<ibmToIeee>({word})[0]; }
@@ -159,20 +153,16 @@ TEST(IbmAndIeee, RoundTripClearsOnlyTheBitsThatWereCut) {
 TEST(IbmAndIeee, ConvertEveryLengthAndTouchNothingBehindIt) {
     const Words fresh = randomWords(200, 5);
     for (int n = 0; n <= 130; ++n) {
-        std::vector<float> toRead(fresh.size()), toWrite(fresh.size());
-        std::memcpy(toRead.data(), fresh.data(), 4 * fresh.size());
-        std::memcpy(toWrite.data(), fresh.data(), 4 * fresh.size());
-        ibmToIeee(toRead.data() + 1, n);
-        ieeeToIbm(toWrite.data() + 1, n);
-        Words read(fresh.size()), written(fresh.size()), expectedRead = fresh, expectedWritten = fresh;
-        std::memcpy(read.data(), toRead.data(), 4 * fresh.size());
-        std::memcpy(written.data(), toWrite.data(), 4 * fresh.size());
+        std::vector<float> read = samplesOf(fresh), written = samplesOf(fresh);
+        ibmToIeee(read.data() + 1, n);
+        ieeeToIbm(written.data() + 1, n);
+        Words expectedRead = fresh, expectedWritten = fresh;
         for (int i = 1; i <= n; ++i) {
             expectedRead[i] = plainIbmToIeee(fresh[i]);
             expectedWritten[i] = plainIeeeToIbm(fresh[i]);
         }
-        ASSERT_EQ(read, expectedRead) << n << " words";
-        ASSERT_EQ(written, expectedWritten) << n << " words";
+        ASSERT_EQ(wordsOf(read), expectedRead) << n << " words";
+        ASSERT_EQ(wordsOf(written), expectedWritten) << n << " words";
     }
 }
 
