@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr float smallestStabilizer = 1e-30f;
+
 /* A cumulative sum of absolute amplitudes. Behind its end the array may be readable up to extent entries. */
 struct Cumulative {
     const float* sum;
@@ -108,6 +110,28 @@ int largestLeadLagRatio(const Cumulative& cumulative, const Trial& trial, Count 
     }
     searchAnywhere(end);
     return static_cast<int>(best.pick);
+}
+
+/* Where the energy ratio looks: the windows of its first trial, the segment of the trace that is summed, and the samples of the
+ * segment that are tried. */
+struct EnergySearch {
+    Count lead, lag;
+    Count segmentStart, segmentLength;
+    Count start, end;
+};
+
+/* Kept on purpose: the end of the search adds the segment's start where the beginning subtracts it, and the pick stays counted
+ * from the segment's start. Behind the segment the search sees zeros. */
+EnergySearch searchAbout(Count centre, Count reach, float envelope, Count sampleCount) {
+    EnergySearch search;
+    search.lag = std::max<Count>(Count(rounded(envelope)) + 1, 10);
+    search.lead = rounded(static_cast<double>(search.lag) * 0.67);
+    const Count last = sampleCount - 1;
+    search.segmentStart = std::max<Count>(0, centre - reach - 2 * search.lag);
+    search.segmentLength = std::min(last, centre + reach + 2 * search.lead) - search.segmentStart;
+    search.start = std::max<Count>(0, centre - reach - search.segmentStart);
+    search.end = std::min(last, centre + reach + search.segmentStart);
+    return search;
 }
 
 /* Writes the cumulative absolute amplitude of a segment and returns the sum of its signed samples.

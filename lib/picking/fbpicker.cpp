@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr float smallestStabilizer = 1e-30f;
-constexpr float largestDeviationRatio = 1e32f;
 constexpr int lowestOrder = 2;  // of the autoregressive models that are tested
 
 bool hasWorkArrays(const fbPicker& picker) {
@@ -25,6 +23,18 @@ bool hasWorkArrays(const fbPicker& picker) {
 
 PELTA_VECTORIZE void divideInPlace(float* numerators, const float* denominators, int count) {
     for (int i = 0; i < count; ++i) numerators[i] /= denominators[i];
+}
+
+/* Place of the first of the smallest ratios; count where none is small enough. */
+int smallestRatio(const float* ratios, int count) {
+    float smallest = 1e32f;
+    int place = count;
+    for (int k = 0; k < count; ++k)
+        if (ratios[k] < smallest) {
+            smallest = ratios[k];
+            place = k;
+        }
+    return place;
 }
 
 /* The first prediction coefficient of the autoregressive model of the window that starts at the samples given. */
@@ -168,28 +178,20 @@ int fbPicker::getPick(float* data, float offset, int) {
 int fbPicker::computeEnPick(float* data, int isamp) {
     if (!hasWorkArrays(*this)) return 0;
     const float envelope = static_cast<float>(_fbpp->envelope) / _srate;
-    const Count lag = std::max<Count>(Count(rounded(envelope)) + 1, 10);
-    const Count lead = rounded(static_cast<double>(lag) * 0.67);
-    const Count reach = samplesIn(_fbpp->winlen, _srate) / 2;
-    const Count segmentStart = std::max<Count>(0, isamp - reach - 2 * lag);
-    const Count segmentLength = std::min<Count>(Count(_nsamp) - 1, isamp + reach + 2 * lead) - segmentStart;
-    if (segmentLength < 2) return 0;
-
-    // Kept on purpose: the end of the search adds the segment's start where the beginning subtracts it, and the pick stays
-    // counted from the segment's start. Behind the segment the search sees zeros.
-    Count start = std::max<Count>(0, isamp - reach - segmentStart);
-    Count end = std::min<Count>(Count(_nsamp) - 1, isamp + reach + segmentStart);
+    const EnergySearch search = searchAbout(isamp, samplesIn(_fbpp->winlen, _srate) / 2, envelope, _nsamp);
+    if (search.segmentLength < 2) return 0;
     _isPreProcess = true;
-    if (accumulate(data + segmentStart, segmentLength, _tempTrc1) == 0.0) return 0;
-    std::fill(_tempTrc1 + segmentLength, _tempTrc1 + _nsamp, 0.0f);
-    const Cumulative cumulative = {_tempTrc1, segmentLength, _nsamp};
+    if (accumulate(data + search.segmentStart, search.segmentLength, _tempTrc1) == 0.0) return 0;
+    std::fill(_tempTrc1 + search.segmentLength, _tempTrc1 + _nsamp, 0.0f);
+    const Cumulative cumulative = {_tempTrc1, search.segmentLength, _nsamp};
 
-    const float coarseStabilizer = shareOfMean(_fbpp->stablizer, _tempTrc1[segmentLength - 1], segmentLength);
-    const float middle = coarsePick(cumulative, start, end, {lead, lag, std::max(coarseStabilizer, smallestStabilizer)});
+    const float share = shareOfMean(_fbpp->stablizer, _tempTrc1[search.segmentLength - 1], search.segmentLength);
+    const Trial firstTrial = {search.lead, search.lag, std::max(share, smallestStabilizer)};
+    const float middle = coarsePick(cumulative, search.start, search.end, firstTrial);
 
     const float halfWidth = static_cast<float>(rounded(envelope));
-    start = std::max<Count>(start, truncated(middle - halfWidth));
-    end = std::min<Count>(end, truncated(halfWidth + middle));
+    const Count start = std::max<Count>(search.start, truncated(middle - halfWidth));
+    const Count end = std::min<Count>(search.end, truncated(halfWidth + middle));
     const double amplitude = static_cast<double>(entryAt(_tempTrc1, _nsamp, end)) - entryAt(_tempTrc1, _nsamp, start);
     return finePick(cumulative, start, end, envelope, shareOfMean(_fbpp->stablizer, amplitude, end - start));
 }
@@ -209,14 +211,8 @@ int fbPicker::computeSDPick(float* data, int) {
     standardDeviations(data, count, noise, ratios);  // first is 0 unless these windows are empty
     standardDeviations(data + first + signalOffset, count, signal, _tempTrc4);
     divideInPlace(ratios, _tempTrc4, count);
-    float smallest = largestDeviationRatio;
-    Count pick = 0;
-    for (int k = 0; k < count; ++k)
-        if (ratios[k] < smallest) {
-            smallest = ratios[k];
-            pick = first + k + signalOffset;
-        }
-    return static_cast<int>(pick);
+    const int smallest = smallestRatio(ratios, count);
+    return smallest < count ? static_cast<int>(first + smallest + signalOffset) : 0;
 }
 
 int fbPicker::computeARPick(float* data, int isamp) {
