@@ -14,177 +14,13 @@
 #include <vector>
 
 #include "support/bits.h"
+#include "support/plainpicker.h"
 #include "support/signals.h"
 
 namespace {
 
 constexpr float infinite = std::numeric_limits<float>::infinity();
 constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-
-/* The methods step by step, for parameters that keep inside the trace. */
-namespace plain {
-
-float at(const std::vector<float>& array, long index) { return index >= 0 && index < long(array.size()) ? array[index] : 0.0f; }
-
-int samples(int milliseconds, float interval) { return static_cast<int>(static_cast<float>(milliseconds) / interval); }
-
-int round(float x) { return static_cast<int>(x > 0 ? x + 0.5f : x - 0.5f); }
-
-float middle(std::vector<float> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-int leadLagPick(const std::vector<float>& data, int nsamp, int nstart, int nend, int nlead, int nlag, float stablize) {
-    float best = 0.0f;
-    int pick = 0;
-    if (nstart + 1 >= nend) return 0;
-    for (int i = nstart + 1; i < nend; ++i) {
-        const int n1 = std::max(0, i - nlag), n2 = std::min(nsamp - 1, i + nlead);
-        const float before = (at(data, i) - at(data, n1)) / static_cast<float>(i - n1) + stablize;
-        const float after = (at(data, n2) - at(data, i)) / static_cast<float>(n2 - i);
-        const float ratio = after / before;
-        if (ratio > best) {
-            best = ratio;
-            pick = i;
-        }
-    }
-    return pick;
-}
-
-int energyPick(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
-    const int n = static_cast<int>(data.size());
-    const float env = static_cast<float>(parm.envelope) / srate;
-    const int nlag = std::max(round(env) + 1, 10);
-    const int nlead = static_cast<int>(nlag * 0.67 + 0.5);
-    const int iwin = samples(parm.winlen, srate) / 2;
-    const int copyStart = std::max(0, isamp - iwin - 2 * nlag), copyEnd = std::min(n - 1, isamp + iwin + 2 * nlead);
-    const int ns = copyEnd - copyStart;
-    int nstart = std::max(0, isamp - iwin - copyStart), nend = std::min(n - 1, isamp + iwin + copyStart);
-    if (ns <= 0) return 0;
-
-    std::vector<float> cum(2 * n, 0.0f);
-    std::copy_n(data.begin() + copyStart, ns, cum.begin());
-    cum[0] = 0.0f;
-    double sum = 0.0;
-    for (int k = 1; k < ns; ++k) {
-        sum += cum[k];
-        cum[k] = static_cast<float>(std::fabs(static_cast<double>(cum[k])) + cum[k - 1]);
-    }
-    if (sum == 0.0) return 0;
-    float stab = static_cast<float>(static_cast<double>(parm.stablizer) * 0.01 * cum[ns - 1] / ns);
-    if (stab < 1e-30f) stab = 1e-30f;
-    const float m = middle({float(leadLagPick(cum, ns, nstart, nend, nlead, nlag, stab)),
-                            float(leadLagPick(cum, ns, nstart, nend, 2 * nlead, 2 * nlag, stab * 0.5f)),
-                            float(leadLagPick(cum, ns, nstart, nend, nlead / 2, nlag / 2, stab + stab))});
-    const int r = round(env);
-    nstart = std::max(nstart, static_cast<int>(m - r));
-    nend = std::min(nend, static_cast<int>(r + m));
-    const double amplitude = static_cast<double>(at(cum, nend)) - static_cast<double>(at(cum, nstart));
-    const float stab1 = static_cast<float>(static_cast<double>(parm.stablizer) * 0.01 * amplitude / (nend - nstart));
-    std::vector<float> picks;
-    for (int k = 1; k <= 9; ++k) {
-        if (k % 3 == 1)
-            picks.push_back(leadLagPick(cum, ns, nstart, nend, round(env * 0.35f), round(env * 0.5f), stab1 * 0.5f));
-        if (k % 3 == 2) picks.push_back(leadLagPick(cum, ns, nstart, nend, round(env * 0.7f), round(env), stab1));
-        if (k % 3 == 0) picks.push_back(leadLagPick(cum, ns, nstart, nend, round(env * 1.2f), round(env * 1.4f), stab1 * 2.0f));
-    }
-    return static_cast<int>(middle(picks) + 0.5f);
-}
-
-float deviation(const float* x, int n) {
-    float sum = 0.0f;
-    for (int j = 0; j < n; ++j) sum += x[j];
-    const float mean = sum / static_cast<float>(n);
-    volatile float squares = 0.0f;  // volatile: the sum is rounded to float after every term
-    for (int j = 0; j < n; ++j) {
-        const float d = x[j] - mean;
-        squares = static_cast<float>(static_cast<double>(squares) + static_cast<double>(d) * static_cast<double>(d));
-    }
-    return static_cast<float>(std::sqrt(static_cast<double>(squares / static_cast<float>(n))));
-}
-
-int deviationPick(const fbPickParm& parm, const std::vector<float>& data, float srate) {
-    const int nwin1 = samples(parm.win1, srate), nwin2 = samples(parm.win2, srate), nstop = samples(parm.winlen1, srate);
-    if (nwin1 + 1 + nwin2 + 1 >= nstop) return 0;
-    float minratio = 1e32f;
-    int pick = 0, winstart1 = 0, winstart2 = nwin1 + 1;
-    do {
-        const float ratio = deviation(&data[winstart1], nwin1) / deviation(&data[winstart2], nwin2);
-        if (ratio < minratio) {
-            minratio = ratio;
-            pick = winstart2;
-        }
-        ++winstart1;
-        ++winstart2;
-    } while (winstart2 + nwin2 + 1 < nstop);
-    return pick;
-}
-
-float firstCoefficient(const float* window, int n, int nsamp) {
-    std::vector<float> x(window, window + n), v(nsamp), vc(nsamp), s(nsamp), sc(nsamp), a(nsamp);
-    int mstart = 2, mlast = n / 4, icode = 0, akcode = 0, rscode = 1, m, ocode = 0;
-    float ssq, p;
-    fabne_(x.data(), &n, &mstart, &mlast, &icode, &akcode, &rscode, &nsamp, v.data(), vc.data(), s.data(), sc.data(), a.data(),
-           &m, &ssq, &p, &ocode);
-    return a[0];
-}
-
-int autoregressivePick(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
-    const int nwin1 = samples(parm.winlen2, srate), nwina = samples(parm.wina, srate), arwin = samples(parm.winar, srate);
-    const int n = static_cast<int>(data.size());
-    std::vector<float> reference;
-    for (int i = 0; i < nwina; ++i) reference.push_back(firstCoefficient(&data[i], arwin, n));
-    const float thresh = middle(reference) * parm.threshold;
-    const int nstop = std::min(nwin1 - arwin, nwin1 - isamp);
-    for (int i = isamp; i < nstop; ++i)
-        if (firstCoefficient(&data[i], arwin, n) >= thresh) return i;
-    return 0;
-}
-
-/* One value per sample; entry 0 stands for the sample before the trace. */
-std::vector<float> decomposition(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
-    int range = samples(parm.winlen3, srate), iwin = samples(parm.winspd, srate), ihalf = iwin / 2, size = iwin + 2;
-    std::vector<peltaComplex> ctable(iwin + 1);
-    std::vector<float> t(iwin + 1), scratch(size), values(data.size() + 2 * iwin + 2), padded(data.size() + 2 * iwin + 2);
-    std::copy(data.begin(), data.end(), padded.begin() + 1);
-    int one = 1, no = 0, itw = 100, ist = isamp, iend = range - isamp;
-    float pie = 3.1415927f, freq = parm.freqspd, dt = srate / 1000.0f, radeg = 57.29578f;
-    spdtables_(ctable.data(), &iwin, &one, &no, &one, t.data(), &itw, &ihalf, &pie, &freq, &dt);
-    spddecompose_(&padded[1], &range, scratch.data(), &size, &ist, &iend, &one, &no, &one, &iwin, &ihalf, ctable.data(),
-                  t.data(), &values[1], &radeg, &no, &no, &no);
-    return values;
-}
-
-int decompositionPick(const fbPickParm& parm, const std::vector<float>& data, float srate, int isamp) {
-    const int range = samples(parm.winlen3, srate), iwin = samples(parm.winspd, srate);
-    const std::vector<float> values = decomposition(parm, data, srate, isamp);
-    const float thresh = middle({values.begin() + 1, values.begin() + 1 + iwin}) * parm.threshspd;
-    for (int i = isamp; i < range - isamp; ++i)
-        if (values[i + 1] >= thresh) return i;
-    return 0;
-}
-
-bool matches(int s, const std::vector<float>& data, int i) {
-    const float x = at(data, i), earlier = at(data, i - 1), later = at(data, i + 1);
-    if (s == 1) return x < 0 && x <= earlier && x <= later;
-    if (s == 2) return x > 0 && x >= earlier && x >= later;
-    if (s == 3) return (x >= 0 && later <= 0) || (x < later && x < earlier);
-    if (s == 4) return (x <= 0 && later >= 0) || (x > later && x > earlier);
-    return false;
-}
-
-int snap(int s, int direction, const std::vector<float>& data, int time) {
-    if (s == 5) return time;
-    int ibdk = time, ifwd = time;
-    while (ibdk > 1 && !matches(s, data, ibdk)) --ibdk;
-    if (direction < 0) return ibdk;
-    while (ifwd < int(data.size()) - 1 && !matches(s, data, ifwd)) ++ifwd;
-    if (direction > 0) return ifwd;
-    return ifwd - time <= time - ibdk ? ifwd : ibdk;
-}
-
-}
 
 /* Parameters at 2 ms that suit a trace of some 500 samples with a 40 Hz arrival; nothing is snapped. */
 fbPickParm usualParameters(int ipmethod) {
@@ -241,6 +77,12 @@ int rawPick(int ipmethod, fbPicker& picker, std::vector<float>& data, int isamp)
         case 3: return picker.computeARPick(data.data(), isamp);
         default: return picker.computeSPDPick(data.data(), isamp);
     }
+}
+
+/* The raw pick of the record's method by a picker that has done nothing else. */
+int rawPickOf(fbPickParm parm, std::vector<float> trace, float interval, int isamp) {
+    fbPicker picker(&parm, static_cast<int>(trace.size()), interval);
+    return rawPick(parm.ipmethod, picker, trace, isamp);
 }
 
 /* What a user relies on. */
@@ -604,7 +446,7 @@ TEST(DoPick, MatchesThePlainRuleOnRandomSums) {
 TEST(EnergyRatio, GivesNoPickForADeadTrace) {
     std::vector<float> trace(400, 0.0f);
     fbPickParm parm = usualParameters(1);
-    EXPECT_EQ(fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200), 0);
+    EXPECT_EQ(rawPickOf(parm, trace, 2.0f, 200), 0);
 }
 
 TEST(EnergyRatio, GivesNoPickWhenTheSignedSamplesCancelExactly) {
@@ -643,7 +485,7 @@ TEST(EnergyRatio, CountsThePickFromTheStartOfTheSegment) {
     fbPickParm parm = usualParameters(1);
     parm.winlen = 200;
     parm.envelope = 40;  // 20 samples, so the segment starts 50 + 2 * 21 samples before the search start
-    const int pick = fbPicker(&parm, length, 2.0f).computeEnPick(trace.data(), searchStart);
+    const int pick = rawPickOf(parm, trace, 2.0f, searchStart);
     EXPECT_EQ(pick, plain::energyPick(parm, trace, 2.0f, searchStart));
     EXPECT_LT(pick, searchStart - 50);
 }
@@ -656,7 +498,7 @@ TEST(EnergyRatio, SearchesBeyondTheSegmentWhereItSeesZeros) {
     parm.winlen = 200;
     parm.envelope = 40;
     const int lag = 21, lead = 14, reach = 50;
-    EXPECT_EQ(fbPicker(&parm, 800, 2.0f).computeEnPick(trace.data(), 400), 2 * (reach + lag + lead));
+    EXPECT_EQ(rawPickOf(parm, trace, 2.0f, 400), 2 * (reach + lag + lead));
 }
 
 TEST(EnergyRatio, NeedsNoStabilizer) {
@@ -665,7 +507,7 @@ TEST(EnergyRatio, NeedsNoStabilizer) {
     for (float stabilizer : {0.0f, -5.0f, 1e-35f}) {
         fbPickParm parm = usualParameters(1);
         parm.stablizer = stabilizer;
-        EXPECT_EQ(fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200), plain::energyPick(parm, trace, 2.0f, 200));
+        EXPECT_EQ(rawPickOf(parm, trace, 2.0f, 200), plain::energyPick(parm, trace, 2.0f, 200));
     }
 }
 
@@ -678,7 +520,7 @@ TEST(EnergyRatio, DividesByNothingSmallerThanItsLeastStabilizer) {
     for (float stabilizer : {0.0f, -5.0f, 1e-35f}) {
         fbPickParm parm = usualParameters(1);
         parm.stablizer = stabilizer;
-        EXPECT_GT(fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200), 220) << stabilizer;
+        EXPECT_GT(rawPickOf(parm, trace, 2.0f, 200), 220) << stabilizer;
     }
 }
 
@@ -689,7 +531,7 @@ TEST(EnergyRatio, LeavesRatiosInfiniteThatItsLeastStabilizerDoesNotKeepFinite) {
     for (int i = 250; i < 400; ++i) trace[i] = 1e15f;
     fbPickParm parm = usualParameters(1);
     parm.stablizer = 0.0f;
-    const int pick = fbPicker(&parm, 400, 2.0f).computeEnPick(trace.data(), 200);
+    const int pick = rawPickOf(parm, trace, 2.0f, 200);
     EXPECT_GT(pick, 0);
     EXPECT_LT(pick, 105);
 }
@@ -700,8 +542,7 @@ TEST(EnergyRatio, RoundsItsWindowLengthsInSinglePrecision) {
         std::vector<float> trace = randomTrace(400, seed);
         fbPickParm parm = usualParameters(1);
         parm.envelope = 45;
-        EXPECT_EQ(fbPicker(&parm, 400, 0.5f).computeEnPick(trace.data(), 200), plain::energyPick(parm, trace, 0.5f, 200))
-            << seed;
+        EXPECT_EQ(rawPickOf(parm, trace, 0.5f, 200), plain::energyPick(parm, trace, 0.5f, 200)) << seed;
     }
 }
 
@@ -720,8 +561,7 @@ TEST(EnergyRatio, MatchesThePlainStepsOnRandomTraces) {
         const float largestStabilizer = round % 4 ? 28.0f : 2000.0f;  // many means of the amplitude: its bits count
         parm.stablizer = round % 31 == 0 ? notANumber : static_cast<float>(engine() % 40) / 40.0f * largestStabilizer;
         const int start = static_cast<int>(engine() % (n + 20)) - 10;
-        EXPECT_EQ(fbPicker(&parm, n, interval).computeEnPick(trace.data(), start),
-                  plain::energyPick(parm, trace, interval, start))
+        EXPECT_EQ(rawPickOf(parm, trace, interval, start), plain::energyPick(parm, trace, interval, start))
             << "round " << round << ", n " << n << ", start " << start << ", interval " << interval << ", envelope "
             << parm.envelope << ", winlen " << parm.winlen;
     }
@@ -765,13 +605,13 @@ TEST(DeviationRatio, LeavesOneSampleBetweenTheWindows) {
 TEST(DeviationRatio, PassesOverWindowsWithoutVariation) {
     fbPickParm parm = usualParameters(2);
     std::vector<float> flat(500, 3.0f);
-    EXPECT_EQ(fbPicker(&parm, 500, 2.0f).computeSDPick(flat.data(), 0), 0);
+    EXPECT_EQ(rawPickOf(parm, flat, 2.0f, 0), 0);
     std::vector<float> trace = randomTrace(500, 3);
     parm.win1 = 0;
-    EXPECT_EQ(fbPicker(&parm, 500, 2.0f).computeSDPick(trace.data(), 0), 0);
+    EXPECT_EQ(rawPickOf(parm, trace, 2.0f, 0), 0);
     parm.win1 = 100;
     parm.win2 = 0;
-    EXPECT_EQ(fbPicker(&parm, 500, 2.0f).computeSDPick(trace.data(), 0), 0);
+    EXPECT_EQ(rawPickOf(parm, trace, 2.0f, 0), 0);
 }
 
 TEST(DeviationRatio, GivesNoPickForRatiosOfItsLargestOrMore) {
@@ -784,7 +624,7 @@ TEST(DeviationRatio, GivesNoPickForRatiosOfItsLargestOrMore) {
     parm.winlen1 = 15;  // one position
     for (const auto& [signal, pick] : {std::pair{1e-20f, 0}, std::pair{1e-17f, 7}}) {
         for (int i = 7; i < 13; ++i) trace[i] = i % 2 ? signal : -signal;
-        EXPECT_EQ(fbPicker(&parm, 16, 1.0f).computeSDPick(trace.data(), 0), pick) << signal;
+        EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 0), pick) << signal;
     }
 }
 
@@ -794,7 +634,7 @@ TEST(DeviationRatio, TakesTheFirstOfEqualRatios) {
     fbPickParm parm = usualParameters(2);
     parm.win1 = 40;
     parm.win2 = 20;
-    EXPECT_EQ(fbPicker(&parm, 400, 1.0f).computeSDPick(alternating.data(), 0), 41);
+    EXPECT_EQ(rawPickOf(parm, alternating, 1.0f, 0), 41);
 }
 
 TEST(DeviationRatio, LooksOnlyAtWindowsWithinTheTrace) {
@@ -803,13 +643,13 @@ TEST(DeviationRatio, LooksOnlyAtWindowsWithinTheTrace) {
     parm.win1 = 60;
     parm.win2 = 40;
     parm.winlen1 = INT_MAX / 3 * 2;
-    const int pick = fbPicker(&parm, 300, 1.0f).computeSDPick(trace.data(), 0);
+    const int pick = rawPickOf(parm, trace, 1.0f, 0);
     parm.winlen1 = 302;  // the last window ends with the trace
     EXPECT_EQ(pick, plain::deviationPick(parm, trace, 1.0f));
     EXPECT_GT(pick, 0);
     parm.winlen1 = INT_MAX;
     parm.win2 = 240;
-    EXPECT_EQ(fbPicker(&parm, 300, 1.0f).computeSDPick(trace.data(), 0), 0);
+    EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 0), 0);
 }
 
 TEST(DeviationRatio, LooksAtTheLastWindowOfTheTrace) {
@@ -819,7 +659,7 @@ TEST(DeviationRatio, LooksAtTheLastWindowOfTheTrace) {
     parm.win1 = 60;
     parm.win2 = 40;
     parm.winlen1 = 1000;
-    EXPECT_EQ(fbPicker(&parm, 300, 1.0f).computeSDPick(trace.data(), 0), 260);
+    EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 0), 260);
 }
 
 TEST(DeviationRatio, RoundsItsSumsOfSquaresOnceATerm) {
@@ -833,7 +673,7 @@ TEST(DeviationRatio, RoundsItsSumsOfSquaresOnceATerm) {
         parm.win1 = 6;
         parm.win2 = 4;
         parm.winlen1 = n;
-        EXPECT_EQ(fbPicker(&parm, n, 1.0f).computeSDPick(trace.data(), 0), plain::deviationPick(parm, trace, 1.0f)) << round;
+        EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 0), plain::deviationPick(parm, trace, 1.0f)) << round;
     }
 }
 
@@ -853,7 +693,7 @@ TEST(DeviationRatio, MatchesThePlainStepsOnRandomTraces) {
         parm.win1 = static_cast<int>(engine() % (n / 2 + 1));
         parm.win2 = static_cast<int>(engine() % (n / 3 + 1));
         parm.winlen1 = static_cast<int>(engine() % n) + 1;
-        EXPECT_EQ(fbPicker(&parm, n, 1.0f).computeSDPick(trace.data(), 0), plain::deviationPick(parm, trace, 1.0f))
+        EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 0), plain::deviationPick(parm, trace, 1.0f))
             << "round " << round << ", n " << n << ", windows " << parm.win1 << ", " << parm.win2 << ", scan " << parm.winlen1;
     }
 }
@@ -876,7 +716,7 @@ TEST(AutoregressivePick, TakesTheSearchStartFromTheEndOfTheRange) {
     fbPickParm parm = startRevealing();
     parm.winlen2 = 300;
     parm.winar = 20;
-    EXPECT_EQ(fbPicker(&parm, 400, 1.0f).computeARPick(trace.data(), 150), 0);
+    EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 150), 0);
 }
 
 TEST(AutoregressivePick, TakesTheMedianOfNoReferenceAsZero) {
@@ -942,9 +782,9 @@ TEST(AutoregressivePick, PassesOverDeadWindows) {
     std::fill(trace.begin(), trace.begin() + 100, 0.0f);
     fbPickParm parm = startRevealing();
     parm.winar = 20;
-    EXPECT_GT(fbPicker(&parm, 400, 1.0f).computeARPick(trace.data(), 10), 80);
+    EXPECT_GT(rawPickOf(parm, trace, 1.0f, 10), 80);
     std::vector<float> dead(400, 0.0f);
-    EXPECT_EQ(fbPicker(&parm, 400, 1.0f).computeARPick(dead.data(), 10), 0);
+    EXPECT_EQ(rawPickOf(parm, dead, 1.0f, 10), 0);
 }
 
 TEST(AutoregressivePick, MatchesThePlainStepsOnRandomTraces) {
@@ -958,8 +798,7 @@ TEST(AutoregressivePick, MatchesThePlainStepsOnRandomTraces) {
         parm.winlen2 = static_cast<int>(engine() % n);
         parm.threshold = 0.5f + static_cast<float>(engine() % 30) * 0.1f;
         const int start = static_cast<int>(engine() % (round % 2 ? 10 : n));
-        EXPECT_EQ(fbPicker(&parm, n, 1.0f).computeARPick(trace.data(), start),
-                  plain::autoregressivePick(parm, trace, 1.0f, start))
+        EXPECT_EQ(rawPickOf(parm, trace, 1.0f, start), plain::autoregressivePick(parm, trace, 1.0f, start))
             << "round " << round << ", n " << n << ", start " << start;
     }
 }
@@ -1026,16 +865,16 @@ TEST(DecompositionPick, GivesNoPickForWindowsThatItsArraysCannotHold) {
     parm.threshspd = 0.0f;
     for (int winspd : {50, 51, INT_MAX, 0, -1, INT_MIN}) {
         parm.winspd = winspd;
-        EXPECT_EQ(fbPicker(&parm, 50, 1.0f).computeSPDPick(trace.data(), 3), 0) << winspd;
+        EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 3), 0) << winspd;
     }
     parm.winspd = 49;
-    EXPECT_EQ(fbPicker(&parm, 50, 1.0f).computeSPDPick(trace.data(), 3), 3);
+    EXPECT_EQ(rawPickOf(parm, trace, 1.0f, 3), 3);
 }
 
 TEST(DecompositionPick, AcceptsTheSearchStartOnADeadTrace) {
     std::vector<float> dead(100, 0.0f);
     fbPickParm parm = usualParameters(4);
-    EXPECT_EQ(fbPicker(&parm, 100, 2.0f).computeSPDPick(dead.data(), 7), 7);  // 0 reaches 8 times 0
+    EXPECT_EQ(rawPickOf(parm, dead, 2.0f, 7), 7);  // 0 reaches 8 times 0
 }
 
 TEST(DecompositionPick, MatchesThePlainStepsOnRandomTraces) {
