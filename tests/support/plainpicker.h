@@ -12,7 +12,9 @@
 /* The methods of the picker step by step, for parameters that keep inside the trace: what the library has to give to the bit. */
 namespace plain {
 
-inline float at(const std::vector<float>& array, long index) { return index >= 0 && index < long(array.size()) ? array[index] : 0.0f; }
+inline float at(const std::vector<float>& array, long index) {
+    return index >= 0 && index < long(array.size()) ? array[index] : 0.0f;
+}
 
 inline int samples(int milliseconds, float interval) { return static_cast<int>(static_cast<float>(milliseconds) / interval); }
 
