@@ -41,11 +41,10 @@ void readTwice(const std::string& text) {
 
 void readAsOption(const Parameter& parameter, const std::string& text) {
     try {
-        const Value value = valueFromText(parameter, text);
-        checkBounds(parameter, value);
+        const Value value = valueFromOption(parameter, text);
         if (valueFromText(parameter, optionText(parameter, value)) != value) __builtin_trap();
     } catch (const UsageError& error) {
-        if (std::string(error.what()).empty()) __builtin_trap();
+        if (!std::string(error.what()).starts_with(parameter.option() + ": ")) __builtin_trap();
     }
 }
 

@@ -2,16 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
+#include "support/files.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
 
 std::string complaint(const std::string& text) {
-    try {
-        readFlow(text, "f.toml");
-    } catch (const UsageError& error) { return error.what(); }
-    return "";
+    return complaintOf<UsageError>([&] { readFlow(text, "f.toml"); });
 }
 
 TEST(FlowFile, ListsStepsInTheirOrder) {
@@ -35,6 +35,7 @@ TEST(FlowFile, TellsWhereAValueIsWrong) {
     EXPECT_EQ(complaint("[[step]]\nname = \"gain\"\nwindow_ms = \"long\"\n"), "f.toml:3:13: window_ms takes a whole number");
     EXPECT_EQ(complaint("[[step]]\nname = \"gain\"\nwindow_ms = 0\n"),
               "f.toml:3:13: window_ms: 0 lies outside 1 .. 2.14748e+09");
+    EXPECT_EQ(complaint("[[step]]\nname = \"phase\"\nangle_deg = true\n"), "f.toml:3:13: angle_deg takes a number");
     EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\ncorners_hz = [5, 10.5]\n"),
               "f.toml:3:18: corners_hz takes whole numbers");
     EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\ncorners_hz = 5\n"),
@@ -42,7 +43,7 @@ TEST(FlowFile, TellsWhereAValueIsWrong) {
     EXPECT_EQ(complaint("[[step]]\nname = \"moveout\"\nvelocity_table_ms_m_per_s = [[1, 2, 3]]\n"),
               "f.toml:3:30: velocity_table_ms_m_per_s takes a list of pairs such as [[0, 1500], [1000, 2200]]");
     EXPECT_EQ(complaint("[[step]]\nname = \"bandpass\"\nshape = \"ormsbi\"\n"),
-              "f.toml:3:9: --shape: 'ormsbi' is none of ormsby, butterworth, did you mean 'ormsby'?");
+              "f.toml:3:9: shape: 'ormsbi' is none of ormsby, butterworth, did you mean 'ormsby'?");
 }
 
 TEST(FlowFile, RefusesWhatIsNoFlow) {
@@ -50,7 +51,22 @@ TEST(FlowFile, RefusesWhatIsNoFlow) {
     EXPECT_EQ(complaint("step = [1]"), "f.toml:1:9: a step is a [[step]] table");
     EXPECT_EQ(complaint("[[step]]\nwindow_ms = 1\n"), "f.toml:1:1: a step needs a name, such as name = \"bandpass\"");
     EXPECT_TRUE(complaint("[[step]\n").starts_with("f.toml:1:"));
-    EXPECT_THROW(readFlowFile("/nowhere/f.toml"), UsageError);
+}
+
+TEST(FlowFile, SaysWhyItCannotBeRead) {
+    EXPECT_EQ(complaintOf<Failure>([] { FlowFile("/nowhere/f.toml"); }),
+              "/nowhere/f.toml: cannot be read: No such file or directory");
+    EXPECT_EQ(complaintOf<Failure>([] { FlowFile("/"); }), "/: cannot be read: Is a directory");
+}
+
+TEST(FlowFile, IsReplacedByNoOutputWhileItLives) {
+    const ScratchFolder folder;
+    const std::string name = folder.file("f.toml"), text = "[[step]]\nname = \"gain\"\n";
+    writeFile(name, text);
+    const FlowFile flow(name);
+    EXPECT_EQ(flow.steps().size(), 1u);
+    EXPECT_EQ(complaintOf<Failure>([&] { OutputFile(name, true); }),
+              name + ": is the input itself; choose another name for the output");
 }
 
 TEST(FlowFile, ReadsBackWhatItWrites) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -14,10 +15,8 @@ std::string complaint(const std::string& text) {
     const ScratchFolder folder;
     const std::string name = folder.file("table.csv");
     writeFile(name, text);
-    try {
-        LinearFunction(readPairs(name, offsetAndTime), offsetAndTime, name);
-    } catch (const UsageError& error) { return std::string(error.what()).substr(name.size()); }
-    return "";
+    return complaintOf<UsageError>([&] { LinearFunction(readPairs(name, offsetAndTime), offsetAndTime, name); })
+        .substr(name.size());
 }
 
 TEST(LinearFunction, IsLinearBetweenItsKeysAndConstantBeyond) {
@@ -43,12 +42,8 @@ TEST(LinearFunction, IsNamedInTheWordsOfItsTable) {
     EXPECT_EQ(complaint("500,1\n400,2\n"), ": offsets must ascend, but 400 m follows 500 m");
     EXPECT_EQ(complaint("500,1\n500,2\n"), ": offsets must ascend, but 500 m follows 500 m");
     EXPECT_EQ(complaint(""), ": no pairs of offset and time");
-    try {
-        readPairs("/nowhere/mute.csv", offsetAndTime);
-        FAIL();
-    } catch (const Failure& failure) {
-        EXPECT_STREQ(failure.what(), "/nowhere/mute.csv: cannot be read: No such file or directory");
-    }
+    EXPECT_EQ(complaintOf<Failure>([] { readPairs("/nowhere/mute.csv", offsetAndTime); }),
+              "/nowhere/mute.csv: cannot be read: No such file or directory");
 }
 
 TEST(Pairs, MayComeInAnyOrder) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 
 namespace pelta {
@@ -10,13 +11,6 @@ namespace {
 const Parameter corners = {"corners", "hz", Kind::integers, "corners", {}, 0, 1000};
 const Parameter shape = {"shape", "", Kind::choice, "shape", std::int64_t{0}, 0, 1, {{"ormsby", 0}, {"butterworth", 1}}};
 const Parameter table = {"velocity_table", "ms_m_per_s", Kind::pairs, "velocities"};
-
-std::string usageError(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const UsageError& error) { return error.what(); }
-    return "";
-}
 
 TEST(Parameters, CarryTheirUnitInTheFlowFilesKeyOnly) {
     EXPECT_EQ(corners.key(), "corners_hz");
@@ -35,12 +29,18 @@ TEST(Parameters, ReadListsPairsAndChoicesFromText) {
 }
 
 TEST(Parameters, SayWhatWasExpected) {
-    EXPECT_EQ(usageError([] { valueFromText(corners, "5,ten"); }), "--corners: 'ten' is not a list of whole numbers");
-    EXPECT_EQ(usageError([] { valueFromText(corners, "5,,7"); }), "--corners: '' is not a list of whole numbers");
-    EXPECT_EQ(usageError([] { valueFromText(table, "0:1500,9"); }), "--velocity-table: '9' is not a pair such as 400:1800");
-    EXPECT_EQ(usageError([] { valueFromText(shape, "ormsbi"); }),
-              "--shape: 'ormsbi' is none of ormsby, butterworth, did you mean 'ormsby'?");
-    EXPECT_EQ(usageError([] { checkBounds(corners, std::vector<double>{5, -1}); }), "corners_hz: -1 lies outside 0 .. 1000");
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromText(corners, "5,ten"); }), "'ten' is not a list of whole numbers");
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromText(corners, "5,,7"); }), "'' is not a list of whole numbers");
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromText(table, "0:1500,9"); }), "'9' is not a pair such as 400:1800");
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromText(shape, "ormsbi"); }),
+              "'ormsbi' is none of ormsby, butterworth, did you mean 'ormsby'?");
+    EXPECT_EQ(complaintOf<UsageError>([] { checkBounds(corners, std::vector<double>{5, -1}); }), "-1 lies outside 0 .. 1000");
+}
+
+TEST(Parameters, AreNamedAsOptionsOnTheCommandLine) {
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromOption(corners, "5,ten"); }),
+              "--corners: 'ten' is not a list of whole numbers");
+    EXPECT_EQ(complaintOf<UsageError>([] { valueFromOption(corners, "5,-1"); }), "--corners: -1 lies outside 0 .. 1000");
 }
 
 TEST(Parameters, WriteWhatAFlowFileReads) {
@@ -52,10 +52,10 @@ TEST(Parameters, WriteWhatAFlowFileReads) {
 
 TEST(Parameters, NameTheMissingOne) {
     const std::vector<Parameter> declared = {corners, shape};
-    const Parameters parameters(declared);
+    const Parameters parameters("bandpass", declared);
     EXPECT_EQ(parameters.choice("shape"), 0);
     EXPECT_FALSE(parameters.has("corners"));
-    EXPECT_EQ(usageError([&] { parameters.reals("corners"); }), "corners_hz is missing: corners");
+    EXPECT_EQ(complaintOf<UsageError>([&] { parameters.reals("corners"); }), "bandpass: corners_hz is missing: corners");
 }
 
 }

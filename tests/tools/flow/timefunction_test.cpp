@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 
 namespace pelta {
@@ -19,10 +20,10 @@ TEST(TimeFunction, IsLinearBetweenItsTimesAndConstantBeyond) {
 }
 
 TEST(TimeFunction, NeedsAscendingTimes) {
-    try {
-        TimeFunction({{0, 1500}, {0, 1600}}, "table");
-        FAIL();
-    } catch (const UsageError& error) { EXPECT_STREQ(error.what(), "table: times must ascend, but 0 ms follows 0 ms"); }
+    EXPECT_EQ(complaintOf<UsageError>([] {
+                  TimeFunction({{0, 1500}, {0, 1600}}, "table");
+              }),
+              "table: times must ascend, but 0 ms follows 0 ms");
 }
 
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -20,10 +21,7 @@ std::string complaint(const std::string& text) {
     const ScratchFolder folder;
     const std::string name = folder.file("table.csv");
     writeFile(name, text);
-    try {
-        TraceTable table(name, statics);
-    } catch (const Failure& failure) { return std::string(failure.what()).substr(name.size()); }
-    return "";
+    return complaintOf<Failure>([&] { TraceTable(name, statics); }).substr(name.size());
 }
 
 TEST(TraceTable, FindsValuesByTraceOrByRecordAndChannel) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -18,10 +19,7 @@ std::string complaint(const std::string& text) {
     const ScratchFolder folder;
     const std::string name = folder.file("picks.csv");
     writeFile(name, text);
-    try {
-        PickTable table(name);
-    } catch (const Failure& failure) { return std::string(failure.what()).substr(name.size()); }
-    return "";
+    return complaintOf<Failure>([&] { PickTable{name}; }).substr(name.size());
 }
 
 TEST(PickTable, FindsPicksByTraceNumber) {

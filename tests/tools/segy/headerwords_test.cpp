@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 
 using namespace pelta;
@@ -13,10 +14,7 @@ namespace {
 
 std::string refusalOf(std::string_view assignments) {
     HeaderMap map;
-    try {
-        map.remap(assignments);
-    } catch (const UsageError& error) { return error.what(); }
-    return "";
+    return complaintOf<UsageError>([&] { map.remap(assignments); });
 }
 
 }

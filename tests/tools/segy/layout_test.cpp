@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "segy/textheader.h"
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/segyfiles.h"
 
@@ -399,13 +400,9 @@ TEST(SampleFormat, IsNamedByNameOrCode) {
     EXPECT_STREQ(nameOf(SampleFormat::int16), "int16");
     EXPECT_EQ(bytesPerSample(SampleFormat::int16), 2);
     EXPECT_THROW(formatNamed("4"), UsageError);
-    try {
-        formatNamed("iee");
-    } catch (const UsageError& error) {
-        EXPECT_STREQ(error.what(),
-                     "'iee' is no sample format, expected ibm, int32, int16, ieee, int8 or their codes 1, 2, 3, 5, 8, did you "
-                     "mean 'ieee'?");
-    }
+    EXPECT_EQ(complaintOf<UsageError>([] { formatNamed("iee"); }),
+              "'iee' is no sample format, expected ibm, int32, int16, ieee, int8 or their codes 1, 2, 3, 5, 8, did you mean "
+              "'ieee'?");
 }
 
 TEST(TextHeader, IsReadInBothAlphabets) {

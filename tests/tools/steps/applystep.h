@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "flow/step.h"
+#include "support/complaint.h"
 #include "support/failure.h"
 
 namespace pelta {
@@ -36,14 +37,10 @@ using Texts = std::vector<std::pair<std::string, std::string>>;
 
 inline Parameters parametersOf(const char* name, const Texts& values) {
     const StepKind* kind = findStepKind(name);
-    Parameters parameters(kind->parameters);
+    Parameters parameters(kind->name, kind->parameters);
     for (const auto& [key, text] : values)
         for (const Parameter& parameter : kind->parameters)
-            if (parameter.name == key) {
-                Value value = valueFromText(parameter, text);
-                checkBounds(parameter, value);
-                parameters.set(key, std::move(value));
-            }
+            if (parameter.name == key) parameters.set(key, valueFromOption(parameter, text));
     return parameters;
 }
 
@@ -63,10 +60,7 @@ inline Applied apply(const char* name, const Texts& values, WorkTrace work, cons
 
 /* What a step says of parameters that it refuses. */
 inline std::string refusal(const char* name, const Texts& values, const Line& line = testLine()) {
-    try {
-        findStepKind(name)->make(parametersOf(name, values), line);
-    } catch (const UsageError& error) { return error.what(); }
-    return "";
+    return complaintOf<UsageError>([&] { findStepKind(name)->make(parametersOf(name, values), line); });
 }
 
 }

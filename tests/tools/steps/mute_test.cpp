@@ -222,7 +222,7 @@ TEST(MuteStep, RefusesTablesThatAreNoMute) {
     EXPECT_EQ(refusal("mute", {{"top", "0:0"}, {"top_file", "t.csv"}}), "mute: give one of top_m_ms and top_file");
     EXPECT_EQ(refusal("mute", {{"top", "500:0,100:1"}}), "mute: top_m_ms: offsets must ascend, but 100 m follows 500 m");
     EXPECT_EQ(refusal("mute", {{"bottom", "100:0,100:1"}}), "mute: bottom_m_ms: offsets must ascend, but 100 m follows 100 m");
-    EXPECT_EQ(refusal("mute", {{"top", "-100:5"}}), "top_m_ms: -100 lies outside 0 .. 1e+09");
+    EXPECT_EQ(refusal("mute", {{"top", "-100:5"}}), "--top: -100 lies outside 0 .. 1e+09");
     const ScratchFolder folder;
     const std::string name = folder.file("top.csv");
     const auto complaint = [&](const char* text) {

@@ -41,9 +41,10 @@ TEST(PhaseStep, AdvancesThePhaseByAPositiveAngle) {
 }
 
 TEST(PhaseStep, WantsAnAngle) {
-    EXPECT_EQ(refusal("phase", {}),
-              "angle_deg is missing: angle of the rotation; cos(w t) becomes cos(w t + angle), 180 reverses the polarity");
-    EXPECT_EQ(refusal("phase", {{"angle", "361"}}), "angle_deg: 361 lies outside -360 .. 360");
+    EXPECT_EQ(
+        refusal("phase", {}),
+        "phase: angle_deg is missing: angle of the rotation; cos(w t) becomes cos(w t + angle), 180 reverses the polarity");
+    EXPECT_EQ(refusal("phase", {{"angle", "361"}}), "--angle: 361 lies outside -360 .. 360");
 }
 
 TEST(HilbertStep, IsTheLibrarysQuadratureTrace) {

@@ -134,13 +134,9 @@ TEST(PickStep, WritesTheTimeIntoTheHeaderWord) {
     line.layout.words.remap("pick=233:4");
     std::vector<float> samples = randomTrace(sampleCount, 11, 0.01f);
     for (int i = 250; i < 330; ++i) samples[i] += static_cast<float>(std::exp(-0.03 * (i - 250)) * std::sin(0.5 * (i - 249.5)));
-    WorkTrace work = traceOf(samples, 0.0, 100.0);
-    const StepKind* kind = findStepKind("pick");
-    Parameters parameters(kind->parameters);
-    Findings findings;
-    kind->make(parameters, line)->apply(work, findings);
-    EXPECT_EQ(segy::readWord(work.trace.header.data(), {233, 4}, segy::ByteOrder::big),
-              std::llround(100.0 + intervalMs * findings[0]));
+    const Applied result = apply("pick", {}, traceOf(samples, 0.0, 100.0), line);
+    EXPECT_EQ(segy::readWord(result.work.trace.header.data(), {233, 4}, segy::ByteOrder::big),
+              std::llround(100.0 + intervalMs * result.findings[0]));
 }
 
 }

@@ -9,6 +9,7 @@
 
 #include <csignal>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -17,12 +18,11 @@ using namespace pelta;
 namespace {
 
 std::string refusalOf(const std::string& name, bool overwrite) {
-    try {
+    return complaintOf<Failure>([&] {
         OutputFile file(name, overwrite);
         file.write("new");
         file.commit();
-    } catch (const Failure& failure) { return failure.what(); }
-    return "";
+    });
 }
 
 mode_t modeOf(const std::string& name) {
@@ -47,14 +47,15 @@ TEST(OutputFile, StandsUnderItsNameOnlyAfterCommit) {
     const ScratchFolder folder;
     const std::string name = folder.file("out");
     OutputFile file(name, false);
-    EXPECT_EQ(std::filesystem::path(file.temporaryName()).parent_path(), std::filesystem::canonical(folder.path()));
+    const std::string temporary = std::filesystem::directory_iterator(folder.path())->path();
+    EXPECT_NE(temporary, name) << "in the same folder";
     file.write("first ");
     file.write("second", 6);
     EXPECT_FALSE(std::filesystem::exists(name));
-    EXPECT_EQ(contentsOf(file.temporaryName()), "first second");
+    EXPECT_EQ(contentsOf(temporary), "first second");
     file.commit();
     EXPECT_EQ(contentsOf(name), "first second");
-    EXPECT_FALSE(std::filesystem::exists(file.temporaryName()));
+    EXPECT_FALSE(std::filesystem::exists(temporary));
 }
 
 TEST(OutputFile, LeavesNothingBehindWithoutCommit) {
@@ -143,7 +144,6 @@ TEST(OutputFile, NamedDashIsStandardOutput) {
     std::string text;
     const Printed printed = printedBy([] {
         OutputFile file("-", false);
-        EXPECT_TRUE(file.isStandardOutput());
         file.write("data");
         file.commit();
     });

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <string>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -22,14 +23,6 @@ std::string readFrom(ScratchStore& store, std::uint64_t position, std::size_t co
     std::string text(count, '\0');
     store.read(position, reinterpret_cast<unsigned char*>(text.data()), count);
     return text;
-}
-
-template <class Work>
-std::string failureOf(Work work) {
-    try {
-        work();
-    } catch (const Failure& failure) { return failure.what(); }
-    return "none";
 }
 
 bool isEmpty(const ScratchFolder& folder) { return std::filesystem::is_empty(folder.path()); }
@@ -99,7 +92,7 @@ TEST(ScratchStore, SaysWhenNoFileCanBeMade) {
     const std::string missing = folder.file("missing");
     const WithVariable set(variable, missing.c_str());
     std::string failure;
-    const Printed printed = printedBy([&] { failure = failureOf([] { ScratchStore(ScratchPlace("-"), 100, 0); }); });
+    const Printed printed = printedBy([&] { failure = complaintOf<Failure>([] { ScratchStore(ScratchPlace("-"), 100, 0); }); });
     EXPECT_EQ(failure, "scratch folder " + missing +
                            ": cannot make a file there: No such file or directory; PROMAX_SCRATCH_HOME names another");
     EXPECT_EQ(printed.text, "");
@@ -108,7 +101,7 @@ TEST(ScratchStore, SaysWhenNoFileCanBeMade) {
 TEST(ScratchStore, SaysBeforehandWhenTheFolderHasNoRoom) {
     const ScratchFolder folder;
     const WithVariable set(variable, folder.path().c_str());
-    const std::string failure = failureOf([] { ScratchStore(ScratchPlace("-"), 100, std::uint64_t{1} << 62); });
+    const std::string failure = complaintOf<Failure>([] { ScratchStore(ScratchPlace("-"), 100, std::uint64_t{1} << 62); });
     EXPECT_EQ(failure.find("scratch folder " + folder.path().string() + ": has "), 0u) << failure;
     EXPECT_NE(failure.find(" MB free and 4398046511104 are needed; PROMAX_SCRATCH_HOME names another"), std::string::npos)
         << failure;
@@ -127,7 +120,7 @@ TEST(ScratchStore, SaysWhenItCannotGrow) {
     std::string failure;
     {
         ScratchStore store(ScratchPlace("-"), 100 << 20, 0);
-        failure = failureOf([&] {
+        failure = complaintOf<Failure>([&] {
             for (std::uint64_t k = 0; k < 5; ++k) store.write(k << 20, bytesOf(megabyte), megabyte.size());
         });
     }
@@ -142,6 +135,6 @@ TEST(ScratchStore, SaysWhenItCannotBeRead) {
     const WithVariable set(variable, folder.path().c_str());
     ScratchStore store(ScratchPlace("-"), 100, 0);
     store.write(0, bytesOf("abc"), 3);
-    EXPECT_EQ(failureOf([&] { readFrom(store, 0, 4); }),
+    EXPECT_EQ(complaintOf<Failure>([&] { readFrom(store, 0, 4); }),
               "scratch folder " + folder.path().string() + ": cannot be read at 0 MB: Input/output error");
 }

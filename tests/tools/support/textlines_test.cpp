@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/complaint.h"
 #include "support/failure.h"
 #include "support/files.h"
 
@@ -36,12 +37,11 @@ TEST(TextLines, AreShownShort) {
 
 TEST(TextLines, SayWhyTheyCannotBeRead) {
     const ScratchFolder folder;
-    const auto complaint = [](const std::string& name) -> std::string {
-        try {
+    const auto complaint = [](const std::string& name) {
+        return complaintOf<Failure>([&] {
             TextLines lines(name);
             lines.next();
-        } catch (const Failure& failure) { return failure.what(); }
-        return "";
+        });
     };
     EXPECT_EQ(complaint(folder.file("none")), folder.file("none") + ": cannot be read: No such file or directory");
     EXPECT_EQ(complaint(folder.path()), folder.path().string() + ": cannot be read: Is a directory");

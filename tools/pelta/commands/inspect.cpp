@@ -1,6 +1,7 @@
 #include "commands/inspect.h"
 
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 
@@ -31,8 +32,7 @@ int inspect(const InspectRequest& request, const std::function<void(Inspection&)
     try {
         reader.emplace(request.input, options);
     } catch (const Failure& failure) {
-        if (request.asJson)
-            fmt::print("{}", dump(jsonOfUnreadable(request.input == "-" ? "standard input" : request.input, failure.what())));
+        if (request.asJson) fmt::print("{}", dump(jsonOfUnreadable(inputName(request.input), failure.what())));
         throw;
     }
     Inspection inspection(*reader);

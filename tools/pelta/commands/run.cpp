@@ -16,7 +16,7 @@ void say(const RunSummary& summary, double seconds, const std::string& output) {
     const double rate = seconds > 0.0 ? static_cast<double>(summary.traces) / seconds : 0.0;
     const std::string dropped = summary.droppedTraces > 0 ? fmt::format(", {} of them dropped", summary.droppedTraces) : "";
     tell(fmt::format("pelta: {} traces in {:.2f} s ({:.0f} a second){} -> {}\n", summary.traces, seconds, rate, dropped,
-                     output == "-" ? "standard output" : output));
+                     outputName(output)));
 }
 
 /* What `run` and the subcommands of single steps share: files, options, the run and what is said of it. */
@@ -65,8 +65,8 @@ std::function<int()> defineRun(CLI::App& app) {
     app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required()->type_name("FILE");
     job->add(app);
     return [=] {
-        const ProtectedInput flowFile(*flowName);
-        return job->run("run", readFlowFile(*flowName));
+        const FlowFile flow(*flowName);
+        return job->run("run", flow.steps());
     };
 }
 
@@ -115,15 +115,13 @@ void describe(CLI::Option& option, const Parameter& parameter) {
 /* A step as a subcommand: every parameter is an option under its name, with and without the unit. */
 std::function<int()> defineStep(const StepKind& kind, CLI::App& app) {
     auto job = std::make_shared<Job>();
-    auto step = std::make_shared<FlowStep>(FlowStep{&kind, Parameters(kind.parameters)});
+    auto step = std::make_shared<FlowStep>(kind);
     job->add(app);
     for (const Parameter& parameter : kind.parameters) {
         std::string names = parameter.option();
         if (!parameter.unit.empty()) names += "," + parameter.optionWithUnit();
         const auto take = [step, &parameter](const std::string& text) {
-            Value value = valueFromText(parameter, text);
-            checkBounds(parameter, value);
-            step->parameters.set(parameter.name, std::move(value));
+            step->parameters.set(parameter.name, valueFromOption(parameter, text));
         };
         describe(*app.add_option_function<std::string>(names, take, helpOf(parameter)), parameter);
     }

@@ -7,6 +7,7 @@
 #include "commands/command.h"
 #include "commands/options.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
@@ -51,7 +52,7 @@ int sort(Request& request) {
     if (!request.options.quiet)
         tell(fmt::format("pelta: {} traces by {} in {:.2f} s (--memory {}: {}) -> {}\n", summary.traces,
                          fmt::join(request.options.by, ","), taken.count(), request.memory, wayText(summary),
-                         request.output == "-" ? "standard output" : request.output));
+                         outputName(request.output)));
     request.ledgerOptions.record("pelta-sort", summary.traces);
     return 0;
 }

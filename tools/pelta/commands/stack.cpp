@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <optional>
 
 #include "commands/command.h"
 #include "commands/options.h"
@@ -48,10 +49,11 @@ void warnOf(const stacking::StackSummary& summary, std::int64_t traces, const st
 }
 
 int stack(const Request& request) {
-    const std::vector<FlowStep> steps = request.flowName.empty() ? std::vector<FlowStep>{} : readFlowFile(request.flowName);
+    std::optional<FlowFile> flow;
+    if (!request.flowName.empty()) flow.emplace(request.flowName);
+    const std::vector<FlowStep> steps = flow ? flow->steps() : std::vector<FlowStep>{};
     const RunOptions options = request.workOptions.read();
     const auto start = std::chrono::steady_clock::now();
-    const ProtectedInput flowFile(request.flowName);
     segy::Reader reader(request.input, request.inputOptions.read());
     for (const std::string& warning : reader.warnings()) warn(warning);
     stacking::Stack stack(reader, request.output, optionsOf(request, steps));
@@ -61,8 +63,7 @@ int stack(const Request& request) {
     warnOf(summary, run.traces, reader.name(), request.output);
     if (!options.quiet)
         tell(fmt::format("pelta: {} traces into {} CDPs of fold {} to {} in {:.2f} s -> {}\n", run.traces, summary.gathers,
-                         summary.smallestFold, summary.largestFold, taken.count(),
-                         request.output == "-" ? "standard output" : request.output));
+                         summary.smallestFold, summary.largestFold, taken.count(), outputName(request.output)));
     if (options.profile) sayProfile(run, steps, {"encode", "sum"});
     request.ledgerOptions.record("pelta-stack", run.traces);
     return 0;

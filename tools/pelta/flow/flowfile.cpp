@@ -2,135 +2,153 @@
 
 #include <toml++/toml.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "support/failure.h"
 #include "support/nearest.h"
 
 namespace pelta {
 namespace {
 
-std::string placeOf(const toml::source_region& source, const std::string& fileName) {
-    return fmt::format("{}:{}:{}", fileName, source.begin.line, source.begin.column);
-}
+/* Reads steps, and says where in the file one is wrong. */
+class FlowReader {
+  public:
+    explicit FlowReader(const std::string& fileName) : _fileName(fileName) {}
 
-[[noreturn]] void failAt(const toml::node& node, const std::string& fileName, const std::string& text) {
-    failUsage("{}: {}", placeOf(node.source(), fileName), text);
-}
-
-double numberOf(const toml::node& node, const Parameter& parameter, const std::string& fileName) {
-    if (const auto number = node.value<double>(); number && node.is_number()) return *number;
-    failAt(node, fileName, parameter.key() + " takes numbers here");
-}
-
-std::vector<double> numbersOf(const toml::node& node, const Parameter& parameter, const std::string& fileName) {
-    const toml::array* array = node.as_array();
-    if (!array) failAt(node, fileName, parameter.key() + " takes a list such as [5, 10, 60, 80]");
-    std::vector<double> numbers;
-    for (const toml::node& element : *array) {
-        if (parameter.kind == Kind::integers && !element.is_integer())
-            failAt(element, fileName, parameter.key() + " takes whole numbers");
-        numbers.push_back(numberOf(element, parameter, fileName));
+    std::vector<FlowStep> steps(std::string_view text) const {
+        const toml::table file = parse(text);
+        for (const auto& [key, node] : file)
+            if (key.str() != "step")
+                failAt(key.source(), fmt::format("unknown key '{}'{}", key.str(), didYouMean(key.str(), {"step"})));
+        const toml::array* array = file.get_as<toml::array>("step");
+        if (!array || array->empty()) failUsage("{}: no steps; a flow is a list of [[step]] tables", _fileName);
+        std::vector<FlowStep> steps;
+        for (const toml::node& node : *array) {
+            if (!node.is_table()) failAt(node.source(), "a step is a [[step]] table");
+            steps.push_back(step(*node.as_table()));
+        }
+        return steps;
     }
-    return numbers;
-}
 
-Pairs pairsOf(const toml::node& node, const Parameter& parameter, const std::string& fileName) {
-    const std::string expected = parameter.key() + " takes a list of pairs such as [[0, 1500], [1000, 2200]]";
-    const toml::array* array = node.as_array();
-    if (!array) failAt(node, fileName, expected);
-    Pairs pairs;
-    for (const toml::node& element : *array) {
-        const toml::array* pair = element.as_array();
-        if (!pair || pair->size() != 2) failAt(element, fileName, expected);
-        pairs.emplace_back(numberOf(*pair->get(0), parameter, fileName), numberOf(*pair->get(1), parameter, fileName));
+  private:
+    std::string placeOf(const toml::source_region& source) const {
+        return fmt::format("{}:{}:{}", _fileName, source.begin.line, source.begin.column);
     }
-    return pairs;
-}
-
-Value valueOf(const toml::node& node, const Parameter& parameter, const std::string& fileName) {
-    switch (parameter.kind) {
-        case Kind::flag:
-            if (const auto flag = node.value<bool>(); flag && node.is_boolean()) return *flag;
-            failAt(node, fileName, parameter.key() + " takes true or false");
-        case Kind::integer:
-            if (const auto number = node.value<std::int64_t>(); number && node.is_integer()) return *number;
-            failAt(node, fileName, parameter.key() + " takes a whole number");
-        case Kind::real: return numberOf(node, parameter, fileName);
-        case Kind::integers:
-        case Kind::reals: return numbersOf(node, parameter, fileName);
-        case Kind::pairs: return pairsOf(node, parameter, fileName);
-        case Kind::text:
-        case Kind::choice: break;
+    [[noreturn]] void failAt(const toml::source_region& source, const std::string& text) const {
+        failUsage("{}: {}", placeOf(source), text);
     }
-    if (const auto text = node.value<std::string>()) return valueFromText(parameter, *text);
-    if (const auto number = node.value<std::int64_t>(); number && parameter.kind == Kind::choice)
-        return valueFromText(parameter, std::to_string(*number));
-    failAt(node, fileName, parameter.key() + " takes a text in quotes");
-}
 
-FlowStep stepOf(const toml::table& table, const std::string& fileName) {
-    const toml::node* nameNode = table.get("name");
-    if (!nameNode) failAt(table, fileName, "a step needs a name, such as name = \"bandpass\"");
-    const StepKind* kind = findStepKind(nameNode->value_or(std::string()));
-    if (!kind) {
+    /* Does what knows neither the place nor the key of a value that it refuses. */
+    template <class Action>
+    auto named(const toml::node& node, const Parameter& parameter, const Action& action) const {
+        return naming(placeOf(node.source()) + ": " + parameter.key(), action);
+    }
+
+    toml::table parse(std::string_view text) const {
+        try {
+            return toml::parse(text, _fileName);
+        } catch (const toml::parse_error& error) { failAt(error.source(), std::string(error.description())); }
+    }
+
+    FlowStep step(const toml::table& table) const {
+        FlowStep step(kindOf(table));
+        for (const auto& [key, node] : table) {
+            if (key.str() == "name") continue;
+            const Parameter& parameter = parameterOf(*step.kind, key);
+            Value value = valueOf(node, parameter);
+            named(node, parameter, [&] { checkBounds(parameter, value); });
+            step.parameters.set(parameter.name, std::move(value));
+        }
+        return step;
+    }
+
+    const StepKind& kindOf(const toml::table& table) const {
+        const toml::node* name = table.get("name");
+        if (!name) failAt(table.source(), "a step needs a name, such as name = \"bandpass\"");
+        const std::string given = name->value_or(std::string());
+        if (const StepKind* kind = findStepKind(given)) return *kind;
         std::vector<std::string> names;
         for (const StepKind* known : stepKinds()) names.push_back(known->name);
-        const std::string given = nameNode->value_or(std::string());
-        failAt(*nameNode, fileName, fmt::format("unknown step '{}'{}", given, didYouMean(given, names)));
+        failAt(name->source(), fmt::format("unknown step '{}'{}", given, didYouMean(given, names)));
     }
-    FlowStep step{kind, Parameters(kind->parameters)};
-    for (const auto& [key, node] : table) {
-        if (key.str() == "name") continue;
-        const Parameter* found = nullptr;
+
+    const Parameter& parameterOf(const StepKind& kind, const toml::key& key) const {
         std::vector<std::string> keys = {"name"};
-        for (const Parameter& parameter : kind->parameters) {
+        for (const Parameter& parameter : kind.parameters) {
+            if (key.str() == parameter.key()) return parameter;
             keys.push_back(parameter.key());
-            if (key.str() == parameter.key()) found = &parameter;
         }
-        if (!found)
-            failUsage("{}: unknown key '{}' in step {}{}", placeOf(key.source(), fileName), key.str(), kind->name,
-                      didYouMean(key.str(), keys));
-        try {
-            Value value = valueOf(node, *found, fileName);
-            checkBounds(*found, value);
-            step.parameters.set(found->name, std::move(value));
-        } catch (const UsageError& error) {
-            const std::string text = error.what();
-            if (text.starts_with(fileName + ":")) throw;
-            failAt(node, fileName, text);
+        failAt(key.source(), fmt::format("unknown key '{}' in step {}{}", key.str(), kind.name, didYouMean(key.str(), keys)));
+    }
+
+    [[noreturn]] void failOfKind(const toml::node& node, const Parameter& parameter, const char* expected) const {
+        failAt(node.source(), fmt::format("{} takes {}", parameter.key(), expected));
+    }
+
+    Value valueOf(const toml::node& node, const Parameter& parameter) const {
+        switch (parameter.kind) {
+            case Kind::flag:
+                if (const auto flag = node.value<bool>(); flag && node.is_boolean()) return *flag;
+                failOfKind(node, parameter, "true or false");
+            case Kind::integer:
+                if (const auto number = node.value<std::int64_t>(); number && node.is_integer()) return *number;
+                failOfKind(node, parameter, "a whole number");
+            case Kind::real: return numberOf(node, parameter);
+            case Kind::integers:
+            case Kind::reals: return numbersOf(node, parameter);
+            case Kind::pairs: return pairsOf(node, parameter);
+            case Kind::text:
+            case Kind::choice: break;
         }
+        return textOf(node, parameter);
     }
-    return step;
-}
 
-}
-
-std::vector<FlowStep> readFlow(std::string_view text, const std::string& fileName) {
-    toml::table file;
-    try {
-        file = toml::parse(text, fileName);
-    } catch (const toml::parse_error& error) { failUsage("{}: {}", placeOf(error.source(), fileName), error.description()); }
-    for (const auto& [key, node] : file)
-        if (key.str() != "step")
-            failUsage("{}: unknown key '{}'{}", placeOf(key.source(), fileName), key.str(), didYouMean(key.str(), {"step"}));
-    const toml::array* array = file.get_as<toml::array>("step");
-    if (!array || array->empty()) failUsage("{}: no steps; a flow is a list of [[step]] tables", fileName);
-    std::vector<FlowStep> steps;
-    for (const toml::node& node : *array) {
-        if (!node.is_table()) failAt(node, fileName, "a step is a [[step]] table");
-        steps.push_back(stepOf(*node.as_table(), fileName));
+    double numberOf(const toml::node& node, const Parameter& parameter) const {
+        if (const auto number = node.value<double>(); number && node.is_number()) return *number;
+        failOfKind(node, parameter, parameter.kind == Kind::real ? "a number" : "numbers here");
     }
-    return steps;
+
+    std::vector<double> numbersOf(const toml::node& node, const Parameter& parameter) const {
+        const toml::array* array = node.as_array();
+        if (!array) failOfKind(node, parameter, "a list such as [5, 10, 60, 80]");
+        std::vector<double> numbers;
+        for (const toml::node& element : *array) {
+            if (parameter.kind == Kind::integers && !element.is_integer()) failOfKind(element, parameter, "whole numbers");
+            numbers.push_back(numberOf(element, parameter));
+        }
+        return numbers;
+    }
+
+    Pairs pairsOf(const toml::node& node, const Parameter& parameter) const {
+        constexpr const char* expected = "a list of pairs such as [[0, 1500], [1000, 2200]]";
+        const toml::array* array = node.as_array();
+        if (!array) failOfKind(node, parameter, expected);
+        Pairs pairs;
+        for (const toml::node& element : *array) {
+            const toml::array* pair = element.as_array();
+            if (!pair || pair->size() != 2) failOfKind(element, parameter, expected);
+            pairs.emplace_back(numberOf(*pair->get(0), parameter), numberOf(*pair->get(1), parameter));
+        }
+        return pairs;
+    }
+
+    /* A text, or the name or number of a choice. */
+    Value textOf(const toml::node& node, const Parameter& parameter) const {
+        const auto read = [&](const std::string& text) {
+            return named(node, parameter, [&] { return valueFromText(parameter, text); });
+        };
+        if (const auto text = node.value<std::string>()) return read(*text);
+        if (const auto number = node.value<std::int64_t>(); number && parameter.kind == Kind::choice)
+            return read(std::to_string(*number));
+        failOfKind(node, parameter, "a text in quotes");
+    }
+
+    const std::string& _fileName;
+};
+
 }
 
-std::vector<FlowStep> readFlowFile(const std::string& fileName) {
-    std::ifstream file(fileName, std::ios::binary);
-    std::ostringstream text;
-    if (!file || !(text << file.rdbuf())) failUsage("{}: cannot read this flow file", fileName);
-    return readFlow(text.str(), fileName);
-}
+std::vector<FlowStep> readFlow(std::string_view text, const std::string& fileName) { return FlowReader(fileName).steps(text); }
+
+FlowFile::FlowFile(const std::string& name) : _file(name), _steps(readFlow(_file.rest(), _file.name())) {}
 
 std::string writeFlow(const std::vector<FlowStep>& steps) {
     std::string text;

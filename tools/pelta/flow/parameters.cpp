@@ -13,11 +13,10 @@ namespace pelta {
 namespace {
 
 template <class Number>
-Number numberFrom(const Parameter& parameter, std::string_view text, const char* expected) {
+Number numberFrom(std::string_view text, const char* expected) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size())
-        failUsage("{}: '{}' is not {}", parameter.option(), text, expected);
+    if (error != std::errc() || end != text.data() + text.size()) failUsage("'{}' is not {}", text, expected);
     return number;
 }
 
@@ -35,7 +34,7 @@ Value choiceFrom(const Parameter& parameter, std::string_view text) {
     for (const Choice& choice : parameter.choices)
         if (text == choice.name || text == std::to_string(choice.number)) return std::int64_t{choice.number};
     const std::vector<std::string> names = parameter.choiceNames();
-    failUsage("{}: '{}' is none of {}{}", parameter.option(), text, fmt::join(names, ", "), didYouMean(text, names));
+    failUsage("'{}' is none of {}{}", text, fmt::join(names, ", "), didYouMean(text, names));
 }
 
 std::vector<double> realsFrom(const Parameter& parameter, std::string_view text) {
@@ -44,26 +43,25 @@ std::vector<double> realsFrom(const Parameter& parameter, std::string_view text)
     std::vector<double> numbers;
     for (std::string_view piece : split(text, ','))
         numbers.push_back(parameter.kind == Kind::integers
-                              ? static_cast<double>(numberFrom<std::int64_t>(parameter, piece, "a list of whole numbers"))
-                              : numberFrom<double>(parameter, piece, "a list of numbers"));
+                              ? static_cast<double>(numberFrom<std::int64_t>(piece, "a list of whole numbers"))
+                              : numberFrom<double>(piece, "a list of numbers"));
     return numbers;
 }
 
-Pairs pairsFrom(const Parameter& parameter, std::string_view text) {
+Pairs pairsFrom(std::string_view text) {
     Pairs pairs;
     for (std::string_view piece : split(text, ',')) {
         const auto halves = split(piece, ':');
-        if (halves.size() != 2) failUsage("{}: '{}' is not a pair such as 400:1800", parameter.option(), piece);
-        pairs.emplace_back(numberFrom<double>(parameter, halves[0], "a number"),
-                           numberFrom<double>(parameter, halves[1], "a number"));
+        if (halves.size() != 2) failUsage("'{}' is not a pair such as 400:1800", piece);
+        pairs.emplace_back(numberFrom<double>(halves[0], "a number"), numberFrom<double>(halves[1], "a number"));
     }
     return pairs;
 }
 
-bool flagFrom(const Parameter& parameter, std::string_view text) {
+bool flagFrom(std::string_view text) {
     if (text == "true") return true;
     if (text == "false") return false;
-    failUsage("{}: '{}' is neither true nor false", parameter.option(), text);
+    failUsage("'{}' is neither true nor false", text);
 }
 
 const std::string& choiceName(const Parameter& parameter, const Value& value) {
@@ -101,13 +99,13 @@ std::vector<std::string> Parameter::choiceNames() const {
 
 Value valueFromText(const Parameter& parameter, std::string_view text) {
     switch (parameter.kind) {
-        case Kind::flag: return flagFrom(parameter, text);
-        case Kind::integer: return numberFrom<std::int64_t>(parameter, text, "a whole number");
-        case Kind::real: return numberFrom<double>(parameter, text, "a number");
+        case Kind::flag: return flagFrom(text);
+        case Kind::integer: return numberFrom<std::int64_t>(text, "a whole number");
+        case Kind::real: return numberFrom<double>(text, "a number");
         case Kind::choice: return choiceFrom(parameter, text);
         case Kind::integers:
         case Kind::reals: return realsFrom(parameter, text);
-        case Kind::pairs: return pairsFrom(parameter, text);
+        case Kind::pairs: return pairsFrom(text);
         case Kind::text: break;
     }
     return std::string(text);
@@ -116,7 +114,7 @@ Value valueFromText(const Parameter& parameter, std::string_view text) {
 void checkBounds(const Parameter& parameter, const Value& value) {
     const auto check = [&](double number) {
         if (!(number >= parameter.minimum && number <= parameter.maximum))
-            failUsage("{}: {:g} lies outside {:g} .. {:g}", parameter.key(), number, parameter.minimum, parameter.maximum);
+            failUsage("{:g} lies outside {:g} .. {:g}", number, parameter.minimum, parameter.maximum);
     };
     if (parameter.kind == Kind::choice) return;
     if (const auto* number = std::get_if<std::int64_t>(&value)) check(static_cast<double>(*number));
@@ -128,6 +126,14 @@ void checkBounds(const Parameter& parameter, const Value& value) {
             check(first);
             check(second);
         }
+}
+
+Value valueFromOption(const Parameter& parameter, std::string_view text) {
+    return naming(parameter.option(), [&] {
+        Value value = valueFromText(parameter, text);
+        checkBounds(parameter, value);
+        return value;
+    });
 }
 
 std::string optionText(const Parameter& parameter, const Value& value) {
@@ -161,7 +167,8 @@ std::string flowText(const Parameter& parameter, const Value& value) {
     return std::visit(Writer{}, value);
 }
 
-Parameters::Parameters(const std::vector<Parameter>& declared) : _declared(&declared) {
+Parameters::Parameters(std::string step, const std::vector<Parameter>& declared)
+    : _step(std::move(step)), _declared(&declared) {
     for (const Parameter& parameter : declared)
         if (parameter.byDefault) _values[parameter.name] = *parameter.byDefault;
 }
@@ -172,7 +179,7 @@ const Value& Parameters::value(const std::string& name) const {
     const auto found = _values.find(name);
     if (found != _values.end()) return found->second;
     for (const Parameter& parameter : *_declared)
-        if (parameter.name == name) failUsage("{} is missing: {}", parameter.key(), parameter.help);
+        if (parameter.name == name) failUsage("{}: {} is missing: {}", _step, parameter.key(), parameter.help);
     throw std::logic_error("undeclared parameter " + name);
 }
 

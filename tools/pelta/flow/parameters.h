@@ -42,19 +42,21 @@ struct Parameter {
     bool holdsFileName() const { return name.ends_with("_file"); }
 };
 
-/* Reads a value from the text of a command-line option. Fails (UsageError) with what was expected. */
+/* Reads a value from the text that an option takes. Fails (UsageError) with what was expected, without the parameter's name. */
 Value valueFromText(const Parameter& parameter, std::string_view text);
-/* Fails (UsageError) when a number lies outside the parameter's bounds. */
+/* Fails (UsageError), without the parameter's name, when a number lies outside its bounds. */
 void checkBounds(const Parameter& parameter, const Value& value);
+/* The value that an option of the command line gives. Fails (UsageError) with the option's name. */
+Value valueFromOption(const Parameter& parameter, std::string_view text);
 /* The value as an option takes it. */
 std::string optionText(const Parameter& parameter, const Value& value);
 /* The value as a flow file writes it. */
 std::string flowText(const Parameter& parameter, const Value& value);
 
-/* The values of one step, or of the input section. */
+/* The values of one step. */
 class Parameters {
   public:
-    explicit Parameters(const std::vector<Parameter>& declared);
+    Parameters(std::string step, const std::vector<Parameter>& declared);
 
     void set(const std::string& name, Value value);
     bool has(const std::string& name) const { return _values.count(name) > 0; }
@@ -67,10 +69,11 @@ class Parameters {
     const std::vector<double>& reals(const std::string& name) const { return std::get<std::vector<double>>(value(name)); }
     const Pairs& pairs(const std::string& name) const { return std::get<Pairs>(value(name)); }
 
-    const std::vector<Parameter>& declared() const { return *_declared; }
+    /* Fails (UsageError) where there is none. */
     const Value& value(const std::string& name) const;
 
   private:
+    std::string _step;
     const std::vector<Parameter>* _declared;
     std::map<std::string, Value> _values;
 };

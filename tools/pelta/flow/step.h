@@ -96,8 +96,9 @@ struct Registration {
     explicit Registration(const StepKind& kind);
 };
 
-/* A kind with its values. */
+/* A kind with its values, at first the default ones. */
 struct FlowStep {
+    explicit FlowStep(const StepKind& of) : kind(&of), parameters(of.name, of.parameters) {}
     const StepKind* kind;
     Parameters parameters;
 };

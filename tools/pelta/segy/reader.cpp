@@ -98,10 +98,7 @@ class InputFile {
 
 struct Reader::Inside {
     Inside(const std::string& givenName, ReadOptions givenOptions)
-        : name(givenName == "-" ? "standard input" : givenName),
-          options(std::move(givenOptions)),
-          file(givenName, options),
-          block(blockBytes) {
+        : name(inputName(givenName)), options(std::move(givenOptions)), file(givenName, options), block(blockBytes) {
         const auto look = [this](std::int64_t position, std::size_t count) { return lookAt(position, count); };
         layout = readLayout(look, file.size(), options.overrides, name, warnings);
         if (layout.traceBytes() > PTRDIFF_MAX / 4)

@@ -32,6 +32,14 @@ template <class... Arguments>
     throw UsageError(fmt::format(text, std::forward<Arguments>(arguments)...));
 }
 
+/* Does something whose UsageError does not say what it is about, and puts that before its text: "--map: ...". */
+template <class Action>
+auto naming(std::string_view what, const Action& action) {
+    try {
+        return action();
+    } catch (const UsageError& error) { failUsage("{}: {}", what, error.what()); }
+}
+
 /* The text with a question mark for every control character, so that a strange file name keeps to its line. */
 std::string oneLine(std::string text);
 

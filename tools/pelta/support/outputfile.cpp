@@ -77,8 +77,6 @@ bool isInput(const struct stat& status) {
     return std::find(inputs.begin(), inputs.end(), std::pair(status.st_dev, status.st_ino)) != inputs.end();
 }
 
-const char* systemText(int error) { return std::strerror(error); }
-
 /* The file behind symbolic links, so that a link stays one and two spellings of a name are known to be the same. */
 std::string withoutLinks(const std::string& name) {
     std::error_code problem;
@@ -141,7 +139,6 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::openStandardOutput() {
-    _isStandardOutput = true;
     _file.cFileName = _name.data();
     _file.iFile = std::max(duplicateStandardOutput(), 0);
     if (_file.iFile == 0) fail("standard output: is closed");
@@ -154,7 +151,7 @@ void OutputFile::openStandardOutput() {
 void OutputFile::openDirectly() {
     _file.cFileName = _name.data();
     const LibraryVoice silent;
-    if (!fileOpen(&_file, 1, 0)) fail("{}: cannot be written: {}", _name, systemText(errno));
+    if (!fileOpen(&_file, 1, 0)) fail("{}: cannot be written: {}", _name, std::strerror(errno));
 }
 
 void OutputFile::openTemporary() {
@@ -162,7 +159,7 @@ void OutputFile::openTemporary() {
     std::string name = folder + "/.peltaXXXXXX";
     const SignalsHeldBack quiet;
     const int descriptor = mkostemp(name.data(), O_CLOEXEC);
-    if (descriptor < 0) fail("{}: cannot make a file in folder {}: {}", _name, folder, systemText(errno));
+    if (descriptor < 0) fail("{}: cannot make a file in folder {}: {}", _name, folder, std::strerror(errno));
     _temporaryName = name;
     _slot = claimSlot(_temporaryName, _target);
     _file.cFileName = _temporaryName.data();
@@ -187,8 +184,7 @@ void OutputFile::write(const void* bytes, std::size_t count) {
         const int written = fileWrite(&_file, const_cast<char*>(next), static_cast<unsigned long>(piece));
         if (written > 0) _written += static_cast<std::uint64_t>(written);
         if (written < 0 || static_cast<std::size_t>(written) < piece)
-            fail("{}: cannot write at byte {}: {}", _isStandardOutput ? "standard output" : _name, _written + 1,
-                 systemText(errno));
+            fail("{}: cannot write at byte {}: {}", outputName(_name), _written + 1, std::strerror(errno));
         next += written;
         count -= static_cast<std::size_t>(written);
     }
@@ -203,7 +199,7 @@ void OutputFile::commit() {
     /* Network file systems tell of a full disk only when a descriptor is closed, which fileClose keeps to itself. */
     if (_file.iFile != 0) {
         const int copy = fcntl(_file.iFile, F_DUPFD_CLOEXEC, 3);
-        if (copy >= 0 && ::close(copy) != 0) fail("{}: cannot be written: {}", _name, systemText(errno));
+        if (copy >= 0 && ::close(copy) != 0) fail("{}: cannot be written: {}", _name, std::strerror(errno));
     }
     close();
     if (_slot >= 0) giveFinalName();
@@ -215,7 +211,7 @@ void OutputFile::giveFinalName() {
     const bool isUnknownHere = outcome != 0 && (errno == EINVAL || errno == ENOSYS);
     if (_overwrite || isUnknownHere) outcome = rename(_temporaryName.c_str(), _target.c_str());
     if (outcome != 0 && errno == EEXIST) fail("{}: was made by somebody else meanwhile; --overwrite replaces it", _name);
-    if (outcome != 0) fail("{}: cannot be given its name: {}", _name, systemText(errno));
+    if (outcome != 0) fail("{}: cannot be given its name: {}", _name, std::strerror(errno));
     releaseSlot(_slot);
     _slot = -1;
 }

@@ -12,6 +12,10 @@
 
 namespace pelta {
 
+/* What messages call a file: "-" is standard input or output. */
+inline std::string inputName(const std::string& fileName) { return fileName == "-" ? "standard input" : fileName; }
+inline std::string outputName(const std::string& fileName) { return fileName == "-" ? "standard output" : fileName; }
+
 /* A file that stands under its final name only when it is whole: bytes go to a temporary file in the same folder, and
  * commit() renames it. Destroyed without commit, or ended by a signal, nothing is left behind (see
  * removeUnfinishedFilesOnSignals). The name "-" is standard output: bytes go there at once, as they do to a device or a
@@ -28,9 +32,6 @@ class OutputFile {
     /* Goes to the system as it comes: write in large pieces. */
     void write(const void* bytes, std::size_t count);
     void write(std::string_view text) { write(text.data(), text.size()); }
-    /* The name of the temporary file, for writers that open it by name themselves (pictures); empty for standard output. */
-    const std::string& temporaryName() const { return _temporaryName; }
-    bool isStandardOutput() const { return _isStandardOutput; }
     const std::string& name() const { return _name; }
     /* Closes the file and gives it its final name. */
     void commit();
@@ -43,7 +44,7 @@ class OutputFile {
     void giveFinalName();
 
     std::string _name, _target, _temporaryName;
-    bool _overwrite, _isStandardOutput = false;
+    bool _overwrite;
     fileIOStruct _file = {};
     int _slot = -1;
     std::uint64_t _written = 0;

@@ -21,21 +21,31 @@ std::FILE* openText(const std::string& name, const std::string& fileName) {
 
 }
 
-void TextLines::Close::operator()(std::FILE* file) const {
+void TextFile::Close::operator()(std::FILE* file) const {
     if (file != stdin) std::fclose(file);
 }
 
-TextLines::TextLines(const std::string& fileName)
-    : _name(fileName == "-" ? "standard input" : fileName), _file(openText(_name, fileName)), _protected(fileno(_file.get())) {}
+TextFile::TextFile(const std::string& fileName)
+    : _name(inputName(fileName)), _file(openText(_name, fileName)), _protected(fileno(_file.get())) {}
+
+std::string TextFile::rest() {
+    std::string text;
+    char piece[1 << 14];
+    while (const std::size_t got = std::fread(piece, 1, sizeof piece, stream())) text.append(piece, got);
+    if (std::ferror(stream())) failOfRead();
+    return text;
+}
+
+void TextFile::failOfRead() const { fail("{}: cannot be read: {}", _name, std::strerror(errno)); }
 
 TextLines::~TextLines() { std::free(_text); }
 
 bool TextLines::next() {
     while (true) {
         errno = 0;
-        const ssize_t length = getline(&_text, &_room, _file.get());
+        const ssize_t length = getline(&_text, &_room, _file.stream());
         if (length < 0 && errno == ENOMEM) throw std::bad_alloc();
-        if (length < 0 && std::ferror(_file.get())) fail("{}: cannot be read: {}", _name, std::strerror(errno));
+        if (length < 0 && std::ferror(_file.stream())) _file.failOfRead();
         if (length < 0) return false;
         ++_number;
         _line = std::string_view(_text, static_cast<std::size_t>(length));
@@ -47,7 +57,7 @@ bool TextLines::next() {
     }
 }
 
-std::string TextLines::place() const { return fmt::format("{}:{}", _name, _number); }
+std::string TextLines::place() const { return fmt::format("{}:{}", name(), _number); }
 
 std::string TextLines::shown() const {
     constexpr std::size_t most = 60;

@@ -13,12 +13,35 @@
 
 namespace pelta {
 
+/* A text file that is open for reading, - is standard input: no output can take its place while this lives. */
+class TextFile {
+  public:
+    /* Fails (Failure) where it cannot be opened. */
+    explicit TextFile(const std::string& fileName);
+
+    /* "points.csv", "standard input" */
+    const std::string& name() const { return _name; }
+    std::FILE* stream() const { return _file.get(); }
+    /* What is left of it. Fails (Failure) on what cannot be read, such as a folder. */
+    std::string rest();
+    /* Fails (Failure), for errno, after a read that did not succeed. */
+    [[noreturn]] void failOfRead() const;
+
+  private:
+    struct Close {
+        void operator()(std::FILE* file) const;
+    };
+    std::string _name;
+    std::unique_ptr<std::FILE, Close> _file;
+    ProtectedInput _protected;
+};
+
 /* The lines of a text file that hold something: empty ones and those that begin with # are passed over. The ends of
  * lines do not belong to them, nor do byte order marks, of which files joined with cat hold several. */
 class TextLines {
   public:
-    /* Opens the file, - is standard input: no output can take its place while this lives. Fails (Failure). */
-    explicit TextLines(const std::string& fileName);
+    /* Opens the file like TextFile. */
+    explicit TextLines(const std::string& fileName) : _file(fileName) {}
     ~TextLines();
     TextLines(const TextLines&) = delete;
     TextLines& operator=(const TextLines&) = delete;
@@ -29,20 +52,14 @@ class TextLines {
     std::string_view line() const { return _line; }
     /* Of the line in the file, from 1 on. */
     std::int64_t number() const { return _number; }
-    /* "points.csv", "standard input" */
-    const std::string& name() const { return _name; }
+    const std::string& name() const { return _file.name(); }
     /* "points.csv:12" */
     std::string place() const;
     /* The line for a message: it may be as long as a file. */
     std::string shown() const;
 
   private:
-    struct Close {
-        void operator()(std::FILE* file) const;
-    };
-    std::string _name;
-    std::unique_ptr<std::FILE, Close> _file;
-    ProtectedInput _protected;
+    TextFile _file;
     char* _text = nullptr;
     std::size_t _room = 0;
     std::string_view _line;
