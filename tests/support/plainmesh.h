@@ -273,13 +273,13 @@ class PlainMesh {
 inline bool isSameMesh(const PlainMesh& plain, const triModel& mesh) {
     const auto isSamePlace = [](const Vertex* a, const Vertex* b) { return a->x == b->x && a->y == b->y; };
     const auto isSameRing = [&](const VertexUse* a, const VertexUse* b) {
-        const VertexUse* const start = a;
+        const VertexUse *const startOfA = a, *const startOfB = b;
         do {
             if (!isSamePlace(a->eu->euCW->vu->v, b->eu->euCW->vu->v)) return false;
             a = a->vuNext;
             b = b->vuNext;
-        } while (a != start);
-        return true;
+        } while (a != startOfA && b != startOfB);
+        return a == startOfA && b == startOfB;
     };
     const Face *face = mesh.model->f, *expected = plain.first;
     bool isSame = true;
