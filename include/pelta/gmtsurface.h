@@ -58,7 +58,7 @@ typedef struct SURFACE_CTRL_STRUCT {
         BOOLEAN active;
         double radius;
         char unit;
-    } S; /* search radius; unit m: minutes, c: seconds */
+    } S; /* search radius; unit m or M: minutes, c: seconds */
     struct {
         BOOLEAN active;
         double b_tension, i_tension;

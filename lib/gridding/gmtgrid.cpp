@@ -48,6 +48,20 @@ struct {
 constexpr char noData[] = "grid: out of memory (data) \n", noBriggs[] = "grid : out of memory (briggs) \n",
                noStates[] = "grid : out of memory (iu) \n", noSurface[] = "grid : out of memory (u) \n";
 
+/* Kept on purpose: rows along x with the spacing of columns, columns along y with that of rows. */
+void setNodes(int columns, int rows) {
+    state.nx = rows;
+    state.ny = columns;
+    state.mx = state.nx + 4;
+    state.my = state.ny + 4;
+    state.x_inc = (state.x_max - state.x_min) / static_cast<float>(columns - 1);
+    state.y_inc = (state.y_max - state.y_min) / static_cast<float>(rows - 1);
+    state.r_xinc = 1 / state.x_inc;
+    state.r_yinc = 1 / state.y_inc;
+    state.grid = 1;
+    tension::setGridParameters(state);
+}
+
 void storeData(const float* x, const float* y, const float* z, int count) {
     state.data = tension::obtain<DATA>(static_cast<std::size_t>(std::max(count, 0))).release();
     if (!state.data) endWithout(noData);
@@ -61,12 +75,29 @@ void storeData(const float* x, const float* y, const float* z, int count) {
     state.z_mean = sum / static_cast<float>(state.npoints);
 }
 
+/* Takes the points that count, without plane and scale; the numbers are of their places in the input. */
+tension::Block<int> takePoints(const float* x, const float* y, const float* z, int count) {
+    storeData(x, y, z, count);
+    tension::Block<int> numbers = tension::numbersOf(state.npoints);
+    if (!numbers || !tension::throwAwayUnusables(state, numbers.get())) endWithout(noData);
+    tension::shrinkPoints(state);
+    tension::removePlanarTrend(state);
+    tension::rescaleZValues(state, 0.0);
+    return numbers;
+}
+
 /* The common primes of two numbers, with multiplicity and ascending, into the state. */
 int commonFactors(int n, int m) {
     int ofN[64], ofM[64];
     if (n < 2 || m < 2) return 0;
     const int countN = tension::primeFactors(n, ofN), countM = tension::primeFactors(m, ofM);
     return static_cast<int>(std::set_intersection(ofN, ofN + countN, ofM, ofM + countM, state.factors) - state.factors);
+}
+
+void chooseFirstStride() {
+    state.n_fact = commonFactors(state.nx - 1, state.ny - 1);
+    for (int k = 0; k < state.n_fact; ++k) state.grid *= state.factors[k];
+    tension::startCoarse(state);
 }
 
 template <class Value>
@@ -102,6 +133,13 @@ void solve(tension::Block<int> numbers) {
 
 float kept(float z) { return z < state.z_min ? state.z_min : z > state.z_max ? state.z_max : z; }
 
+void writeSurface(float* grid) {
+    for (int i = 0; i < state.nx; ++i)
+        for (int j = 0; j < state.ny; ++j)
+            grid[static_cast<std::size_t>(j) * static_cast<std::size_t>(state.nx) + static_cast<std::size_t>(i)] =
+                kept(state.u[tension::nodeOf(state, i, j)]);
+}
+
 }
 
 void makeGMTGrid(float* p_xmin, float* p_xmax, float* p_ymin, float* p_ymax, float* p_zmin, float* p_zmax, int* p_ncols,
@@ -120,34 +158,14 @@ void makeGMTGrid(float* p_xmin, float* p_xmax, float* p_ymin, float* p_ymax, flo
     state.y_max = *p_ymax;
     state.z_min = *p_zmin;
     state.z_max = *p_zmax;
-    /* Kept on purpose: rows along x with the spacing of columns, columns along y with that of rows. */
-    state.nx = *p_nrows;
-    state.ny = *p_ncols;
-    state.mx = state.nx + 4;
-    state.my = state.ny + 4;
-    state.x_inc = (state.x_max - state.x_min) / static_cast<float>(*p_ncols - 1);
-    state.y_inc = (state.y_max - state.y_min) / static_cast<float>(*p_nrows - 1);
-    state.r_xinc = 1 / state.x_inc;
-    state.r_yinc = 1 / state.y_inc;
     state.relax_new = 1.4f;
     state.relax_old = 1 - state.relax_new;
-    state.grid = 1;
-    tension::setGridParameters(state);
-    storeData(p_x, p_y, p_z, *p_npts);
-    tension::Block<int> numbers = tension::numbersOf(state.npoints);
-    if (!numbers || !tension::throwAwayUnusables(state, numbers.get())) endWithout(noData);
-    tension::shrinkPoints(state);
-    tension::removePlanarTrend(state);
-    tension::rescaleZValues(state, 0.0);
-    state.n_fact = commonFactors(state.nx - 1, state.ny - 1);
-    for (int k = 0; k < state.n_fact; ++k) state.grid *= state.factors[k];
-    tension::startCoarse(state);
+    setNodes(*p_ncols, *p_nrows);
+    tension::Block<int> numbers = takePoints(p_x, p_y, p_z, *p_npts);
+    chooseFirstStride();
     solve(std::move(numbers));
     tension::replacePlanarTrend(state);
-    for (int i = 0; i < state.nx; ++i)
-        for (int j = 0; j < state.ny; ++j)
-            final_grid[static_cast<std::size_t>(j) * static_cast<std::size_t>(state.nx) + static_cast<std::size_t>(i)] =
-                kept(state.u[tension::nodeOf(state, i, j)]);
+    writeSurface(final_grid);
     std::free(state.briggs);
     std::free(state.u);
     std::free(state.iu);

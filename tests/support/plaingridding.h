@@ -7,6 +7,18 @@
 #include <cstdlib>
 #include <vector>
 
+/* Points as the gridding routines take them. */
+struct ScatteredPoints {
+    std::vector<float> x, y, z;
+
+    void add(float px, float py, float pz) {
+        x.push_back(px);
+        y.push_back(py);
+        z.push_back(pz);
+    }
+    int count() const { return static_cast<int>(x.size()); }
+};
+
 /* Splines in tension the plain way: one padded array, nodes visited one after the other along i and then j. */
 
 struct PlainPoint {
@@ -22,6 +34,10 @@ struct GriddingProblem {
     int maxIterations = 100;
     double zeroScale = 0; /* for an RMS of 0 */
     std::vector<PlainPoint> points;
+
+    void take(const ScatteredPoints& given) {
+        for (std::size_t k = 0; k < given.x.size(); ++k) points.push_back({given.x[k], given.y[k], given.z[k], 0});
+    }
 };
 
 template <class Real>

@@ -13,24 +13,21 @@
 
 namespace {
 
-struct Request {
+struct Request : ScatteredPoints {
     float xmin = 0, xmax = 100, ymin = 0, ymax = 100, zmin = -1e9f, zmax = 1e9f;
     int ncols = 21, nrows = 21, iterations = 250;
     float boundaryTension = 0.25f, limit = 0.001f, epsilon = 1, interiorTension = 0.25f;
-    std::vector<float> x, y, z;
-
-    void add(float px, float py, float pz) {
-        x.push_back(px);
-        y.push_back(py);
-        z.push_back(pz);
-    }
 };
+
+void grid(Request& r, std::vector<float>& surface) {
+    int count = r.count();
+    makeGMTGrid(&r.xmin, &r.xmax, &r.ymin, &r.ymax, &r.zmin, &r.zmax, &r.ncols, &r.nrows, r.x.data(), r.y.data(), r.z.data(),
+                &count, &r.iterations, &r.boundaryTension, &r.limit, &r.epsilon, &r.interiorTension, surface.data());
+}
 
 std::vector<float> surfaceOf(Request r) {
     std::vector<float> surface(static_cast<std::size_t>(r.ncols * r.nrows) + 1, 12345.0f);
-    int count = static_cast<int>(r.x.size());
-    makeGMTGrid(&r.xmin, &r.xmax, &r.ymin, &r.ymax, &r.zmin, &r.zmax, &r.ncols, &r.nrows, r.x.data(), r.y.data(), r.z.data(),
-                &count, &r.iterations, &r.boundaryTension, &r.limit, &r.epsilon, &r.interiorTension, surface.data());
+    grid(r, surface);
     EXPECT_EQ(surface.back(), 12345.0f);
     surface.pop_back();
     return surface;
@@ -51,7 +48,7 @@ std::vector<float> plainSurfaceOf(const Request& r) {
     problem.relax = 1.4f;
     problem.convergeLimit = r.limit;
     problem.maxIterations = r.iterations;
-    for (std::size_t k = 0; k < r.x.size(); ++k) problem.points.push_back({r.x[k], r.y[k], r.z[k], 0});
+    problem.take(r);
     const std::vector<float> nodes = PlainGridding<float>(problem).solve();
     std::vector<float> surface(nodes.size());
     for (int i = 0; i < problem.nx; ++i)
@@ -218,8 +215,7 @@ void gridWithin(std::size_t bytes, int nodes, int points) {
     r.iterations = 1;
     std::vector<float> surface(static_cast<std::size_t>(nodes * nodes));
     leaveMemory(bytes);
-    makeGMTGrid(&r.xmin, &r.xmax, &r.ymin, &r.ymax, &r.zmin, &r.zmax, &r.ncols, &r.nrows, r.x.data(), r.y.data(), r.z.data(),
-                &points, &r.iterations, &r.boundaryTension, &r.limit, &r.epsilon, &r.interiorTension, surface.data());
+    grid(r, surface);
     std::_Exit(0);
 }
 

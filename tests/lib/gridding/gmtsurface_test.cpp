@@ -17,17 +17,10 @@
 
 namespace {
 
-struct Request {
+struct Request : ScatteredPoints {
     float xmin = 0, xinc = 5, ymin = 0, yinc = 5;
     int nx = 21, ny = 21, constrain = 0;
     float aspect = 1, relax = 1.4f, tension = 0.25f;
-    std::vector<float> x, y, z;
-
-    void add(float px, float py, float pz) {
-        x.push_back(px);
-        y.push_back(py);
-        z.push_back(pz);
-    }
 };
 
 std::vector<float> surfaceOf(Request r) {
@@ -35,8 +28,8 @@ std::vector<float> surfaceOf(Request r) {
     std::vector<float> z = r.z;
     z.resize(std::max(nodes, z.size()) + 1, 12345.0f);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(computeGMT1Surface(r.x.data(), r.y.data(), z.data(), static_cast<int>(r.x.size()), r.xmin, r.xinc, r.nx, r.ymin,
-                                 r.yinc, r.ny, r.aspect, r.relax, r.tension, r.constrain),
+    EXPECT_EQ(computeGMT1Surface(r.x.data(), r.y.data(), z.data(), r.count(), r.xmin, r.xinc, r.nx, r.ymin, r.yinc, r.ny,
+                                 r.aspect, r.relax, r.tension, r.constrain),
               0);
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(z.back(), 12345.0f);
@@ -58,9 +51,9 @@ std::vector<float> plainSurfaceOf(const Request& r) {
     problem.convergeLimit = 2.0;
     problem.maxIterations = 100;
     problem.zeroScale = 1.0;
+    problem.take(r);
     float smallest = 3.4e38f, largest = -3.4e38f;
     for (std::size_t k = 0; k < r.x.size(); ++k) {
-        problem.points.push_back({r.x[k], r.y[k], r.z[k], 0});
         const double i = std::floor((static_cast<double>(r.x[k]) - r.xmin) * (1.0 / r.xinc) + 0.5);
         const double j = std::floor((static_cast<double>(r.y[k]) - r.ymin) * (1.0 / r.yinc) + 0.5);
         if (!(i >= 0 && i < r.nx && j >= 0 && j < r.ny)) continue;
@@ -233,19 +226,55 @@ TEST(SurfaceOptions, StartFromTheUsualValues) {
     EXPECT_EQ(state->relax_new, 1.4);
 }
 
-TEST(SurfaceSteps, OffsetsStepOntoThePadBeyondTheEdges) {
-    auto state = std::make_unique<SURFACE_INFO>();
+/* A working state of nx by ny nodes at a stride, the finest ones 1 apart from (0, 0) on, with its pad. */
+struct Nodes {
+    std::unique_ptr<SURFACE_INFO> state = std::make_unique<SURFACE_INFO>();
     SURFACE_INFO& s = *state;
-    s.nx = s.ny = 41;
-    s.my = 45;
-    s.grid = 4;
-    s.x_inc = s.y_inc = 1;
-    SURFACE_GLOBAL global;
-    GMT1set_grid_parameters(&s, &global);
+    SURFACE_GLOBAL global = {};
+    std::vector<float> u;
+    std::vector<char> states;
+    std::vector<SURFACE_DATA> points;
+    std::vector<SURFACE_BRIGGS> records;
+
+    explicit Nodes(int nx = 5, int ny = 5, int stride = 1, float spacing = 1.0f) {
+        s.nx = nx;
+        s.ny = ny;
+        s.mx = nx + 4;
+        s.my = ny + 4;
+        s.ij_sw_corner = 2 * s.my + 2;
+        s.grid = stride;
+        s.x_inc = s.y_inc = spacing;
+        s.r_xinc = s.r_yinc = 1.0 / spacing;
+        s.z_scale = s.l_epsilon = 1.0;
+        u.resize(static_cast<std::size_t>(s.mx * s.my));
+        states.resize(u.size());
+        s.u = u.data();
+        s.iu = states.data();
+        GMT1set_grid_parameters(&s, &global);
+        GMT1set_offset(&s);
+    }
+    std::size_t place(int i, int j) const { return static_cast<std::size_t>(s.ij_sw_corner + i * s.my + j); }
+    float& node(int i, int j) { return u[place(i, j)]; }
+    char& stateOf(int i, int j) { return states[place(i, j)]; }
+    void setPoints(std::vector<SURFACE_DATA> given) {
+        points = std::move(given);
+        records.assign(points.size(), {});
+        s.data = points.data();
+        s.briggs = records.data();
+        s.npoints = static_cast<int>(points.size());
+    }
+    void fillRandomly(unsigned seed, float size) {
+        std::mt19937 engine(seed);
+        for (float& value : u) value = std::uniform_real_distribution<float>(-size, size)(engine);
+    }
+};
+
+TEST(SurfaceSteps, OffsetsStepOntoThePadBeyondTheEdges) {
+    Nodes nodes(41, 41, 4);
+    SURFACE_INFO& s = nodes.s;
     EXPECT_EQ(s.block_nx, 11);
-    EXPECT_EQ(global.block_ny, 11);
-    EXPECT_EQ(global.grid_xinc, 4.0);
-    GMT1set_offset(&s);
+    EXPECT_EQ(nodes.global.block_ny, 11);
+    EXPECT_EQ(nodes.global.grid_xinc, 4.0);
     const int inside[12] = {8, -180 + 4, 4, 180 + 4, -360, -180, 180, 360, -180 - 4, -4, 180 - 4, -8};
     for (int k = 0; k < 12; ++k) EXPECT_EQ(s.offset[12][k], inside[k]);
     EXPECT_EQ(s.offset[0][4], -90) << "two west of the first line";
@@ -260,10 +289,8 @@ TEST(SurfaceSteps, OffsetsStepOntoThePadBeyondTheEdges) {
 }
 
 TEST(SurfaceSteps, BoundsAreTransformedLikeThePoints) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = 3;
-    s.ny = 2;
+    Nodes nodes(3, 2);
+    SURFACE_INFO& s = nodes.s;
     s.set_low = 1;
     s.low_limit = 10.0;
     s.plane_c0 = 1.0;
@@ -286,10 +313,8 @@ TEST(SurfaceSteps, BoundsAreTransformedLikeThePoints) {
 
 /* The plane, the difference and the factor are single. */
 TEST(SurfaceSteps, TransformedBoundsAreRoundedAtEveryStep) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = 7;
-    s.ny = 5;
+    Nodes nodes(7, 5);
+    SURFACE_INFO& s = nodes.s;
     s.set_low = 2;
     s.low_limit = 1.0 / 3.0;
     s.plane_c0 = 0.1;
@@ -308,9 +333,8 @@ TEST(SurfaceSteps, TransformedBoundsAreRoundedAtEveryStep) {
 
 /* Kept on purpose. */
 TEST(SurfaceSteps, BoundsOfAnEarlierCallStayTheirOwners) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 2;
+    Nodes nodes(2, 2);
+    SURFACE_INFO& s = nodes.s;
     s.plane_c0 = 1.0;
     s.r_z_scale = 0.5;
     s.low_limit = 10.0;
@@ -341,34 +365,21 @@ TEST(SurfaceSteps, BoundsOfAnEarlierCallStayTheirOwners) {
 
 /* Nodes that all stand fixed: a sweep does no more than set the pad. */
 TEST(SurfaceSteps, ASweepSetsThePadFromTheEdges) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = 13;
-    s.ny = 10;
-    s.mx = 17;
-    s.my = 14;
-    s.grid = 3;
-    s.x_inc = s.y_inc = 1;
+    Nodes nodes(13, 10, 3);
+    SURFACE_INFO& s = nodes.s;
     s.l_epsilon = 1.5;
     s.boundary_tension = 0.375;
-    s.z_scale = 1.0;
     s.converge_limit = 0.0; /* which no change at all does not exceed */
     s.max_iterations = 5;
-    SURFACE_GLOBAL global;
-    GMT1set_grid_parameters(&s, &global);
-    GMT1set_offset(&s);
+    s.ij_sw_corner = 0;
     GMT1set_coefficients(&s);
     EXPECT_EQ(s.ij_sw_corner, 30);
     EXPECT_EQ(s.ij_se_corner, 30 + 12 * 14);
     EXPECT_EQ(s.ij_nw_corner, 39);
     EXPECT_EQ(s.ij_ne_corner, 39 + 12 * 14);
-    std::vector<float> u(17 * 14);
-    std::vector<char> states(u.size(), 5);
-    std::mt19937 engine(11);
-    for (float& value : u) value = std::uniform_real_distribution<float>(-9.0f, 9.0f)(engine);
-    const std::vector<float> before = u;
-    s.u = u.data();
-    s.iu = states.data();
+    nodes.states.assign(nodes.states.size(), 5);
+    nodes.fillRandomly(11, 9.0f);
+    const std::vector<float> before = nodes.u;
     EXPECT_EQ(GMT1iterate(&s, 1), 1);
     EXPECT_EQ(GMT1iterate(&s, 0), 1);
     EXPECT_EQ(s.total_iterations, 2);
@@ -376,10 +387,10 @@ TEST(SurfaceSteps, ASweepSetsThePadFromTheEdges) {
     const double tension = 0.375, y = 2 * 1.5 * (1 - tension) + tension;
     const double x0 = 4 * (1 - tension) / (2 - tension), x1 = (3 * tension - 2) / (2 - tension);
     const double y0 = 4 * 1.5 * (1 - tension) / y, y1 = (tension - 2 * 1.5 * (1 - tension)) / y;
-    const auto at = [&](int i, int j) -> double { return u[static_cast<std::size_t>(30 + i * 14 + j)]; };
+    const auto at = [&](int i, int j) -> double { return nodes.node(i, j); };
     const auto rounded = [](double value) { return static_cast<double>(static_cast<float>(value)); };
     for (int i = 0; i < 13; ++i)
-        for (int j = 0; j < 10; ++j) EXPECT_EQ(at(i, j), before[static_cast<std::size_t>(30 + i * 14 + j)]);
+        for (int j = 0; j < 10; ++j) EXPECT_EQ(at(i, j), before[nodes.place(i, j)]);
     for (int i = 0; i < 13; i += 3) {
         EXPECT_EQ(at(i, -1), rounded(y0 * at(i, 0) + y1 * at(i, 3)));
         EXPECT_EQ(at(i, 10), rounded(y0 * at(i, 9) + y1 * at(i, 6)));
@@ -406,49 +417,31 @@ TEST(SurfaceSteps, ASweepSetsThePadFromTheEdges) {
 
 /* The change of a sweep is that of the sum in double: it stays above 0 when the rounded value has long come to rest. */
 TEST(SurfaceSteps, AChangeIsMeasuredBeforeTheValueIsRounded) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 5;
-    s.mx = s.my = 9;
-    s.grid = 1;
-    s.x_inc = s.y_inc = 1;
-    s.l_epsilon = 1.0;
+    Nodes nodes;
+    SURFACE_INFO& s = nodes.s;
     s.interior_tension = 0.3;
-    s.z_scale = 1.0;
     s.relax_new = 1.4;
     s.relax_old = 1.0 - s.relax_new;
     s.max_iterations = 300;
-    SURFACE_GLOBAL global;
-    GMT1set_grid_parameters(&s, &global);
-    GMT1set_offset(&s);
     GMT1set_coefficients(&s);
-    std::vector<SURFACE_DATA> points = {{2.25f, 2.125f, 0.7f, 12}};
-    std::vector<SURFACE_BRIGGS> records(1);
-    s.data = points.data();
-    s.briggs = records.data();
+    nodes.setPoints({{2.25f, 2.125f, 0.7f, 12}});
     for (unsigned trial = 0; trial < 20; ++trial) {
         s.npoints = trial % 2; /* a free node, or one with a point near it */
-        std::vector<float> u(81);
-        std::vector<char> states(81, 5);
-        std::mt19937 engine(trial);
-        for (float& value : u) value = std::uniform_real_distribution<float>(-1.0f, 1.0f)(engine);
-        s.u = u.data();
-        s.iu = states.data();
+        nodes.fillRandomly(trial, 1.0f);
         GMT1find_nearest_point(&s);
-        for (std::size_t k = 0; k < states.size(); ++k)
-            if (k != 40) states[k] = 5; /* all but the node in the middle */
+        const char ofMiddle = nodes.stateOf(2, 2);
+        nodes.states.assign(81, 5);
+        nodes.stateOf(2, 2) = ofMiddle;
         EXPECT_EQ(GMT1iterate(&s, 1), 300) << trial;
-        const float settled = u[40];
+        const float settled = nodes.node(2, 2);
         EXPECT_EQ(GMT1iterate(&s, 1), 300) << trial;
-        EXPECT_EQ(u[40], settled) << trial;
+        EXPECT_EQ(nodes.node(2, 2), settled) << trial;
     }
 }
 
 TEST(SurfaceSteps, CoefficientsOfTheEquations) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 5;
-    s.my = 9;
+    Nodes nodes;
+    SURFACE_INFO& s = nodes.s;
     s.l_epsilon = 2.0;
     s.interior_tension = 0.5;
     GMT1set_coefficients(&s);
@@ -473,11 +466,9 @@ TEST(SurfaceSteps, CoefficientsOfTheEquations) {
 }
 
 TEST(SurfaceSteps, AnRmsOfNothingIsAScaleOfOne) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    SURFACE_DATA points[2] = {{0, 0, 0, 0}, {1, 1, 0, 5}};
-    s.data = points;
-    s.npoints = 2;
+    Nodes nodes;
+    SURFACE_INFO& s = nodes.s;
+    nodes.setPoints({{0, 0, 0, 0}, {1, 1, 0, 5}});
     s.converge_limit = 2.0;
     GMT1rescale_z_values(&s);
     EXPECT_EQ(s.z_scale, 1.0);
@@ -486,152 +477,111 @@ TEST(SurfaceSteps, AnRmsOfNothingIsAScaleOfOne) {
     s.converge_limit = 0.0;
     GMT1rescale_z_values(&s);
     EXPECT_EQ(s.converge_limit, 0.001);
-    points[0].z = 10.0f;
-    points[1].z = -10.0f;
+    nodes.points[0].z = 10.0f;
+    nodes.points[1].z = -10.0f;
     s.converge_limit = 0.0;
     GMT1rescale_z_values(&s);
     EXPECT_EQ(s.z_scale, 10.0);
     EXPECT_EQ(s.r_z_scale, 0.1);
     EXPECT_EQ(s.converge_limit, 0.001 * 10.0);
-    EXPECT_EQ(points[1].z, -1.0f);
-    points[0].z = points[1].z = 13.0f;
+    EXPECT_EQ(nodes.points[1].z, -1.0f);
+    nodes.points[0].z = nodes.points[1].z = 13.0f;
     s.converge_limit = 0.0;
     GMT1rescale_z_values(&s);
     EXPECT_EQ(s.converge_limit, 0.001 * 13.0);
 }
 
 TEST(SurfaceSteps, TheNearestPointGivesItsNodeAStateAndARecord) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 5;
-    s.mx = s.my = 9;
-    s.grid = 2;
-    s.x_inc = s.y_inc = 0.5f;
-    s.l_epsilon = 1.0;
-    SURFACE_GLOBAL global;
-    GMT1set_grid_parameters(&s, &global);
+    Nodes nodes(5, 5, 2, 0.5f);
+    SURFACE_INFO& s = nodes.s;
     GMT1set_coefficients(&s);
     /* 3 by 3 nodes, 1 apart; on a node means within 0.05 */
-    SURFACE_DATA points[6] = {{0.25f, 0.125f, 3, 0}, {0.03125f, 1.03125f, 7, 1}, {0.9375f, 0.0f, 4, 3},
-                              {0.5f, 0.5f, 9, 3},    {0.75f, 0.75f, 5, 4},       {2.0f, 1.75f, 6, 8}};
-    s.data = points;
-    s.npoints = 6;
-    std::vector<float> u(81, 100.0f);
-    std::vector<char> states(81, 3);
-    SURFACE_BRIGGS records[6] = {};
-    s.u = u.data();
-    s.iu = states.data();
-    s.briggs = records;
+    nodes.setPoints({{0.25f, 0.125f, 3, 0},
+                     {0.03125f, 1.03125f, 7, 1},
+                     {0.9375f, 0.0f, 4, 3},
+                     {0.5f, 0.5f, 9, 3},
+                     {0.75f, 0.75f, 5, 4},
+                     {2.0f, 1.75f, 6, 8}});
+    nodes.u.assign(81, 100.0f);
+    nodes.states.assign(81, 3);
     GMT1find_nearest_point(&s);
     EXPECT_EQ(s.small, 0.05);
     const int expected[3][3] = {{1, 5, 0}, {2, 3, 0}, {0, 0, 4}};
     for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) EXPECT_EQ(states[static_cast<std::size_t>(20 + 18 * i + 2 * j)], expected[i][j]) << i << j;
-    EXPECT_EQ(states[21], 3) << "between the nodes of this stride";
-    EXPECT_EQ(u[22], 7.0f);
-    EXPECT_EQ(u[20], 100.0f);
+        for (int j = 0; j < 3; ++j) EXPECT_EQ(nodes.stateOf(2 * i, 2 * j), expected[i][j]) << i << j;
+    EXPECT_EQ(nodes.stateOf(0, 1), 3) << "between the nodes of this stride";
+    EXPECT_EQ(nodes.node(0, 2), 7.0f);
+    EXPECT_EQ(nodes.node(0, 0), 100.0f);
     /* dx = dy = 1 / 4 at the third record: last = 4 / (1 / 2 * 3 / 2) */
     const double last = 4.0 / 0.75, far = 1.5;
     const double b[4] = {1 - 0.5 * 0.3125 * last, (2 * far - 1) / far, 2 / far, 0.5 * (2 - 0.3125 * last)};
-    for (int k = 0; k < 4; ++k) EXPECT_EQ(records[2].b[k], b[k]) << k;
-    EXPECT_EQ(records[2].b[4], b[0] + b[1] + b[2] + b[3] + last);
-    EXPECT_EQ(records[2].b[5], last * 5);
-    EXPECT_EQ(records[4].b[5], 0.0) << "one record for each node that is not fixed";
-    EXPECT_NE(records[3].b[5], 0.0);
+    for (int k = 0; k < 4; ++k) EXPECT_EQ(nodes.records[2].b[k], b[k]) << k;
+    EXPECT_EQ(nodes.records[2].b[4], b[0] + b[1] + b[2] + b[3] + last);
+    EXPECT_EQ(nodes.records[2].b[5], last * 5);
+    EXPECT_EQ(nodes.records[4].b[5], 0.0) << "one record for each node that is not fixed";
+    EXPECT_NE(nodes.records[3].b[5], 0.0);
 }
 
 TEST(SurfaceSteps, TheForecastIsBilinearAndKeepsTheOldNodes) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = 9;
-    s.ny = 5;
-    s.my = 9;
-    s.grid = 1;
+    Nodes nodes(9, 5);
+    SURFACE_INFO& s = nodes.s;
     s.old_grid = 4;
-    s.l_epsilon = 1.0;
-    GMT1set_coefficients(&s);
-    std::vector<float> u(13 * 9, 100.0f);
-    std::vector<char> states(u.size(), 3);
-    s.u = u.data();
-    s.iu = states.data();
-    const auto place = [](int i, int j) { return static_cast<std::size_t>(20 + i * 9 + j); };
+    nodes.states.assign(nodes.states.size(), 3);
     const auto bilinear = [](int i, int j) { return static_cast<float>(2 * i - 3 * j + i * j); };
     for (int i = 0; i < 9; i += 4)
-        for (int j = 0; j < 5; j += 4) u[place(i, j)] = bilinear(i, j);
+        for (int j = 0; j < 5; j += 4) nodes.node(i, j) = bilinear(i, j);
     GMT1fill_in_forecast(&s);
     for (int i = 0; i < 9; ++i)
         for (int j = 0; j < 5; ++j) {
-            EXPECT_EQ(u[place(i, j)], bilinear(i, j)) << i << " " << j;
-            EXPECT_EQ(states[place(i, j)], i % 4 == 0 && j % 4 == 0 ? 5 : 0) << i << " " << j;
+            EXPECT_EQ(nodes.node(i, j), bilinear(i, j)) << i << " " << j;
+            EXPECT_EQ(nodes.stateOf(i, j), i % 4 == 0 && j % 4 == 0 ? 5 : 0) << i << " " << j;
         }
-    EXPECT_EQ(states[place(-1, 0)], 3);
+    EXPECT_EQ(nodes.stateOf(-1, 0), 3);
 }
 
 /* A quotient of steps, not a product with a reciprocal: 3 / 5 of the way from -3 to 2 is exactly 0. */
 TEST(SurfaceSteps, TheForecastDividesStepsByTheCell) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 11;
-    s.my = 15;
-    s.grid = 2;
+    Nodes nodes(11, 11, 2);
+    SURFACE_INFO& s = nodes.s;
     s.old_grid = 10;
-    s.l_epsilon = 1.0;
-    GMT1set_coefficients(&s);
-    std::vector<float> u(15 * 15);
-    std::vector<char> states(u.size());
-    s.u = u.data();
-    s.iu = states.data();
-    const auto at = [&](int i, int j) -> float& { return u[static_cast<std::size_t>(32 + i * 15 + j)]; };
-    for (int j : {0, 10}) at(0, j) = -3.0f, at(10, j) = 2.0f;
+    for (int j : {0, 10}) nodes.node(0, j) = -3.0f, nodes.node(10, j) = 2.0f;
     GMT1fill_in_forecast(&s);
-    for (int j = 0; j < 11; j += 2) EXPECT_EQ(at(6, j), 0.0f) << j;
+    for (int j = 0; j < 11; j += 2) EXPECT_EQ(nodes.node(6, j), 0.0f) << j;
 }
 
 /* Term by term: what is lost behind the first sum does not come back. */
 TEST(SurfaceSteps, TheTrendIsAddedInTheOrderOfItsTerms) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 2;
-    s.my = 6;
-    s.ij_sw_corner = 14;
+    Nodes nodes(2, 2);
+    SURFACE_INFO& s = nodes.s;
     constexpr double large = 1152921504606846976.0; /* 2^60 */
     s.z_scale = large;
     s.plane_c0 = -large;
     s.plane_c1 = 3.0;
     s.plane_c2 = 5.0;
-    std::vector<float> u(36, 1.0f);
-    s.u = u.data();
+    nodes.u.assign(36, 1.0f);
     EXPECT_EQ(GMT1replace_planar_trend(&s), 0);
-    EXPECT_EQ(u[14], 0.0f);
-    EXPECT_EQ(u[15], 5.0f);
-    EXPECT_EQ(u[20], 3.0f);
-    EXPECT_EQ(u[21], 8.0f);
-    EXPECT_EQ(u[22], 1.0f) << "the pad";
+    EXPECT_EQ(nodes.node(0, 0), 0.0f);
+    EXPECT_EQ(nodes.node(0, 1), 5.0f);
+    EXPECT_EQ(nodes.node(1, 0), 3.0f);
+    EXPECT_EQ(nodes.node(1, 1), 8.0f);
+    EXPECT_EQ(nodes.node(1, 2), 1.0f) << "the pad";
 }
 
 TEST(SurfaceSteps, PointsOutsideTheGridGoBehindThoseThatCount) {
-    auto state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    s.nx = s.ny = 5;
-    s.my = 9;
-    s.grid = 2;
-    s.x_inc = s.y_inc = 1;
-    SURFACE_GLOBAL global;
-    GMT1set_grid_parameters(&s, &global);
+    Nodes nodes(5, 5, 2);
+    SURFACE_INFO& s = nodes.s;
     /* 3 by 3 nodes, 2 apart: from -1 up to, but not including, 5 */
-    SURFACE_DATA points[6] = {{5, 0, 1, 0},     {4, 4, 2, 0},      {0, -1.25f, 3, 0},
-                              {-1, 2.5f, 4, 0}, {-1, 2.25f, 5, 0}, {std::nanf(""), 0, 6, 0}};
-    s.data = points;
-    s.npoints = 6;
+    nodes.setPoints(
+        {{5, 0, 1, 0}, {4, 4, 2, 0}, {0, -1.25f, 3, 0}, {-1, 2.5f, 4, 0}, {-1, 2.25f, 5, 0}, {std::nanf(""), 0, 6, 0}});
     EXPECT_EQ(GMT1set_index(&s), 0);
     ASSERT_EQ(s.npoints, 3);
     const float values[3] = {5, 4, 2};
-    const int nodes[3] = {1, 1, 8};
+    const int numbers[3] = {1, 1, 8};
     for (int k = 0; k < 3; ++k) {
-        EXPECT_EQ(points[k].z, values[k]) << k;
-        EXPECT_EQ(points[k].index, nodes[k]) << k;
+        EXPECT_EQ(nodes.points[k].z, values[k]) << k;
+        EXPECT_EQ(nodes.points[k].index, numbers[k]) << k;
     }
-    for (int k = 3; k < 6; ++k) EXPECT_EQ(points[k].index, 2000000000) << k;
+    for (int k = 3; k < 6; ++k) EXPECT_EQ(nodes.points[k].index, 2000000000) << k;
 }
 
 TEST(SurfaceSteps, PointsAreOrderedByNodeAndNearness) {
@@ -649,128 +599,102 @@ TEST(SurfaceSteps, PointsAreOrderedByNodeAndNearness) {
     SG = nullptr;
 }
 
-/* A grid of 5 by 5 nodes, 1 apart from (0, 0) on, with its pad. */
-struct SmallGrid {
-    std::unique_ptr<SURFACE_INFO> state = std::make_unique<SURFACE_INFO>();
-    SURFACE_INFO& s = *state;
-    SURFACE_GLOBAL global = {};
-    std::vector<float> u = std::vector<float>(81, 0.0f);
-
-    explicit SmallGrid(int stride = 1) {
-        s.nx = s.ny = 5;
-        s.mx = s.my = 9;
-        s.ij_sw_corner = 20;
-        s.grid = stride;
-        s.x_inc = s.y_inc = 1.0f;
-        s.r_xinc = s.r_yinc = s.z_scale = 1.0;
-        s.u = u.data();
-        GMT1set_grid_parameters(&s, &global);
-    }
-    float& node(int i, int j) { return u[static_cast<std::size_t>(20 + 9 * i + j)]; }
-    void setPoints(std::vector<SURFACE_DATA> given) {
-        points = std::move(given);
-        s.data = points.data();
-        s.npoints = static_cast<int>(points.size());
-    }
-    std::vector<SURFACE_DATA> points;
-};
-
 TEST(SurfaceSteps, OfThePointsAtANodeTheNearestIsKept) {
-    SmallGrid grid;
+    Nodes nodes;
     constexpr int out = 2000000000;
-    grid.setPoints({{1.3f, 1.0f, 10, 6}, {9.0f, 9.0f, 20, out}, {1.0f, 1.1f, 30, 6}, {0.0f, 3.0f, 40, 3}});
-    EXPECT_EQ(GMT1throw_away_unusables(&grid.s), 0);
-    ASSERT_EQ(grid.s.npoints, 2);
-    EXPECT_EQ(grid.points[0].z, 40.0f);
-    EXPECT_EQ(grid.points[1].z, 30.0f);
+    nodes.setPoints({{1.3f, 1.0f, 10, 6}, {9.0f, 9.0f, 20, out}, {1.0f, 1.1f, 30, 6}, {0.0f, 3.0f, 40, 3}});
+    EXPECT_EQ(GMT1throw_away_unusables(&nodes.s), 0);
+    ASSERT_EQ(nodes.s.npoints, 2);
+    EXPECT_EQ(nodes.points[0].z, 40.0f);
+    EXPECT_EQ(nodes.points[1].z, 30.0f);
 }
 
 TEST(SurfaceSteps, PointsAreNumberedByTheNodesOfTheStride) {
-    SmallGrid grid(2);
-    grid.setPoints({{4.0f, 2.9f, 10, 0}, {1.2f, 0.2f, 20, 0}, {5.1f, 0.0f, 30, 0}, {1.9f, 0.2f, 40, 0}, {0.9f, 3.5f, 50, 0}});
-    EXPECT_EQ(GMT1set_index(&grid.s), 0);
-    ASSERT_EQ(grid.s.npoints, 4) << "one lies outside";
+    Nodes nodes(5, 5, 2);
+    nodes.setPoints({{4.0f, 2.9f, 10, 0}, {1.2f, 0.2f, 20, 0}, {5.1f, 0.0f, 30, 0}, {1.9f, 0.2f, 40, 0}, {0.9f, 3.5f, 50, 0}});
+    EXPECT_EQ(GMT1set_index(&nodes.s), 0);
+    ASSERT_EQ(nodes.s.npoints, 4) << "one lies outside";
     const std::pair<int, float> expected[4] = {{2, 50.0f}, {3, 40.0f}, {3, 20.0f}, {7, 10.0f}};
     for (std::size_t k = 0; k < 4; ++k) {
-        EXPECT_EQ(grid.points[k].index, expected[k].first) << k;
-        EXPECT_EQ(grid.points[k].z, expected[k].second) << k;
+        EXPECT_EQ(nodes.points[k].index, expected[k].first) << k;
+        EXPECT_EQ(nodes.points[k].z, expected[k].second) << k;
     }
 }
 
 TEST(SurfaceSteps, ThePlaneOfThePointsGoesAndComesBack) {
-    SmallGrid grid;
-    grid.setPoints({{0, 0, 1, 0}, {4, 0, 9, 0}, {0, 4, 17, 0}, {4, 4, 25, 0}, {2, 2, 13, 0}});
-    EXPECT_EQ(GMT1remove_planar_trend(&grid.s), 0);
-    EXPECT_EQ(grid.s.plane_c0, 1.0);
-    EXPECT_EQ(grid.s.plane_c1, 2.0);
-    EXPECT_EQ(grid.s.plane_c2, 4.0);
-    for (const SURFACE_DATA& point : grid.points) EXPECT_EQ(point.z, 0.0f);
-    grid.s.z_scale = 3.0;
-    grid.node(3, 1) = 2.0f;
-    EXPECT_EQ(GMT1replace_planar_trend(&grid.s), 0);
-    EXPECT_EQ(grid.node(3, 1), 2.0f * 3.0f + 1.0f + 2.0f * 3.0f + 4.0f);
-    EXPECT_EQ(grid.node(4, 4), 25.0f);
-    EXPECT_EQ(grid.node(5, 4), 0.0f) << "the pad";
+    Nodes nodes;
+    nodes.setPoints({{0, 0, 1, 0}, {4, 0, 9, 0}, {0, 4, 17, 0}, {4, 4, 25, 0}, {2, 2, 13, 0}});
+    EXPECT_EQ(GMT1remove_planar_trend(&nodes.s), 0);
+    EXPECT_EQ(nodes.s.plane_c0, 1.0);
+    EXPECT_EQ(nodes.s.plane_c1, 2.0);
+    EXPECT_EQ(nodes.s.plane_c2, 4.0);
+    for (const SURFACE_DATA& point : nodes.points) EXPECT_EQ(point.z, 0.0f);
+    nodes.s.z_scale = 3.0;
+    nodes.node(3, 1) = 2.0f;
+    EXPECT_EQ(GMT1replace_planar_trend(&nodes.s), 0);
+    EXPECT_EQ(nodes.node(3, 1), 2.0f * 3.0f + 1.0f + 2.0f * 3.0f + 4.0f);
+    EXPECT_EQ(nodes.node(4, 4), 25.0f);
+    EXPECT_EQ(nodes.node(5, 4), 0.0f) << "the pad";
 }
 
 TEST(SurfaceSteps, PointsOnALineHaveNoPlane) {
-    SmallGrid grid;
-    grid.setPoints({{0, 0, 5, 0}, {1, 1, 6, 0}, {2, 2, 7, 0}});
-    GMT1remove_planar_trend(&grid.s);
-    EXPECT_EQ(grid.s.plane_c0, 0.0);
-    EXPECT_EQ(grid.points[2].z, 7.0f);
+    Nodes nodes;
+    nodes.setPoints({{0, 0, 5, 0}, {1, 1, 6, 0}, {2, 2, 7, 0}});
+    GMT1remove_planar_trend(&nodes.s);
+    EXPECT_EQ(nodes.s.plane_c0, 0.0);
+    EXPECT_EQ(nodes.points[2].z, 7.0f);
 }
 
 TEST(SurfaceSteps, StridesAreDividedByTheLargestFactorLeft) {
-    SmallGrid grid;
-    grid.s.grid = 12;
-    grid.s.n_fact = GMT1get_prime_factors(12, grid.s.factors);
+    Nodes nodes;
+    nodes.s.grid = 12;
+    nodes.s.n_fact = GMT1get_prime_factors(12, nodes.s.factors);
     for (int expected : {4, 2, 1, 1}) {
-        EXPECT_EQ(GMT1smart_divide(&grid.s), 0);
-        EXPECT_EQ(grid.s.grid, expected);
+        EXPECT_EQ(GMT1smart_divide(&nodes.s), 0);
+        EXPECT_EQ(nodes.s.grid, expected);
     }
-    EXPECT_EQ(grid.s.n_fact, 0);
+    EXPECT_EQ(nodes.s.n_fact, 0);
 }
 
 TEST(SurfaceSteps, AFirstSurfaceIsTheMeanOfThePointsWithinTheRadius) {
-    SmallGrid grid;
-    grid.u.assign(81, 100.0f);
-    grid.s.radius = 1.0;
-    grid.setPoints({{1, 1, 4, 0}, {3, 1, 8, 0}});
-    EXPECT_EQ(GMT1initialize_grid(&grid.s), 0);
-    for (const auto& [i, j] : {std::pair{1, 1}, {0, 1}, {1, 0}, {1, 2}}) EXPECT_EQ(grid.node(i, j), 4.0f) << i << j;
-    EXPECT_EQ(grid.node(2, 1), 6.0f) << "as far from both";
-    EXPECT_EQ(grid.node(4, 1), 8.0f);
-    EXPECT_EQ(grid.node(2, 2), 100.0f);
-    EXPECT_EQ(grid.node(0, 0), 100.0f);
-    grid.s.radius = 2.0;
-    GMT1initialize_grid(&grid.s);
+    Nodes nodes;
+    nodes.u.assign(81, 100.0f);
+    nodes.s.radius = 1.0;
+    nodes.setPoints({{1, 1, 4, 0}, {3, 1, 8, 0}});
+    EXPECT_EQ(GMT1initialize_grid(&nodes.s), 0);
+    for (const auto& [i, j] : {std::pair{1, 1}, {0, 1}, {1, 0}, {1, 2}}) EXPECT_EQ(nodes.node(i, j), 4.0f) << i << j;
+    EXPECT_EQ(nodes.node(2, 1), 6.0f) << "as far from both";
+    EXPECT_EQ(nodes.node(4, 1), 8.0f);
+    EXPECT_EQ(nodes.node(2, 2), 100.0f);
+    EXPECT_EQ(nodes.node(0, 0), 100.0f);
+    nodes.s.radius = 2.0;
+    GMT1initialize_grid(&nodes.s);
     const double far = std::exp(-3.0);
-    EXPECT_EQ(grid.node(1, 1), static_cast<float>((4.0 + far * 8.0) / (1.0 + far))) << "the nearer one weighs more";
+    EXPECT_EQ(nodes.node(1, 1), static_cast<float>((4.0 + far * 8.0) / (1.0 + far))) << "the nearer one weighs more";
 }
 
 TEST(SurfaceSteps, AFirstSurfaceCanBeTheNearestPointOfEachCell) {
-    SmallGrid grid(2);
-    grid.u.assign(81, 100.0f);
-    grid.setPoints({{0, 0, 4, 0}, {0.5f, 0, 5, 0}, {2, 4, 6, 5}});
-    EXPECT_EQ(GMT1new_initialize_grid(&grid.s), 0);
-    EXPECT_EQ(grid.node(0, 0), 4.0f);
-    EXPECT_EQ(grid.node(2, 4), 6.0f);
-    EXPECT_EQ(std::count(grid.u.begin(), grid.u.end(), 100.0f), 79);
+    Nodes nodes(5, 5, 2);
+    nodes.u.assign(81, 100.0f);
+    nodes.setPoints({{0, 0, 4, 0}, {0.5f, 0, 5, 0}, {2, 4, 6, 5}});
+    EXPECT_EQ(GMT1new_initialize_grid(&nodes.s), 0);
+    EXPECT_EQ(nodes.node(0, 0), 4.0f);
+    EXPECT_EQ(nodes.node(2, 4), 6.0f);
+    EXPECT_EQ(std::count(nodes.u.begin(), nodes.u.end(), 100.0f), 79);
 }
 
 TEST(SurfaceSteps, ErrorsAreThoseOfPointsAndCurvatureThatOfNodes) {
-    SmallGrid grid;
-    grid.node(2, 2) = 1.0f; /* a spike: the Laplacian is -4 there and 1 at its neighbours */
-    grid.setPoints({{2, 2, 0, 0}, {4, 2, 2, 0}});
+    Nodes nodes;
+    nodes.node(2, 2) = 1.0f; /* a spike: the Laplacian is -4 there and 1 at its neighbours */
+    nodes.setPoints({{2, 2, 0, 0}, {4, 2, 2, 0}});
     testing::internal::CaptureStderr();
-    GMT1check_errors(&grid.s);
+    GMT1check_errors(&nodes.s);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Fit info: N data points  N nodes\tmean error\trms error\tcurvature\n"
               "\t       2\t      25\t-0.5\t1.5811388\t20\n");
-    grid.s.z_scale = 2.0;
+    nodes.s.z_scale = 2.0;
     testing::internal::CaptureStderr();
-    GMT1check_errors(&grid.s);
+    GMT1check_errors(&nodes.s);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("\t-1\t3.1622777\t80\n"), std::string::npos) << "in z's unit";
 }
 
