@@ -1,11 +1,13 @@
 #include <benchmark/benchmark.h>
-#include <fftw3.h>
 #include <pelta/bandpassfilter.h>
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 #include <vector>
 
+#include "fftwtransforms.h"
+#include "figures.h"
 #include "support/signals.h"
 
 /* Band-pass filtering of a trace in both domains. In the frequency domain the peer is what a user of FFTW would write: transform,
@@ -39,87 +41,47 @@ void inTime(benchmark::State& state, int n) {
     filterTraces(state, filter, n);
 }
 
-void inFrequency(benchmark::State& state, int n) {
+void inFrequency(benchmark::State& state, int n, int transformLength) {
     FrequencyDomainFilter filter(n);
+    if (filter._nfft != transformLength) state.SkipWithError("not the transform announced");
     filterTraces(state, filter, n);
 }
 
-class FftwFilter {
-  public:
-    explicit FftwFilter(int n) : length_(FrequencyDomainFilter(n)._nfft) {
-        const FrequencyDomainFilter filter(n);
-        for (int k = 0; k <= length_ / 2; ++k) response_.push_back(filter._magfilter[2 * k] / static_cast<float>(length_));
-        series = fftwf_alloc_real(length_);
-        spectrum_ = fftwf_alloc_complex(length_ / 2 + 1);
-        forward_ = fftwf_plan_dft_r2c_1d(length_, series, spectrum_, FFTW_PATIENT);
-        inverse_ = fftwf_plan_dft_c2r_1d(length_, spectrum_, series, FFTW_PATIENT);
-        std::fill_n(series, length_, 0.0f);
-    }
-    ~FftwFilter() {
-        fftwf_destroy_plan(forward_);
-        fftwf_destroy_plan(inverse_);
-        fftwf_free(series);
-        fftwf_free(spectrum_);
-    }
-
-    void transform() { fftwf_execute(forward_); }
-    void transformBack() { fftwf_execute(inverse_); }
-    void multiply() {
-        float* const bins = reinterpret_cast<float*>(spectrum_);
-        for (int k = 0; k <= length_ / 2; ++k) {
-            bins[2 * k] *= response_[k];
-            bins[2 * k + 1] *= response_[k];
-        }
-    }
-    int length() const { return length_; }
-
-    float* series;
-
-  private:
-    int length_;
-    std::vector<float> response_;
-    fftwf_complex* spectrum_;
-    fftwf_plan forward_, inverse_;
-};
-
 void byFftw(benchmark::State& state, int n) {
-    FftwFilter filter(n);
+    FrequencyDomainFilter filter(n);
+    FftwTransforms transforms(filter._nfft);
+    std::vector<float> response;
+    for (int k = 0; k <= filter._nfft / 2; ++k) response.push_back(filter._magfilter[2 * k] / static_cast<float>(filter._nfft));
     const std::vector<float> fresh = randomTrace(n, 1);
     std::vector<float> trace = fresh, expected = fresh;
     for (auto _ : state) {
-        std::copy(fresh.begin(), fresh.end(), filter.series);
-        std::fill(filter.series + n, filter.series + filter.length(), 0.0f);
-        filter.transform();
-        filter.multiply();
-        filter.transformBack();
-        std::copy_n(filter.series, n, trace.begin());
+        transforms.load(fresh);
+        transforms.forward();
+        float* const bins = transforms.parts();
+        for (int k = 0; k <= transforms.length / 2; ++k) {
+            bins[2 * k] *= response[k];
+            bins[2 * k + 1] *= response[k];
+        }
+        transforms.inverse();
+        std::copy_n(transforms.series, n, trace.begin());
         benchmark::ClobberMemory();
     }
-    FrequencyDomainFilter(n).applyFilter(expected.data(), n);
+    filter.applyFilter(expected.data(), n);
     for (int i = 0; i < n; ++i)
         if (!(std::fabs(trace[i] - expected[i]) < 1e-5f)) state.SkipWithError("the two filters differ");
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-void transformsAlone(benchmark::State& state, int n) {
-    FftwFilter filter(n);
-    for (auto _ : state) {
-        filter.transform();
-        filter.transformBack();
-        benchmark::ClobberMemory();
+const bool registered = [] {
+    for (const auto& [n, transformLength] : {std::pair{1500, 1980}, {4000, 5280}}) {
+        const std::string samples = std::to_string(n) + " samples";
+        addFigure("bandpass in time|pelta|505 taps, " + samples, inTime, n);
+        const std::string of = "|" + samples + ", transform " + std::to_string(transformLength);
+        addFigure("bandpass in frequency|pelta" + of, inFrequency, n, transformLength);
+        addFigure("bandpass in frequency|FFTW, patient plan" + of, byFftw, n);
+        addFigure("bandpass in frequency|limit: the two transforms" + of, transformsAlone, transformLength);
     }
-    state.SetItemsProcessed(state.iterations() * n);
-}
-
-BENCHMARK_CAPTURE(inTime, , 1500)->Name("bandpass in time|pelta|505 taps, 1500 samples");
-BENCHMARK_CAPTURE(inTime, , 4000)->Name("bandpass in time|pelta|505 taps, 4000 samples");
-BENCHMARK_CAPTURE(inFrequency, , 1500)->Name("bandpass in frequency|pelta|1500 samples, transform 1980");
-BENCHMARK_CAPTURE(byFftw, , 1500)->Name("bandpass in frequency|FFTW, patient plan|1500 samples, transform 1980");
-BENCHMARK_CAPTURE(transformsAlone, , 1500)
-    ->Name("bandpass in frequency|limit: the two transforms|1500 samples, transform 1980");
-BENCHMARK_CAPTURE(inFrequency, , 4000)->Name("bandpass in frequency|pelta|4000 samples, transform 5280");
-BENCHMARK_CAPTURE(byFftw, , 4000)->Name("bandpass in frequency|FFTW, patient plan|4000 samples, transform 5280");
-BENCHMARK_CAPTURE(transformsAlone, , 4000)
-    ->Name("bandpass in frequency|limit: the two transforms|4000 samples, transform 5280");
+    return true;
+}();
 
 }

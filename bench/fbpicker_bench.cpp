@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "support/signals.h"
 
 /* First breaks on noisy traces at 2 ms with the arrival in the first third. Several traces are picked in turn, so that no branch
@@ -69,9 +70,8 @@ void timePicks(benchmark::State& state, int sampleCount, int reach, Pick pick) {
 }
 
 template <class Pick>
-void addFigure(const std::string& name, int sampleCount, int reach, Pick pick) {
-    benchmark::RegisterBenchmark((name + ", n " + std::to_string(sampleCount)).c_str(),
-                                 [=](benchmark::State& state) { timePicks(state, sampleCount, reach, pick); });
+void addPicks(const std::string& name, int sampleCount, int reach, Pick pick) {
+    addFigure(name + ", n " + std::to_string(sampleCount), timePicks<Pick>, sampleCount, reach, pick);
 }
 
 int recursiveTrigger(const std::vector<float>& trace) {
@@ -229,20 +229,20 @@ struct Picking {
 
 void addPelta(const std::string& routineAndCase, int ipmethod, int sampleCount, int searchMilliseconds, int reach) {
     const auto picking = std::make_shared<Picking>(ipmethod, sampleCount, searchMilliseconds);
-    addFigure(routineAndCase, sampleCount, reach, [picking](const std::vector<float>& trace) { return (*picking)(trace); });
+    addPicks(routineAndCase, sampleCount, reach, [picking](const std::vector<float>& trace) { return (*picking)(trace); });
 }
 
 const bool registered = [] {
     for (int n : {1500, 4000}) {
         addPelta("computeEnPick|pelta|whole trace", 1, n, static_cast<int>(n * interval), 5);
         addPelta("computeEnPick|pelta|200 ms window", 1, n, 200, 0);
-        addFigure("computeEnPick|plain in-order loop|whole trace", n, 5, inOrderEnergyRatio);
-        addFigure("computeEnPick|recursive STA/LTA loop, other bits|whole trace", n, 60, recursiveTrigger);
-        addFigure("computeEnPick|limit: both sums in order|whole trace", n, 0, bothChains);
+        addPicks("computeEnPick|plain in-order loop|whole trace", n, 5, inOrderEnergyRatio);
+        addPicks("computeEnPick|recursive STA/LTA loop, other bits|whole trace", n, 60, recursiveTrigger);
+        addPicks("computeEnPick|limit: both sums in order|whole trace", n, 0, bothChains);
         addPelta("computeSDPick|pelta|windows 50/25", 2, n, 0, 5);
-        addFigure("computeSDPick|running sums, other bits|windows 50/25", n, 5, runningDeviations);
-        addFigure("computeSDPick|variance AIC loop, other bits|windows 50/25", n, 5, varianceSplit);
-        addFigure("computeSDPick|plain in-order loop|windows 50/25", n, 5, inOrderDeviations);
+        addPicks("computeSDPick|running sums, other bits|windows 50/25", n, 5, runningDeviations);
+        addPicks("computeSDPick|variance AIC loop, other bits|windows 50/25", n, 5, varianceSplit);
+        addPicks("computeSDPick|plain in-order loop|windows 50/25", n, 5, inOrderDeviations);
         addPelta("computeARPick|pelta|window 48, every position", 3, n, 0, 0);
         addPelta("computeSPDPick|pelta|window 32", 4, n, 0, 20);
     }

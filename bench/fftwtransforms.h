@@ -1,6 +1,7 @@
 #ifndef PELTA_BENCH_FFTWTRANSFORMS_H
 #define PELTA_BENCH_FFTWTRANSFORMS_H
 
+#include <benchmark/benchmark.h>
 #include <fftw3.h>
 
 #include <algorithm>
@@ -29,6 +30,7 @@ class FftwTransforms {
     void forward() { fftwf_execute(forward_); }
     void inverse() { fftwf_execute(inverse_); }
     std::complex<float>& bin(int k) { return reinterpret_cast<std::complex<float>*>(bins_)[k]; }
+    float* parts() { return reinterpret_cast<float*>(bins_); } /* real parts, imaginary ones behind them */
 
     const int length;
     float* const series;
@@ -37,5 +39,16 @@ class FftwTransforms {
     fftwf_complex* const bins_;
     fftwf_plan forward_, inverse_;
 };
+
+/* The least time that work on the spectrum of a trace takes. */
+inline void transformsAlone(benchmark::State& state, int length) {
+    FftwTransforms transforms(length);
+    transforms.load({});
+    for (auto _ : state) {
+        transforms.forward();
+        transforms.inverse();
+        benchmark::ClobberMemory();
+    }
+}
 
 #endif

@@ -3,8 +3,6 @@
 #include <segyio/segy.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <numeric>
@@ -13,6 +11,7 @@
 #include <vector>
 
 #include "../lib/vectorize.h"
+#include "figures.h"
 
 /* Conversion of samples and text in place: 16 KiB sits in the first-level cache, 1 MiB in the second, 64 MiB in none. */
 
@@ -107,15 +106,14 @@ constexpr Size sizes[] = {{"16 KiB", 16 << 10}, {"1 MiB", 1 << 20}, {"64 MiB", 6
 using Pass = void (*)(unsigned char*, std::size_t);
 
 void add(const std::string& routine, const std::string& who, Size size, Bytes (*fresh)(std::size_t), Pass pass) {
-    benchmark::RegisterBenchmark((routine + "|" + who + "|" + size.name).c_str(),
-                                 [=](benchmark::State& state) { passOver(state, fresh(size.bytes), pass); });
+    addFigure(routine + "|" + who + "|" + size.name,
+              [=](benchmark::State& state) { passOver(state, fresh(size.bytes), pass); });
 }
 
 Bytes ibmWords(std::size_t size) { return samplesOfTrace(size, true); }
 Bytes bigEndianIbmWords(std::size_t size) { return bigEndian(ibmWords(size)); }
 Bytes ieeeWords(std::size_t size) { return samplesOfTrace(size, false); }
 
-/* A figure counts only when the answers agree. */
 void checkAnswers() {
     const std::size_t size = 1 << 16;
     std::iota(std::begin(translationTable), std::end(translationTable), static_cast<unsigned char>(0));
@@ -128,7 +126,7 @@ void checkAnswers() {
                       sameAfter(ieeeWords(size), ieeeWords(size), peltaToIbm, swappedToIbm) &&
                       sameAfter(ieeeWords(size), ieeeWords(size), peltaSwap, segyioSwap) &&
                       sameAfter(textOfHeader(size), textOfHeader(size), peltaToEbcdic, tableLoop);
-    if (!same) std::fprintf(stderr, "formats_bench: pelta and its peers disagree\n"), std::exit(1);
+    require(same, "pelta and its peers disagree");
 }
 
 const bool registered = [] {

@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "../lib/vectorize.h"
+#include "figures.h"
 #include "support/signals.h"
 
 namespace {
@@ -31,12 +31,6 @@ const std::vector<Trace>& gather(int sampleCount) {
 }
 
 std::string caseName(int sampleCount) { return "n=" + std::to_string(sampleCount); }
-
-void require(bool isRight, const char* what) {
-    if (isRight) return;
-    std::fprintf(stderr, "wrong answer: %s\n", what);
-    std::abort();
-}
 
 /* Velocities (m/ms) that grow with time, and the offset (m) of a trace of the gather. */
 Trace velocitiesFor(int sampleCount) {
@@ -508,43 +502,38 @@ void copySums(benchmark::State& state, int sampleCount) {
 }
 
 void registerMoveout(int n) {
-    const auto add = [](const std::string& name, auto work) { benchmark::RegisterBenchmark(name.c_str(), work); };
-    add("applyNMO|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::hyperbola); });
-    add("applyNMO|plain loop, table of sinc operators|" + caseName(n), [n](auto& state) { moveoutByPlainLoop(state, n); });
-    add("applyNMO|limit: positions in double|" + caseName(n), [n](auto& state) { positionsOnly(state, n); });
-    add("applyNMO|limit: positions in double, ints8r|" + caseName(n), [n](auto& state) { positionsAndReading(state, n); });
-    add("applyNMO fourth order|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::fourthOrder); });
-    add("applyNMO converted wave|pelta|" + caseName(n), [n](auto& state) { moveoutByPelta(state, n, Formula::convertedWave); });
-    add("unApplyNMO|pelta|" + caseName(n), [n](auto& state) { inverseMoveoutByPelta(state, n); });
-    add("applyBlockNMO|pelta|" + caseName(n), [n](auto& state) { blockMoveoutByPelta(state, n); });
+    const std::string of = "|" + caseName(n);
+    addFigure("applyNMO|pelta" + of, moveoutByPelta, n, Formula::hyperbola);
+    addFigure("applyNMO|plain loop, table of sinc operators" + of, moveoutByPlainLoop, n);
+    addFigure("applyNMO|limit: positions in double" + of, positionsOnly, n);
+    addFigure("applyNMO|limit: positions in double, ints8r" + of, positionsAndReading, n);
+    addFigure("applyNMO fourth order|pelta" + of, moveoutByPelta, n, Formula::fourthOrder);
+    addFigure("applyNMO converted wave|pelta" + of, moveoutByPelta, n, Formula::convertedWave);
+    addFigure("unApplyNMO|pelta" + of, inverseMoveoutByPelta, n);
+    addFigure("applyBlockNMO|pelta" + of, blockMoveoutByPelta, n);
 }
 
 void registerGainControl(int n, int window) {
-    const auto add = [&](const char* who, auto work) {
-        const std::string name = std::string("PeltaAGC|") + who + "|" + caseName(n) + " window " + std::to_string(window);
-        benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { work(state, n, window); });
-    };
-    add("pelta", balanceByPelta);
-    add("two heaps", balanceByPeer<TwoHeapMedian>);
-    add("sorted list", balanceByPeer<SortedWindowMedian>);
-    add("limit: window slides over lanes", windowSlides);
+    const std::string of = "|" + caseName(n) + " window " + std::to_string(window);
+    addFigure("PeltaAGC|pelta" + of, balanceByPelta, n, window);
+    addFigure("PeltaAGC|two heaps" + of, balanceByPeer<TwoHeapMedian>, n, window);
+    addFigure("PeltaAGC|sorted list" + of, balanceByPeer<SortedWindowMedian>, n, window);
+    addFigure("PeltaAGC|limit: window slides over lanes" + of, windowSlides, n, window);
 }
 
 void registerSemblanceAndStatics(int n) {
-    const auto add = [&](const char* name, const std::string& more, auto work) {
-        benchmark::RegisterBenchmark((name + ("|" + caseName(n)) + more).c_str(), [=](auto& state) { work(state, n); });
-    };
-    const std::string window = " window " + std::to_string(semblanceWindow), shift = " shift 2.5";
-    add("buildSemblance|pelta", "", sumsByPelta);
-    add("buildSemblance|limit: pass over the same bytes", "", passOverSums);
-    add("equalizeSemblance|pelta", "", equalizeByPelta);
-    add("equalizeSemblance|limit: copy of the sums", "", copySums);
-    add("applySemblance|pelta", window, semblanceByPelta);
-    add("applySemblance|limit: two chains of two adds", window, slidingSumsAlone);
-    add("applyStatic|pelta", shift, staticByPelta);
-    add("applyStatic|limit: ints8r", shift, staticByReadingAlone);
-    add("applyMute|pelta", " taper 50", muteByPelta);
-    add("applyMute|limit: copy without its ends", " taper 50", muteWithoutTaper);
+    const std::string of = "|" + caseName(n), window = of + " window " + std::to_string(semblanceWindow);
+    const std::string shift = of + " shift 2.5", taper = of + " taper 50";
+    addFigure("buildSemblance|pelta" + of, sumsByPelta, n);
+    addFigure("buildSemblance|limit: pass over the same bytes" + of, passOverSums, n);
+    addFigure("equalizeSemblance|pelta" + of, equalizeByPelta, n);
+    addFigure("equalizeSemblance|limit: copy of the sums" + of, copySums, n);
+    addFigure("applySemblance|pelta" + window, semblanceByPelta, n);
+    addFigure("applySemblance|limit: two chains of two adds" + window, slidingSumsAlone, n);
+    addFigure("applyStatic|pelta" + shift, staticByPelta, n);
+    addFigure("applyStatic|limit: ints8r" + shift, staticByReadingAlone, n);
+    addFigure("applyMute|pelta" + taper, muteByPelta, n);
+    addFigure("applyMute|limit: copy without its ends" + taper, muteWithoutTaper, n);
 }
 
 const bool isRegistered = [] {

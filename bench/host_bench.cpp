@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "../lib/vectorize.h"
 #include "peakrate.h"
 #include "support/signals.h"
 
@@ -46,7 +47,8 @@ typedef float EightFloats __attribute__((vector_size(32), aligned(4), may_alias)
 typedef float FourFloats __attribute__((vector_size(16), aligned(4), may_alias));
 
 /* Eight products a value and their sum, four values folded together, with the rows and the first samples known. */
-EVERY_LEVEL void sumEightTaps(const float* rows, const int* row, const float* samples, const int* first, int n, float* out) {
+PELTA_VECTORIZE void sumEightTaps(const float* rows, const int* row, const float* samples, const int* first, int n,
+                                  float* out) {
     for (int k = 0; k + 4 <= n; k += 4) {
         FourFloats folded[4];
         for (int j = 0; j < 4; ++j) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "support/signals.h"
 
 /* A typed list of numbers, an outline around scattered points, a small table. */
@@ -97,7 +98,7 @@ std::vector<float> peltaGroups() {
 
 template <class List>
 void addList(const std::string& routine, const std::string& who, List list) {
-    benchmark::RegisterBenchmark((routine + "|" + who + "|1000 numbers").c_str(), [=](benchmark::State& state) {
+    addFigure(routine + "|" + who + "|1000 numbers", [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(list().data());
         state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(typedNumbers.size()));
     });
@@ -141,7 +142,7 @@ int pointsInside(Inside inside, int count) {
 }
 
 void addPolygon(const std::string& routine, const std::string& who, Inside inside, int count) {
-    benchmark::RegisterBenchmark((routine + "|" + who + "|100 vertices, 10000 points").c_str(), [=](benchmark::State& state) {
+    addFigure(routine + "|" + who + "|100 vertices, 10000 points", [=](benchmark::State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(pointsInside(inside, count));
         state.SetItemsProcessed(state.iterations() * pointCount * vertexCount);
     });
@@ -172,7 +173,7 @@ float interpolated(Interpolation interpolate, float depth) {
 }
 
 void addInterpolation(const std::string& routine, Interpolation interpolate) {
-    benchmark::RegisterBenchmark((routine + "|pelta|8 points").c_str(), [=](benchmark::State& state) {
+    addFigure(routine + "|pelta|8 points", [=](benchmark::State& state) {
         std::size_t k = 0;
         for (auto _ : state) {
             benchmark::DoNotOptimize(interpolated(interpolate, table.wanted[k]));
@@ -181,7 +182,6 @@ void addInterpolation(const std::string& routine, Interpolation interpolate) {
     });
 }
 
-/* A figure counts only when the answers agree. */
 void checkAnswers() {
     const std::vector<float> list = peltaList();
     bool same = list.size() == numberCount && list == tokenizedList() && list == fromCharsList() && list == peltaGroups() &&
@@ -194,9 +194,7 @@ void checkAnswers() {
         same = same && std::fabs(interpolated(polint, depth) - velocity) < 0.02f &&
                std::fabs(interpolated(ratint, depth) - velocity) < 1e-4f;
     }
-    if (same) return;
-    std::fprintf(stderr, "numeric_bench: pelta and its peers disagree\n");
-    std::exit(1);
+    require(same, "pelta and its peers disagree");
 }
 
 const bool registered = [] {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fftwtransforms.h"
+#include "figures.h"
 #include "peakrate.h"
 #include "support/signals.h"
 
@@ -42,7 +43,7 @@ void rotateByFftw(benchmark::State& state, int n, int transformLength) {
     for (auto _ : state) {
         transforms.load(fresh);
         transforms.forward();
-        float* const bins = reinterpret_cast<float*>(&transforms.bin(0));
+        float* const bins = transforms.parts();
         for (int k = 0; k <= transformLength / 2; ++k) {
             const float re = bins[2 * k], im = bins[2 * k + 1];
             bins[2 * k] = real * re - imaginary * im;
@@ -56,16 +57,6 @@ void rotateByFftw(benchmark::State& state, int n, int transformLength) {
     for (int i = 0; i < n; ++i)
         if (!(std::fabs(trace[i] - expected[i]) < 1e-5f)) state.SkipWithError("the two rotations differ");
     state.SetItemsProcessed(state.iterations() * n);
-}
-
-void transformsAlone(benchmark::State& state, int transformLength) {
-    FftwTransforms transforms(transformLength);
-    transforms.load({});
-    for (auto _ : state) {
-        transforms.forward();
-        transforms.inverse();
-        benchmark::ClobberMemory();
-    }
 }
 
 /* A sine within the band of the operator. */
@@ -121,23 +112,18 @@ void quadratureByFftw(benchmark::State& state, int n) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-template <class Measure, class... Arguments>
-void add(const std::string& name, Measure measure, Arguments... arguments) {
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { measure(state, arguments...); });
-}
-
 const bool registered = [] {
     for (const auto& [n, transformLength] : {std::pair{1500, 1980}, {4000, 5280}}) {
         const std::string of = "|" + std::to_string(n) + " samples, transform " + std::to_string(transformLength);
-        add("PeltaPhaseShift|pelta" + of, rotate, n, transformLength);
-        add("PeltaPhaseShift|FFTW, patient plan" + of, rotateByFftw, n, transformLength);
-        add("PeltaPhaseShift|limit: the two transforms" + of, transformsAlone, transformLength);
+        addFigure("PeltaPhaseShift|pelta" + of, rotate, n, transformLength);
+        addFigure("PeltaPhaseShift|FFTW, patient plan" + of, rotateByFftw, n, transformLength);
+        addFigure("PeltaPhaseShift|limit: the two transforms" + of, transformsAlone, transformLength);
     }
     for (int n : {1500, 4000}) {
         const std::string of = "|" + std::to_string(n) + " samples";
-        add("applyHilbert|pelta" + of, quadrature, n);
-        add("applyHilbert|FFTW analytic trace, patient plan" + of, quadratureByFftw, n);
-        add("applyHilbert|limit: multiply, then add" + of, multiplyAndAddAtPeak, 19L * n);
+        addFigure("applyHilbert|pelta" + of, quadrature, n);
+        addFigure("applyHilbert|FFTW analytic trace, patient plan" + of, quadratureByFftw, n);
+        addFigure("applyHilbert|limit: multiply, then add" + of, multiplyAndAddAtPeak, 19L * n);
     }
     return true;
 }();

@@ -13,7 +13,8 @@
 #define PELTA_BENCH_EIGEN
 #endif
 
-#include "../lib/vectorize.h"
+#include "figures.h"
+#include "peakrate.h"
 #include "support/signals.h"
 
 /* The kernels of first-break picking. One call of fabne_ fits one window; a call of spddecompose_ covers a trace. */
@@ -82,6 +83,23 @@ void fitWindows(benchmark::State& state, Windows windows) {
     if (ssq != arrays.ssq) state.SkipWithError("the residuals of the model are not those reported");
 }
 
+/* How much of a window's energy a model of its samples, both ways, leaves. */
+template <class Coefficients>
+double residualShare(const std::vector<float>& x, const Coefficients& model, int order) {
+    const int n = static_cast<int>(x.size());
+    double energy = 0, squares = 0;
+    for (int t = 0; t + order < n; ++t) {
+        double forward = x[t + order], backward = x[t];
+        energy += forward * forward + backward * backward;
+        for (int j = 0; j < order; ++j) {
+            forward -= model[j] * x[t + order - 1 - j];
+            backward -= model[j] * x[t + 1 + j];
+        }
+        squares += forward * forward + backward * backward;
+    }
+    return squares / energy;
+}
+
 /* Burg's recursion in double, all orders up to mlast, and the order of least final prediction error. */
 struct Burg {
     std::vector<double> forward, backward, coefficients, saved;
@@ -124,16 +142,25 @@ void burgWindows(benchmark::State& state, Windows windows) {
         benchmark::DoNotOptimize(burg.fit(windows[next], mlast));
         next = next + 1 < windows.size() ? next + 1 : 0;
     }
+    burg.fit(windows[0], mlast);
+    if (!(residualShare(windows[0], burg.coefficients.data() + 1, mlast) < 1.0)) state.SkipWithError("Burg predicts nothing");
 }
 
 /* One compensated sum over the window, as it runs when its steps wait for one another. */
 void oneLagSum(benchmark::State& state, Windows windows) {
     int n = static_cast<int>(windows.at(0).size()), nmm = n - 1, move = 1;
+    float sum = 0;
     for (auto _ : state) {
-        float sum;
         accsum_(windows[0].data(), &n, &nmm, &move, &sum);
         benchmark::DoNotOptimize(sum);
     }
+    double expected = 0, size = 0;
+    for (int i = 0; i < nmm; ++i) {
+        const double product = static_cast<double>(windows[0][i]) * windows[0][i + 1];
+        expected += product;
+        size += std::fabs(product);
+    }
+    if (!(std::fabs(sum - expected) < 1e-6 * size)) state.SkipWithError("the sum is wrong");
 }
 
 #ifdef PELTA_BENCH_EIGEN
@@ -142,7 +169,7 @@ void normalEquationsByEigen(benchmark::State& state, Windows windows) {
     const int n = static_cast<int>(windows.at(0).size()), m = n / 4;
     Eigen::MatrixXd predictors(2 * (n - m), m);
     Eigen::VectorXd targets(2 * (n - m)), solution;
-    std::size_t next = 0;
+    std::size_t next = 0, last = 0;
     for (auto _ : state) {
         const std::vector<float>& x = windows[next];
         for (int j = 0; j < m; ++j)
@@ -150,8 +177,13 @@ void normalEquationsByEigen(benchmark::State& state, Windows windows) {
         for (int t = 0; t < n - m; ++t) targets[t] = x[t + m], targets[n - m + t] = x[t];
         solution = (predictors.transpose() * predictors).llt().solve(predictors.transpose() * targets);
         benchmark::DoNotOptimize(solution.data());
+        last = next;
         next = next + 1 < windows.size() ? next + 1 : 0;
     }
+    FitArrays arrays(m);
+    fit(windows[last], m, arrays);
+    const double eigens = residualShare(windows[last], solution, m), peltas = residualShare(windows[last], arrays.a, m);
+    if (!(std::fabs(eigens - peltas) < 1e-3)) state.SkipWithError("the two models differ");
 }
 #endif
 
@@ -159,17 +191,14 @@ void registerFits() {
     for (int n : {24, 48, 100}) {
         const std::string length = "window " + std::to_string(n), top = length + " to the top order",
                           usual = length + " of a shot record";
-        const auto add = [](const std::string& name, auto run, const Windows& windows) {
-            benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { run(state, windows); });
-        };
         const Windows unstopped = unstoppedWindows(n), sliding = slidingWindows(n);
-        add("fabne_|pelta|" + top, fitWindows, unstopped);
-        add("fabne_|Burg recursion, double|" + top, burgWindows, unstopped);
-        add("fabne_|limit: one compensated sum|" + top, oneLagSum, unstopped);
-        add("fabne_|pelta|" + usual, fitWindows, sliding);
-        add("fabne_|Burg recursion, double|" + usual, burgWindows, sliding);
+        addFigure("fabne_|pelta|" + top, fitWindows, unstopped);
+        addFigure("fabne_|Burg recursion, double|" + top, burgWindows, unstopped);
+        addFigure("fabne_|limit: one compensated sum|" + top, oneLagSum, unstopped);
+        addFigure("fabne_|pelta|" + usual, fitWindows, sliding);
+        addFigure("fabne_|Burg recursion, double|" + usual, burgWindows, sliding);
 #ifdef PELTA_BENCH_EIGEN
-        add("fabne_|Eigen LLT, top order only|" + top, normalEquationsByEigen, unstopped);
+        addFigure("fabne_|Eigen LLT, top order only|" + top, normalEquationsByEigen, unstopped);
 #endif
     }
 }
@@ -234,37 +263,18 @@ void decomposePlainly(benchmark::State& state, int n, int iwind) {
     }
 }
 
-constexpr int limitLanes = 192;
-
-PELTA_VECTORIZE void multiplyAndAdd(float* values, long steps) {
-    float sums[limitLanes];
-    for (int k = 0; k < limitLanes; ++k) sums[k] = values[k];
-    for (long step = 0; step < steps; ++step)
-        for (int k = 0; k < limitLanes; ++k) sums[k] = sums[k] * 0.5f + 0.5f;
-    for (int k = 0; k < limitLanes; ++k) values[k] = sums[k];
-}
-
-/* As many products and additions in registers as the table, the taper and the sums take. */
+/* As many products and additions as the table, the taper and the sums take. */
 void multiplyAndAddOnly(benchmark::State& state, int n, int iwind) {
-    std::vector<float> values(limitLanes, 0.25f);
-    const long steps = 3L * (n - iwind / 2) * iwind / limitLanes;
-    for (auto _ : state) {
-        multiplyAndAdd(values.data(), steps);
-        benchmark::DoNotOptimize(values.data());
-    }
+    multiplyAndAddAtPeak(state, 3L * (n - iwind / 2) * iwind);
 }
 
 void registerDecompositions() {
     for (int n : {1500, 4000})
         for (int iwind : {32, 64}) {
-            const std::string name = std::to_string(n) + " samples, window " + std::to_string(iwind);
-            const auto add = [=](const std::string& who, auto run) {
-                benchmark::RegisterBenchmark(("spddecompose_|" + who + "|" + name).c_str(),
-                                             [=](benchmark::State& state) { run(state, n, iwind); });
-            };
-            add("pelta", decompose);
-            add("plain loop", decomposePlainly);
-            add("limit: products and sums in registers", multiplyAndAddOnly);
+            const std::string of = "|" + std::to_string(n) + " samples, window " + std::to_string(iwind);
+            addFigure("spddecompose_|pelta" + of, decompose, n, iwind);
+            addFigure("spddecompose_|plain loop" + of, decomposePlainly, n, iwind);
+            addFigure("spddecompose_|limit: products and sums in registers" + of, multiplyAndAddOnly, n, iwind);
         }
 }
 

@@ -8,39 +8,14 @@
 #include <vector>
 
 #include "fftwtransforms.h"
+#include "figures.h"
+#include "peakrate.h"
 #include "support/signals.h"
 
 /* Autocorrelation, Levinson recursion, phase change and polar spectra, each beside FFTW's way to the same end (with other
  * rounding) or the arithmetic that cannot be avoided: sums whose order is fixed, the C library's functions. */
 
 namespace {
-
-#if defined(PELTA_DISPATCH) && defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
-#define EVERY_LEVEL __attribute__((target_clones("default", "arch=x86-64-v3", "arch=x86-64-v4")))
-#else
-#define EVERY_LEVEL
-#endif
-
-constexpr int chainCount = 192;  // enough for every width of register
-
-/* Products and sums in registers, many chains side by side. */
-EVERY_LEVEL void multiplyAndAdd(float* values, long steps) {
-    float sums[chainCount];
-    for (int k = 0; k < chainCount; ++k) sums[k] = values[k];
-    for (long step = 0; step < steps; ++step)
-        for (int k = 0; k < chainCount; ++k) sums[k] = sums[k] * 0.5f + 0.5f;
-    for (int k = 0; k < chainCount; ++k) values[k] = sums[k];
-}
-
-void multiplyAndAddOnly(benchmark::State& state, long count) {
-    std::vector<float> values(chainCount, 0.25f);
-    for (auto _ : state) {
-        multiplyAndAdd(values.data(), count / chainCount);
-        benchmark::ClobberMemory();
-    }
-    if (values[0] != 1.0f) state.SkipWithError("the sums are wrong");
-    state.SetItemsProcessed(state.iterations() * count);
-}
 
 /* One sum of count terms, each added to the last. */
 void addOneByOne(benchmark::State& state, long count) {
@@ -189,34 +164,29 @@ void sinesAndCosinesOnly(benchmark::State& state, int binCount) {
     state.SetItemsProcessed(state.iterations() * binCount);
 }
 
-template <class Measure, class... Arguments>
-void add(const std::string& name, Measure measure, Arguments... arguments) {
-    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { measure(state, arguments...); });
-}
-
 const bool registered = [] {
     for (int n : {505, 1500, 4000}) {
         const std::string of = "|" + std::to_string(n) + " samples, all lags";
-        add("AutoCorr|pelta" + of, autocorrelate, n);
-        add("AutoCorr|FFTW, patient plan" + of, autocorrelateByFftw, n);
-        add("AutoCorr|limit: multiply, then add" + of, multiplyAndAddOnly, n * (n + 1L) / 2);
+        addFigure("AutoCorr|pelta" + of, autocorrelate, n);
+        addFigure("AutoCorr|FFTW, patient plan" + of, autocorrelateByFftw, n);
+        addFigure("AutoCorr|limit: multiply, then add" + of, multiplyAndAddAtPeak, n * (n + 1L) / 2);
     }
     for (int order : {127, 505, 1500})
         for (int shaping : {0, 1}) {
             const std::string of = (shaping ? "|shaping filter, order " : "|spiking operator, order ") + std::to_string(order);
-            add("Wiener|pelta" + of, levinson, order, shaping);
-            add("Wiener|limit: chain of adds" + of, addOneByOne, order * (order - 1L) / 2);
+            addFigure("Wiener|pelta" + of, levinson, order, shaping);
+            addFigure("Wiener|limit: chain of adds" + of, addOneByOne, order * (order - 1L) / 2);
         }
     const std::string minimumPhase = "|minimum phase, 505 samples, transform 1980";
-    add("changePhase|pelta" + minimumPhase, changeToMinimumPhase, 505, 1980);
-    add("changePhase|FFTW, folded cepstrum" + minimumPhase, foldCepstrumByFftw, 505, 1980);
-    add("changePhase|limit: chain of adds" + minimumPhase, addOneByOne, 505 * 504L / 2);
+    addFigure("changePhase|pelta" + minimumPhase, changeToMinimumPhase, 505, 1980);
+    addFigure("changePhase|FFTW, folded cepstrum" + minimumPhase, foldCepstrumByFftw, 505, 1980);
+    addFigure("changePhase|limit: chain of adds" + minimumPhase, addOneByOne, 505 * 504L / 2);
     for (int n : {1001, 300001}) {
         const std::string of = "|" + std::to_string(n) + " bins";
-        add("rectToPolar|pelta" + of, toPolar, n);
-        add("rectToPolar|limit: atan2f of the C library" + of, arcTangentsOnly, n);
-        add("polarToRect|pelta" + of, toRectangular, n);
-        add("polarToRect|limit: sinf and cosf of the C library" + of, sinesAndCosinesOnly, n);
+        addFigure("rectToPolar|pelta" + of, toPolar, n);
+        addFigure("rectToPolar|limit: atan2f of the C library" + of, arcTangentsOnly, n);
+        addFigure("polarToRect|pelta" + of, toRectangular, n);
+        addFigure("polarToRect|limit: sinf and cosf of the C library" + of, sinesAndCosinesOnly, n);
     }
     return true;
 }();

@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "support/signals.h"
 
 /* Statistics of the traces of a shot record, 1500 and 4000 samples long, one after the other. */
@@ -35,8 +34,7 @@ void perTrace(benchmark::State& state, int sampleCount, Trace run) {
 template <class Trace>
 void add(const std::string& routine, const std::string& who, Trace run) {
     for (int sampleCount : {1500, 4000})
-        benchmark::RegisterBenchmark((routine + "|" + who + "|" + std::to_string(sampleCount) + " samples").c_str(),
-                                     [=](benchmark::State& state) { perTrace(state, sampleCount, run); });
+        addFigure(routine + "|" + who + "|" + std::to_string(sampleCount) + " samples", perTrace<Trace>, sampleCount, run);
 }
 
 /* One dependent addition a sample. */
@@ -107,7 +105,6 @@ void runningSum(std::vector<float>& trace) {
     benchmark::ClobberMemory();
 }
 
-/* A figure counts only when the answers agree. */
 void checkAnswers() {
     std::vector<float> trace = shotGather(1, 1500)[0];
     float mean, deviation, rms;
@@ -120,9 +117,7 @@ void checkAnswers() {
     peltaSmooth(trace);
     bool same = std::fabs(mean - peer) < 1e-7 && std::fabs(deviation - peerDeviation) < 1e-7 && std::fabs(rms - peerRms) < 1e-7;
     for (int i = 0; i < 1500; ++i) same = same && std::fabs(means[i] - running[i]) < 1e-6f;
-    if (same) return;
-    std::fprintf(stderr, "statistics_bench: pelta and its peers disagree\n");
-    std::exit(1);
+    require(same, "pelta and its peers disagree");
 }
 
 const bool registered = [] {
