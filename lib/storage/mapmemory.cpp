@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "scratchfile.h"
+#include "storage/scratchfile.h"
 
 namespace {
 

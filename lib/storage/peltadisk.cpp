@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstring>
 
-#include "scratchfile.h"
+#include "storage/scratchfile.h"
 
 static_assert(sizeof(ScratchName) == sizeof(peltaDisk::peltaName));
 
@@ -135,6 +135,24 @@ bool fillWithZeros(peltaDisk& disk) {
     return true;
 }
 
+/* A store without a file; null without memory. */
+peltaDisk* newStore(std::size_t blockSize, std::size_t blockTotal, char* buffer) {
+    auto* const disk = static_cast<peltaDisk*>(std::malloc(sizeof(peltaDisk)));
+    if (!disk) return nullptr;
+    disk->blkSize = blockSize;
+    disk->blkTotal = blockTotal;
+    disk->offset = 0;
+    disk->peltaData = buffer;
+    return disk;
+}
+
+bool openFile(peltaDisk& disk) {
+    const int made = makeScratchFile(disk.peltaName);
+    // Kept on purpose: a file that could not be made is no failure by itself, opening it may work.
+    disk.peltaFile = disk.peltaName[0] != '\0' ? openScratchFile(disk.peltaName, made) : -1;
+    return disk.peltaFile >= 0;
+}
+
 /* Releases a handle that nobody gets to see. */
 peltaDisk* withdrawn(peltaDisk* disk) {
     std::free(disk);
@@ -146,20 +164,8 @@ peltaDisk* withdrawn(peltaDisk* disk) {
 peltaDisk* peltaDiskOpen(size_t blksize, size_t blktotal, char* buffer) {
     constexpr char function[] = "peltaDiskOpen";
     forgetStandings();
-    auto* const disk = static_cast<peltaDisk*>(std::malloc(sizeof(peltaDisk)));
-    if (!disk) {
-        failed(function, "open");
-        return nullptr;
-    }
-    disk->blkSize = blksize;
-    disk->blkTotal = blktotal;
-    disk->offset = 0;
-    disk->peltaData = buffer;
-
-    const int made = makeScratchFile(disk->peltaName);
-    // Kept on purpose: a file that could not be made is no failure by itself, opening it may work.
-    disk->peltaFile = disk->peltaName[0] != '\0' ? openScratchFile(disk->peltaName, made) : -1;
-    if (disk->peltaFile < 0) {
+    peltaDisk* const disk = newStore(blksize, blktotal, buffer);
+    if (!disk || !openFile(*disk)) {
         failed(function, "open");
         return withdrawn(disk);
     }

@@ -27,9 +27,31 @@ class FileIO : public testing::Test {
     void TearDown() override { fileClose(&file); }
 
     int open(const std::string& name, int mode, int type) {
+        nameWithoutOpening(name);
+        return fileOpen(&file, mode, type);
+    }
+
+    void nameWithoutOpening(const std::string& name) {
         name_ = name;
         file.cFileName = name_.data();
-        return fileOpen(&file, mode, type);
+    }
+
+    /* What a transfer prints that has to fail. */
+    template <class Transfer>
+    std::string textOfFailed(Transfer transfer) {
+        int result = 0;
+        const Printed printed = printedBy([&] { result = transfer(); });
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(printed.unflushed, 0u);
+        return printed.text;
+    }
+    std::string textOfFailedRead() {
+        char data[8];
+        return textOfFailed([&] { return fileRead(&file, data, sizeof data); });
+    }
+    std::string textOfFailedWrite() {
+        char data[] = "more";
+        return textOfFailed([&] { return fileWrite(&file, data, 4); });
     }
 
     ScratchFolder folder;
@@ -133,22 +155,15 @@ TEST_F(FileIO, CreatesFilesThatEverybodyMayReadAndWriteLessTheUmask) {
     EXPECT_EQ(status.st_mode & 0777, 0666u);
 }
 
-TEST_F(FileIO, LeavesTheTailOfALongerFileThatADescriptorWritesOver) {
-    writeFile(path, "0123456789");
-    ASSERT_EQ(open(path, forWriting, descriptor), 1);
-    char bytes[] = "abc";
-    EXPECT_EQ(fileWrite(&file, bytes, 3), 3);
-    fileClose(&file);
-    EXPECT_EQ(contentsOf(path), "abc3456789");
-}
-
-TEST_F(FileIO, EmptiesALongerFileThatAStreamWritesOver) {
-    writeFile(path, "0123456789");
-    ASSERT_EQ(open(path, forWriting, stream), 1);
-    char text[] = "abc";
-    EXPECT_EQ(fileWrite(&file, text, 3), 3);
-    fileClose(&file);
-    EXPECT_EQ(contentsOf(path), "abc");
+TEST_F(FileIO, LeavesTheTailOfALongerFileThatADescriptorWritesOverWhereAStreamEmptiesIt) {
+    for (const auto& [type, expected] : {std::pair{descriptor, "abc3456789"}, {stream, "abc"}}) {
+        writeFile(path, "0123456789");
+        ASSERT_EQ(open(path, forWriting, type), 1);
+        char text[] = "abc";
+        EXPECT_EQ(fileWrite(&file, text, 3), 3);
+        fileClose(&file);
+        EXPECT_EQ(contentsOf(path), expected);
+    }
 }
 
 TEST_F(FileIO, TakesAnyModeAndTypeOtherThanZero) {
@@ -204,12 +219,7 @@ TEST_F(FileIO, ReportsAFailedRead) {
     writeFile(path, "text\n");
     for (int type : {descriptor, stream}) {
         ASSERT_EQ(open(path, forWriting, type), 1);
-        char data[8];
-        int result = 0;
-        const Printed printed = printedBy([&] { result = fileRead(&file, data, sizeof data); });
-        EXPECT_EQ(result, -1);
-        EXPECT_EQ(printed.text, message("reading", path, EBADF));
-        EXPECT_EQ(printed.unflushed, 0u);
+        EXPECT_EQ(textOfFailedRead(), message("reading", path, EBADF));
         fileClose(&file);
     }
 }
@@ -218,11 +228,7 @@ TEST_F(FileIO, ReportsAFailedReadOfADirectory) {
     const std::string name = folder.path().string();
     for (int type : {descriptor, stream}) {
         ASSERT_EQ(open(name, forReading, type), 1);
-        char data[8];
-        int result = 0;
-        const Printed printed = printedBy([&] { result = fileRead(&file, data, sizeof data); });
-        EXPECT_EQ(result, -1);
-        EXPECT_EQ(printed.text, message("reading", name, EISDIR));
+        EXPECT_EQ(textOfFailedRead(), message("reading", name, EISDIR));
         fileClose(&file);
     }
 }
@@ -231,21 +237,14 @@ TEST_F(FileIO, ReportsAFailedWrite) {
     writeFile(path, "text\n");
     for (int type : {descriptor, stream}) {
         ASSERT_EQ(open(path, forReading, type), 1);
-        char data[] = "more";
-        int result = 0;
-        const Printed printed = printedBy([&] { result = fileWrite(&file, data, 4); });
-        EXPECT_EQ(result, -1);
-        EXPECT_EQ(printed.text, message("writing", path, EBADF));
-        EXPECT_EQ(printed.unflushed, 0u);
+        EXPECT_EQ(textOfFailedWrite(), message("writing", path, EBADF));
         fileClose(&file);
     }
 }
 
 TEST_F(FileIO, ReportsAFullDevice) {
     ASSERT_EQ(open("/dev/full", forWriting, descriptor), 1);
-    char data[] = "more";
-    const Printed printed = printedBy([&] { EXPECT_EQ(fileWrite(&file, data, 4), -1); });
-    EXPECT_EQ(printed.text, message("writing", "/dev/full", ENOSPC));
+    EXPECT_EQ(textOfFailedWrite(), message("writing", "/dev/full", ENOSPC));
 }
 
 TEST_F(FileIO, CountsWritingNothingAsAFailure) {
@@ -265,14 +264,11 @@ TEST_F(FileIO, CountsWritingNothingAsAFailure) {
 }
 
 TEST_F(FileIO, ReturnsAnErrorWhenNothingIsOpen) {
-    std::string name = path;
-    file.cFileName = name.data();
+    nameWithoutOpening(path);
     char data[] = "kept";
-    Printed printed = printedBy([&] { EXPECT_EQ(fileRead(&file, data, 4), -1); });
-    EXPECT_EQ(printed.text, message("reading", path, EBADF));
-    printed = printedBy([&] { EXPECT_EQ(fileWrite(&file, data, 4), -1); });
-    EXPECT_EQ(printed.text, message("writing", path, EBADF));
+    EXPECT_EQ(textOfFailed([&] { return fileRead(&file, data, 4); }), message("reading", path, EBADF));
     EXPECT_STREQ(data, "kept");
+    EXPECT_EQ(textOfFailedWrite(), message("writing", path, EBADF));
     fileFlush(&file);
     EXPECT_EQ(fileClose(&file), 1);
     EXPECT_EQ(fileClose(&file), 1);
@@ -296,9 +292,8 @@ TEST_F(FileIO, ClosesWhatIsOpen) {
 TEST_F(FileIO, TreatsDescriptorZeroAsNotOpenAndDoesNotLeaveItOpen) {
     writeFile(path, "text");
     int result = -1, zeroIsOpen = -1;
-    Printed printed;
     // The capture's own file must not get number 0, so it is there first.
-    printed = printedBy([&] {
+    const Printed printed = printedBy([&] {
         withoutStandardInput([&] {
             result = open(path, forReading, descriptor);
             zeroIsOpen = fcntl(0, F_GETFD) != -1;
@@ -314,13 +309,9 @@ TEST_F(FileIO, LeavesAnOpenStandardInputAloneWhenNothingIsOpen) {
     withoutStandardInput([&] {
         writeFile(path, "text");
         const int zero = ::open(path.c_str(), O_RDWR);
-        std::string name = path;
-        file.cFileName = name.data();
-        char data[8];
-        printedBy([&] {
-            EXPECT_EQ(fileRead(&file, data, 4), -1);
-            EXPECT_EQ(fileWrite(&file, data, 4), -1);
-        });
+        nameWithoutOpening(path);
+        textOfFailedRead();
+        textOfFailedWrite();
         const FaultySystem system;
         fileFlush(&file);
         EXPECT_EQ(fileClose(&file), 1);
@@ -482,14 +473,12 @@ TEST_F(FileIO, ReadsALineOnAfterASignal) {
 }
 
 TEST_F(FileIO, ReportsALineThatBreaksOffAndReadsOnBehindIt) {
-    std::string name = path;
-    file.cFileName = name.data();
+    nameWithoutOpening(path);
     PiecewiseStream pieces({"first\nsec", "", "ond\n", "third\n"}, EIO);
     file.fp = pieces.open();
     char line[32];
     EXPECT_EQ(fileRead(&file, line, sizeof line), 6);
-    const Printed printed = printedBy([&] { EXPECT_EQ(fileRead(&file, line, sizeof line), -1); });
-    EXPECT_EQ(printed.text, message("reading", path, EIO));
+    EXPECT_EQ(textOfFailed([&] { return fileRead(&file, line, sizeof line); }), message("reading", path, EIO));
     EXPECT_EQ(fileRead(&file, line, sizeof line), 4);
     EXPECT_STREQ(line, "ond\n");
     EXPECT_EQ(fileRead(&file, line, sizeof line), 6);
