@@ -2,187 +2,27 @@
 #include <limits.h>
 #include <pelta/cummlative.h>
 #include <pelta/host.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cctype>
-#include <cerrno>
-#include <charconv>
-#include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <thread>
 
+#include "accounting/fieldreader.h"
+#include "accounting/ledgerlock.h"
+#include "accounting/ledgerscan.h"
 #include "transfer.h"
 
 static_assert(sizeof(off_t) == 8, "a ledger beyond 2 GiB needs 64-bit offsets in both word sizes");
 
 namespace {
 
-constexpr std::size_t recordLength = 118;
-constexpr std::size_t longestName = 24;
 constexpr char ledgerName[] = "linux/lib/libCumm.so";
-
-/* Traces of one user, area, line and process in one month. */
-struct Entry {
-    std::array<std::string_view, 4> names;  // in the order of the file: user, area, line, process
-    int year;                               // counted from 1900
-    int month;                              // counted from 0
-    long traces;
-
-    std::string_view user() const { return names[0]; }
-    std::string_view area() const { return names[1]; }
-    std::string_view line() const { return names[2]; }
-    std::string_view process() const { return names[3]; }
-};
-
-/* Which of 64 bytes are blanks " ", a bit each. False where there are others that might be blanks, or the end of the text:
- * control characters and what is not ASCII. */
-bool findBlanks(const char* bytes, std::uint64_t& blanks) {
-    const __m128i blank = _mm_set1_epi8(' ');
-    __m128i others = _mm_setzero_si128();
-    blanks = 0;
-    for (int first = 0; first < 64; first += 16) {
-        const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + first));
-        others = _mm_or_si128(others, _mm_cmplt_epi8(text, blank));
-        blanks |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(text, blank)))} << first;
-    }
-    return _mm_movemask_epi8(others) == 0;
-}
-
-/* Takes a record's fields one after another as scanf would by "%24s" and "%ld", without its price. A zero byte ends the record:
- * no field passes over it. */
-class FieldReader {
-  public:
-    explicit FieldReader(std::string_view record) : at_(record.data()), end_(at_ + record.size()) {}
-
-    /* The next name; empty when the record has no more. What goes beyond the longest name is left for the next field. */
-    std::string_view name() {
-        skipBlanks();
-        const char* const first = at_;
-        const char* const last = first + std::min<std::ptrdiff_t>(end_ - first, longestName);
-        while (at_ != last && *at_ != '\0' && !isBlank(*at_)) ++at_;
-        return {first, static_cast<std::size_t>(at_ - first)};
-    }
-
-    /* The next four names. */
-    void names(std::array<std::string_view, 4>& result) {
-        if (plainNames(result)) return;
-        for (std::string_view& each : result) each = name();
-    }
-
-    /* False when there is no number next. Numbers beyond the range of a long saturate, as scanf's do. */
-    template <class Number>
-    bool number(Number& result) {
-        skipBlanks();
-        if (end_ - at_ >= 2 && at_[0] == '+' && at_[1] != '-') ++at_;
-        long value;
-        const auto [behind, error] = std::from_chars(at_, end_, value);
-        if (error == std::errc::invalid_argument) return false;
-        if (error == std::errc::result_out_of_range) value = *at_ == '-' ? LONG_MIN : LONG_MAX;
-        at_ = behind;
-        result = static_cast<Number>(value);
-        return true;
-    }
-
-  private:
-    /* Printing ASCII is no blank in any locale; only the rest has to be looked up. */
-    static bool isBlank(char byte) {
-        const auto code = static_cast<unsigned char>(byte);
-        return code == ' ' || ((code < '!' || code > '~') && std::isspace(code));
-    }
-
-    /* Four names as the ledger's own records have them, each with one blank behind; otherwise takes nothing. */
-    bool plainNames(std::array<std::string_view, 4>& result) {
-        std::uint64_t blanks;
-        if (end_ - at_ < 64 || !findBlanks(at_, blanks)) return false;
-        std::size_t first = 0;
-        for (std::string_view& each : result) {
-            const auto end = static_cast<std::size_t>(std::countr_zero(blanks));
-            if (end == 64 || end == first || end - first > longestName) return false;
-            each = {at_ + first, end - first};
-            first = end + 1;
-            blanks &= blanks - 1;
-        }
-        at_ += first;
-        return true;
-    }
-
-    void skipBlanks() {
-        while (at_ != end_ && isBlank(*at_)) ++at_;
-    }
-
-    const char* at_;
-    const char* end_;
-};
-
-/* Whether the record has wanted's names and month; if so, stored becomes its traces. Most records of a ledger are
- * another user's, process's or line's, and the first name that differs ends the reading. */
-bool matches(std::string_view record, const Entry& wanted, long& stored) {
-    if (FieldReader(record).name() != wanted.user()) return false;
-    FieldReader fields(record);
-    std::array<std::string_view, 4> names;
-    fields.names(names);
-    if (names != wanted.names) return false;
-    int year, month;
-    if (!fields.number(year) || year != wanted.year) return false;
-    if (!fields.number(month) || month != wanted.month) return false;
-    return fields.number(stored);
-}
-
-/* The ledger's records from its start on, read many at a time. */
-class LedgerScan {
-  public:
-    explicit LedgerScan(int ledger) : ledger_(ledger) {}
-
-    /* The next record; a short one at the end counts. Empty where the scan stops: at the end of the file, or behind a record
-     * that begins with a zero byte. */
-    std::string_view next() {
-        if (end_ - begin_ < recordLength) refill();
-        const std::string_view record(buffer_ + begin_, std::min(recordLength, end_ - begin_));
-        begin_ += record.size();
-        position_ += static_cast<off_t>(record.size());
-        return record.empty() || record.front() == '\0' ? std::string_view() : record;
-    }
-
-    /* Where the last record ends in the file. */
-    off_t position() const { return position_; }
-    /* Where the descriptor stands: behind what was read ahead. */
-    off_t readUpTo() const { return position_ + static_cast<off_t>(end_ - begin_); }
-    /* Whether the scan stopped at bytes that could not be read; there may be records behind them. */
-    bool failed() const { return failed_; }
-
-  private:
-    /* Returns as soon as there is a whole record, since what is not a plain file may have no more to give for now. */
-    void refill() {
-        std::memmove(buffer_, buffer_ + begin_, end_ - begin_);
-        end_ -= begin_;
-        begin_ = 0;
-        while (end_ < recordLength) {
-            const ssize_t count = readOnce(ledger_, buffer_ + end_, sizeof buffer_ - end_);
-            failed_ = count < 0;
-            if (failed_) end_ = 0;  // half a record might pass for a whole one
-            if (count <= 0) return;
-            end_ += static_cast<std::size_t>(count);
-        }
-    }
-
-    int ledger_;
-    bool failed_ = false;
-    off_t position_ = 0;
-    std::size_t begin_ = 0, end_ = 0;
-    char buffer_[256 * recordLength];
-};
 
 void complain(const char* message) {
     std::puts(message);
@@ -199,42 +39,38 @@ int openLedger(const char* path) {
     return -1;
 }
 
-/* Keeps another process's update from falling between this one's reading and writing, as long as it lives. After two seconds,
- * or on a file system without locks, work goes on without: a stopped process must not keep every tool from recording. */
-class LedgerLock {
-  public:
-    explicit LedgerLock(int ledger) : ledger_(ledger) {
-        using Clock = std::chrono::steady_clock;
-        const Clock::time_point deadline = Clock::now() + std::chrono::seconds(2);
-        while (!(held_ = ::flock(ledger, LOCK_EX | LOCK_NB) == 0)) {
-            if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= deadline) return;
-            contended_ = true;
-            std::this_thread::sleep_for(std::chrono::microseconds(20));
-        }
-    }
-    /* Unlocks, since closing would not: a child process that was forked meanwhile holds the file open. A writer that comes
-     * back at once would find the lock free before any that sleeps; who had to wait lets the others go first in turn. */
-    ~LedgerLock() {
-        ::flock(ledger_, LOCK_UN);
-        if (contended_) std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    LedgerLock(const LedgerLock&) = delete;
-    LedgerLock& operator=(const LedgerLock&) = delete;
-
-    bool held() const { return held_; }
-
-  private:
-    int ledger_;
-    bool held_ = false;
-    bool contended_ = false;
-};
-
 std::tm localTimeNow() {
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
     tzset();  // unlike localtime, localtime_r need not notice that the zone has changed
     localtime_r(&now, &local);
     return local;
+}
+
+/* Traces of one user, area, line and process in one month. */
+struct Entry {
+    std::array<std::string_view, 4> names;  // in the order of the file: user, area, line, process
+    int year;                               // counted from 1900
+    int month;                              // counted from 0
+    long traces;
+
+    std::string_view user() const { return names[0]; }
+    std::string_view area() const { return names[1]; }
+    std::string_view line() const { return names[2]; }
+    std::string_view process() const { return names[3]; }
+};
+
+/* Whether the record has wanted's names and month; if so, stored becomes its traces. Most records of a ledger are another user's, process's or line's, and the first name that differs ends the reading. */
+bool matches(std::string_view record, const Entry& wanted, long& stored) {
+    if (FieldReader(record).name() != wanted.user()) return false;
+    FieldReader fields(record);
+    std::array<std::string_view, 4> names;
+    fields.names(names);
+    if (names != wanted.names) return false;
+    int year, month;
+    if (!fields.number(year) || year != wanted.year) return false;
+    if (!fields.number(month) || month != wanted.month) return false;
+    return fields.number(stored);
 }
 
 /* Sum that stays at the end of the range. */

@@ -298,21 +298,20 @@ TEST_F(Cummlative, OpensTheLongestPathThatTheSystemTakes) {
 
 TEST_F(Cummlative, TakesDescriptorZeroForAFailureAndDoesNotLeaveItOpen) {
     writeFile(ledger, "");
-    const int kept = dup(0);
     int results[3] = {-1, -1, -1};
     bool zeroIsOpen = false;
     char empty[] = "";
+    const auto lookAtZero = [&] { zeroIsOpen = zeroIsOpen || fcntl(0, F_GETFD) != -1; };
     const Printed printed = printedBy([&] {
-        close(0);
-        results[0] = initCummlative(1);
-        zeroIsOpen = zeroIsOpen || fcntl(0, F_GETFD) != -1;
-        results[1] = run("nmo", 1);
-        zeroIsOpen = zeroIsOpen || fcntl(0, F_GETFD) != -1;
-        results[2] = printCummlative(empty, empty, 0, 0);
-        zeroIsOpen = zeroIsOpen || fcntl(0, F_GETFD) != -1;
-        dup2(kept, 0);
+        withoutStandardInput([&] {
+            results[0] = initCummlative(1);
+            lookAtZero();
+            results[1] = run("nmo", 1);
+            lookAtZero();
+            results[2] = printCummlative(empty, empty, 0, 0);
+            lookAtZero();
+        });
     });
-    close(kept);
     EXPECT_EQ(std::vector<int>(results, results + 3), (std::vector<int>{0, 0, 0}));
     EXPECT_FALSE(zeroIsOpen);
     EXPECT_EQ(printed.text, heading() + heading());
