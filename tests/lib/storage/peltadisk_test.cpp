@@ -335,7 +335,7 @@ TEST_F(PeltaDisk, SeeksWhenAnotherStoreHasBeenAtWorkInBetween) {
 
 TEST_F(PeltaDisk, SeeksAfterATransferThatWasCutShort) {
     const Store store = quietlyOpened(100, 3);
-    std::string data = block('?');
+    std::string data = block('?', 200);
     readBlock(*store, 0);
     {
         FaultySystem system;

@@ -447,7 +447,7 @@ TEST_F(TapeIO, RefusesFunctionsThatTheSystemHasNoCodeFor) {
 }
 
 TEST_F(TapeIO, RewindsByACommandWhileItIsClosed) {
-    prctl(PR_SET_CHILD_SUBREAPER, 1);  // what goes on behind the shell becomes a child of this process
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);  // what goes on behind the shell becomes a child of this process
     make({{"first", "second"}});
     EXPECT_EQ(read(), 5);
     const int descriptor = tape.iTape;
