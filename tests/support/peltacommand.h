@@ -14,6 +14,14 @@ inline bool hasPictures() {
     return hasPlot;
 }
 
+/* The answer to --picture in a build without them. */
+inline void expectPictureRefused(const Outcome& outcome, const std::string& picture) {
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "pelta: --picture " + picture +
+                               ": this pelta was built without pictures; everything else can be had without it\n");
+    EXPECT_EQ(outcome.out, "");
+}
+
 /* With --overwrite the command would put an output in the place of this input; it says that it does not, and leaves the file. */
 inline void expectInputKept(const std::string& arguments, const std::string& input) {
     const std::string before = contentsOf(input);

@@ -272,9 +272,7 @@ TEST_F(Refract, DrawsAPictureOrSaysThatThisBuildCannot) {
     const std::string picture = folder / "picture.svg";
     const Outcome outcome = refract("--picks " + truth + windows + "--picture " + picture);
     if (!hasPictures()) {
-        EXPECT_EQ(outcome.status, 2);
-        EXPECT_EQ(outcome.err, "pelta: --picture " + picture +
-                                   ": this pelta was built without pictures; everything else can be had without it\n");
+        expectPictureRefused(outcome, picture);
         EXPECT_FALSE(std::filesystem::exists(results));
         return;
     }

@@ -55,8 +55,7 @@ TEST(WaveletCommand, DrawsAPictureOrSaysThatThisBuildCannot) {
     const std::string picture = folder / "picture.pdf";
     const Outcome outcome = runPelta("wavelet " + (folder / "w.csv") + " --picture " + picture);
     if (!hasPictures()) {
-        EXPECT_EQ(outcome.err, "pelta: --picture " + picture +
-                                   ": this pelta was built without pictures; everything else can be had without it\n");
+        expectPictureRefused(outcome, picture);
         EXPECT_EQ(folder.listing(), "");
         return;
     }

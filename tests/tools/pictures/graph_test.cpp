@@ -6,8 +6,6 @@
 #include <limits>
 
 #include "pictures/canvas.h"
-#include "support/failure.h"
-#include "support/files.h"
 #include "support/pixels.h"
 
 namespace pelta::pictures {
@@ -157,19 +155,22 @@ TEST(Graph, DoesNotSpreadWhatItsNumbersCannotTellApart) {
     EXPECT_EQ(countInk(canvas, blueInk, left, right, middle + 7, bottom), 0);
 }
 
-TEST(GraphPicture, StandsUnderItsNameOnceItIsWhole) {
-    const ScratchFolder folder;
-    const std::string name = folder.file("picture.png");
-    {
-        GraphPicture picture(name, 400, 300, false);
-        picture.heading("a title", {{.name = "picks", .mark = Mark::dot}});
-        picture.draw(tile(picture.room(), 2, 1, 1, 0), {});
-        EXPECT_FALSE(std::filesystem::exists(name));
-        picture.commit();
-    }
-    EXPECT_TRUE(contentsOf(name).starts_with("\x89PNG"));
-    EXPECT_THROW(GraphPicture(name, 400, 300, false), Failure) << "a file stands there";
-    EXPECT_THROW(GraphPicture(folder.file("picture.gif"), 400, 300, false), UsageError);
+TEST(PictureOfGraphs, HasItsHeadingAboveTheirRoom) {
+    Canvas canvas("picture.png", 400, 300);
+    drawHeading(canvas, "a title", {{.name = "picks", .color = blue, .mark = Mark::dot}});
+    const int roomTop = static_cast<int>(roomForGraphs(canvas).top);
+    EXPECT_GT(countInk(canvas, blueInk, 0, 400, 0, roomTop), 0);
+    EXPECT_EQ(countInk(canvas, 0xFFFFFF, 0, 400, roomTop, 300), 400 * (300 - roomTop));
+}
+
+TEST(BoxOfShape, IsTheLargestInTheUpperLeftOfItsRoom) {
+    const Box room = {10, 20, 300, 200}, wide = boxOfShape(room, 3.0), high = boxOfShape(room, 0.5);
+    EXPECT_EQ(wide.left, 10);
+    EXPECT_EQ(wide.top, 20);
+    EXPECT_EQ(wide.width, 300);
+    EXPECT_EQ(wide.height, 100);
+    EXPECT_EQ(high.width, 100);
+    EXPECT_EQ(high.height, 200);
 }
 
 TEST(Tile, DividesABoxEvenly) {

@@ -22,11 +22,12 @@ namespace {
 using namespace gridding;
 
 struct Request {
-    std::string input, output, x, y, z, picksName, wordUnit = "ms", variant = "gmtsurface", block = "none", pictureName;
+    std::string input, output, x, y, z, picksName, wordUnit = "ms", variant = "gmtsurface", block = "none";
+    PictureOptions picture{1000, 800};
     InputOptions inputOptions;
     bool isSegy = false;
     std::vector<double> region, spacing;
-    std::vector<std::int64_t> nodes, size = {1000, 800};
+    std::vector<std::int64_t> nodes;
     std::vector<std::string> bounds;
     Settings settings;
     std::optional<double> boundaryTension, converge;
@@ -84,16 +85,14 @@ class Source {
 struct Outputs {
     explicit Outputs(const Request& request) {
         if (!request.output.empty()) grid.emplace(request.output, request.overwrite);
-        if (!request.pictureName.empty())
-            picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
-                            request.overwrite);
+        picture = request.picture.open(request.overwrite);
     }
     void commit() {
-        if (grid) grid->commit();
         if (picture) picture->commit();
+        if (grid) grid->commit();
     }
     std::optional<GridFile> grid;
-    std::optional<MapPicture> picture;
+    std::unique_ptr<pictures::PictureFile> picture;
 };
 
 void requireShare(const char* option, double value, double most, const char* range) {
@@ -255,7 +254,7 @@ void write(const Request& request, Outputs& outputs, const Task& task, const Sur
         map.zTitle = task.set.zName;
         map.aspect = request.settings.aspect;
         map.hasPoints = !request.hidesPoints;
-        outputs.picture->draw(map, surface.grid, task.inside);
+        drawMap(outputs.picture->canvas(), map, surface.grid, task.inside);
     }
     outputs.commit();
 }
@@ -392,8 +391,7 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--held-out", request->heldOutPercent, "that share, percent")
         ->check(CLI::Range(0.01, 90.0))
         ->capture_default_str();
-    app.add_option("--picture", request->pictureName, "map of the surface: .png, .svg or .pdf")->type_name("FILE");
-    addPictureSize(app, request->size, {300, 200});
+    request->picture.add(app, "map of the surface", {300, 200});
     app.add_flag("--shaded", request->map.isShaded, "draw the surface as a relief");
     app.add_option("--contours", request->map.contourStep, "distance of contour lines; 0 draws none (about a dozen lines)");
     app.add_flag("--no-points", request->hidesPoints, "do not draw the points");

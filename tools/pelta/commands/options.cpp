@@ -81,6 +81,16 @@ void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<s
         ->default_str(fmt::format("{}", fmt::join(size, ",")));
 }
 
+void PictureOptions::add(CLI::App& app, const std::string& what, std::array<std::int64_t, 2> leastSize) {
+    app.add_option("--picture", _name, what + ": .png, .svg or .pdf")->type_name("FILE");
+    addPictureSize(app, _size, leastSize);
+}
+
+std::unique_ptr<pictures::PictureFile> PictureOptions::open(bool overwrite) const {
+    if (_name.empty()) return nullptr;
+    return std::make_unique<pictures::PictureFile>(_name, static_cast<int>(_size[0]), static_cast<int>(_size[1]), overwrite);
+}
+
 void InputOptions::add(CLI::App& app) {
     app.add_option("--map", _map, "where header words stand, first byte from 1 and size: offset=37:4,record=9:4,pick=233:2")
         ->type_name("NAME=BYTE:SIZE,...");

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "flow/pipeline.h"
+#include "pictures/picturefile.h"
 #include "segy/reader.h"
 
 namespace pelta {
@@ -30,6 +31,20 @@ void addThreads(CLI::App& app, int& threads);
 void addWordUnit(CLI::App& app, std::string& unit);
 /* --size of a picture, width and height, which has the default in it; not below least. */
 void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<std::int64_t, 2> least);
+
+/* --picture and --size of a command that can also draw what it makes. */
+class PictureOptions {
+  public:
+    PictureOptions(std::int64_t width, std::int64_t height) : _size{width, height} {}
+    /* what: "map of the surface" */
+    void add(CLI::App& app, const std::string& what, std::array<std::int64_t, 2> leastSize);
+    /* Null where no picture is asked for. */
+    std::unique_ptr<pictures::PictureFile> open(bool overwrite) const;
+
+  private:
+    std::string _name;
+    std::vector<std::int64_t> _size;
+};
 
 /* --map, --samples, --interval, --format, --endian, --tape, --salvage: what the user says against a file. */
 class InputOptions {

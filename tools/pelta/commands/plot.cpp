@@ -11,6 +11,7 @@
 #include "commands/command.h"
 #include "commands/options.h"
 #include "picks/picktable.h"
+#include "pictures/picturefile.h"
 #include "pictures/section.h"
 #include "support/failure.h"
 
@@ -200,15 +201,14 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
 }
 
 int plot(const Request& request) {
-    pictures::Canvas canvas(request.output, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]));
     segy::Reader reader(request.input, request.inputOptions.read());
     Subtrahend subtrahend(request);
-    OutputFile file(request.output, request.overwrite); /* which cannot take an input's place from here on */
+    pictures::PictureFile picture(request.output, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
+                                  request.overwrite); /* which cannot take an input's place from here on */
     for (const std::string& warning : reader.warnings()) warn(warning);
     const Selection selection = select(reader, subtrahend, request);
-    pictures::drawSection(canvas, selection.traces, sectionStyle(request, selection, reader.layout()));
-    canvas.write(file);
-    file.commit();
+    pictures::drawSection(picture.canvas(), selection.traces, sectionStyle(request, selection, reader.layout()));
+    picture.commit();
     return 0;
 }
 

@@ -17,10 +17,11 @@ namespace {
 using refraction::Branch;
 
 struct Request {
-    std::string input, output, picksName, residualsName, pictureName, wordUnit = "ms", offsetsFrom = "auto";
+    std::string input, output, picksName, residualsName, wordUnit = "ms", offsetsFrom = "auto";
+    PictureOptions picture{1400, 1000};
     InputOptions inputOptions;
     std::vector<double> refracted, direct;
-    std::vector<std::int64_t> records, size = {1400, 1000};
+    std::vector<std::int64_t> records;
     refraction::Settings settings;
     bool overwrite = false;
 };
@@ -165,12 +166,10 @@ struct Outputs {
         };
         open(results, request.output);
         open(residuals, request.residualsName);
-        if (!request.pictureName.empty())
-            picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
-                            request.overwrite);
+        picture = request.picture.open(request.overwrite);
     }
     std::optional<TextOutput> results, residuals;
-    std::optional<pictures::GraphPicture> picture;
+    std::unique_ptr<pictures::PictureFile> picture;
 };
 
 int refract(const Request& request) {
@@ -191,7 +190,7 @@ int refract(const Request& request) {
              branches.size() == 1 ? "" : "s", branches.front().record, sideOf(branches.front()), branches.front().whyNoFit);
     if (outputs.results) writeResults(*outputs.results, branches);
     if (outputs.residuals) writeResiduals(*outputs.residuals, branches);
-    if (outputs.picture) drawBranches(*outputs.picture, nameOf(request.input), branches, settings);
+    if (outputs.picture) drawBranches(outputs.picture->canvas(), nameOf(request.input), branches, settings);
     if (outputs.picture) outputs.picture->commit();
     if (outputs.residuals) outputs.residuals->commit();
     if (outputs.results) outputs.results->commit();
@@ -231,8 +230,7 @@ std::function<int()> define(CLI::App& app) {
         ->capture_default_str();
     app.add_option("--residuals", request->residualsName, "CSV file of every pick with its weight and residual")
         ->type_name("FILE");
-    app.add_option("--picture", request->pictureName, "picture of times and lines: .png, .svg or .pdf")->type_name("FILE");
-    addPictureSize(app, request->size, {400, 300});
+    request->picture.add(app, "picture of times and lines", {400, 300});
     addOverwrite(app, request->overwrite);
     return [request] { return refract(*request); };
 }

@@ -12,18 +12,19 @@
 #include "grids/gridfile.h"
 #include "support/failure.h"
 #include "support/textoutput.h"
+#include "velocity/analysispicture.h"
 #include "velocity/field.h"
 #include "velocity/picking.h"
-#include "velocity/picture.h"
 
 namespace pelta {
 namespace {
 
 struct Request {
-    std::string input, output, panelName, pictureName, truthName;
+    std::string input, output, panelName, truthName;
+    PictureOptions picture{1400, 800};
     InputOptions inputOptions;
     std::optional<std::int64_t> cdp, record;
-    std::vector<std::int64_t> cdps, size = {1400, 800};
+    std::vector<std::int64_t> cdps;
     std::vector<double> velocities = {1500, 4500, 101}, intervalVelocities;
     double stretchPercent = 30.0, windowMs = 40.0;
     velocity::PickSettings picking;
@@ -144,21 +145,21 @@ void sayComparison(std::FILE* to, const std::string& name, const velocity::Compa
 struct Outputs {
     explicit Outputs(const Request& request) : picks(request.output, request.overwrite) {
         if (!request.panelName.empty()) panel.emplace(request.panelName, request.overwrite);
-        if (!request.pictureName.empty())
-            picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
-                            request.overwrite);
+        picture = request.picture.open(request.overwrite);
     }
     void write(const velocity::Analysis& analysis, std::optional<std::int64_t> cdp) {
         writePicks(picks, analysis.picks, cdp);
         if (panel) panel->write(gridOf(analysis.panel), "semblance; x is the velocity in m/s; y is minus the time in ms");
-        if (picture) picture->draw(analysis);
+        if (picture) {
+            drawAnalysis(picture->canvas(), analysis);
+            picture->commit();
+        }
         if (panel) panel->commit();
-        if (picture) picture->commit();
         picks.commit();
     }
     TextOutput picks;
     std::optional<GridFile> panel;
-    std::optional<velocity::AnalysisPicture> picture;
+    std::unique_ptr<pictures::PictureFile> picture;
 };
 
 std::string titleOf(const Request& request, const velocity::GatherChoice& choice, const velocity::Gather& gather) {
@@ -242,9 +243,7 @@ std::function<int()> define(CLI::App& app) {
            "--panel", request->panelName,
            "grid file of the semblance: .asc, or .bin or .img with a header .hdr beside it; rows stand at y = -time in ms")
         ->type_name("FILE");
-    app.add_option("--picture", request->pictureName, "picture of gather, panel and picks: .png, .svg or .pdf")
-        ->type_name("FILE");
-    addPictureSize(app, request->size, {600, 300});
+    request->picture.add(app, "picture of gather, panel and picks", {600, 300});
     app.add_option("--truth", request->truthName,
                    "CSV file of known velocities, one function or several in their places, to judge the picks by "
                    "(IN.velocities.csv where "

@@ -21,11 +21,12 @@ using velocity::PlacedBy;
 using velocity::Range;
 
 struct Request {
-    std::string input, output, lineName, pictureName, by = "coordinates";
+    std::string input, output, lineName, by = "coordinates";
+    PictureOptions picture{1000, 640};
     InputOptions inputOptions;
     std::optional<double> timeMs;
     std::vector<double> section, region, timesMs;
-    std::vector<std::int64_t> cdps, size = {1000, 640};
+    std::vector<std::int64_t> cdps;
     double spacing = 0.0, timeSpacingMs = 0.0; /* 0: by the size */
     bool onlyInside = false, overwrite = false;
 
@@ -137,17 +138,14 @@ velocity::Section section(const Request& request, Field& field, segy::Reader* li
 
 /* Everything that the command writes, opened before the work. */
 struct Outputs {
-    explicit Outputs(const Request& request) : grid(request.output, request.overwrite) {
-        if (!request.pictureName.empty())
-            picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
-                            request.overwrite);
-    }
+    explicit Outputs(const Request& request)
+        : grid(request.output, request.overwrite), picture(request.picture.open(request.overwrite)) {}
     void commit() {
         if (picture) picture->commit();
         grid.commit();
     }
     GridFile grid;
-    std::optional<velocity::CutPicture> picture;
+    std::unique_ptr<pictures::PictureFile> picture;
 };
 
 /* Before anything of it is written. */
@@ -191,7 +189,7 @@ int cut(const Request& request) {
         checkHeld(request, slice.grid);
         const std::string title = fmt::format("{} at {:g} ms", name, *request.timeMs);
         outputs.grid.write(slice.grid, fmt::format("velocity in m/s at {:g} ms", *request.timeMs));
-        if (outputs.picture) outputs.picture->draw(slice, field, title);
+        if (outputs.picture) drawCut(outputs.picture->canvas(), slice, field, title);
         outputs.commit();
         say(title, field, slice.grid, shareOf(slice.isInside, [](bool isInside) { return isInside; }));
         return 0;
@@ -204,7 +202,7 @@ int cut(const Request& request) {
                                   : fmt::format("{} along CDPs {} to {}", name, request.cdps[0], request.cdps[1]);
     outputs.grid.write(vertical.grid,
                        fmt::format("velocity in m/s; x is the {}; y is minus the time in ms", vertical.path.axisTitle));
-    if (outputs.picture) outputs.picture->draw(vertical, title);
+    if (outputs.picture) drawCut(outputs.picture->canvas(), vertical, title);
     outputs.commit();
     say(title, field, vertical.grid, shareOf(vertical.regions, [](std::ptrdiff_t region) { return region != Field::outside; }));
     return 0;
@@ -244,9 +242,7 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--time-spacing", request->timeSpacingMs, "distance of nodes in time, ms (by the size)")
         ->check(CLI::Range(1e-3, 1e6));
     app.add_flag("--only-inside", request->onlyInside, "no values outside the hull of the functions");
-    app.add_option("--picture", request->pictureName, "picture of the velocities and the mesh: .png, .svg or .pdf")
-        ->type_name("FILE");
-    addPictureSize(app, request->size, {400, 300});
+    request->picture.add(app, "picture of the velocities and the mesh", {400, 300});
     addOverwrite(app, request->overwrite);
     request->inputOptions.add(app);
     return [request] { return cut(*request); };

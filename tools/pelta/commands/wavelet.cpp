@@ -12,9 +12,9 @@ namespace pelta {
 namespace {
 
 struct Request {
-    std::string output, spectraName, pictureName;
+    std::string output, spectraName;
+    PictureOptions picture{1400, 800};
     wavelets::Settings settings;
-    std::vector<std::int64_t> size = {1400, 800};
     bool overwrite = false;
 };
 
@@ -69,17 +69,14 @@ void warnOfAliasing(const wavelets::Settings& settings) {
 int writeWavelets(const Request& request) {
     TextOutput samples(request.output, request.overwrite);
     std::optional<TextOutput> spectra;
-    std::optional<pictures::GraphPicture> picture;
     if (!request.spectraName.empty()) spectra.emplace(request.spectraName, request.overwrite);
-    if (!request.pictureName.empty())
-        picture.emplace(request.pictureName, static_cast<int>(request.size[0]), static_cast<int>(request.size[1]),
-                        request.overwrite);
+    const auto picture = request.picture.open(request.overwrite);
     const wavelets::Design design = wavelets::designWavelets(request.settings);
     warnOfAliasing(design.settings);
     writeSamples(samples, design);
     if (spectra) writeSpectra(*spectra, design);
     if (picture) {
-        drawDesign(*picture, design);
+        drawDesign(picture->canvas(), design);
         picture->commit();
     }
     if (spectra) spectra->commit();
@@ -102,9 +99,7 @@ std::function<int()> define(CLI::App& app) {
     app.add_option("--noise", settings.noisePercent, "white noise in the equations of phase and filter, percent")
         ->capture_default_str();
     app.add_option("--spectra", request->spectraName, "CSV file of the amplitude and phase spectra")->type_name("FILE");
-    app.add_option("--picture", request->pictureName, "picture of wavelets, spectra and filter: .png, .svg or .pdf")
-        ->type_name("FILE");
-    addPictureSize(app, request->size, {400, 300});
+    request->picture.add(app, "picture of wavelets, spectra and filter", {400, 300});
     addOverwrite(app, request->overwrite);
     return [request] { return writeWavelets(*request); };
 }

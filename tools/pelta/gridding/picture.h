@@ -1,12 +1,15 @@
 #ifndef PELTA_TOOL_GRIDDING_PICTURE_H
 #define PELTA_TOOL_GRIDDING_PICTURE_H
 
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "gridding/points.h"
 #include "grids/gridfile.h"
+
+namespace pelta::pictures {
+class Canvas;
+}
 
 namespace pelta::gridding {
 
@@ -19,20 +22,8 @@ struct Map {
     bool hasPoints = true;
 };
 
-/* A surface as a coloured map with its scale, contour lines and the points that it was made from. */
-class MapPicture {
-  public:
-    /* Fails (UsageError) in a build without pictures, on names that end in no picture's, and like OutputFile. */
-    MapPicture(const std::string& name, int width, int height, bool overwrite);
-    ~MapPicture();
-
-    void draw(const Map& map, const Grid& grid, const Points& points);
-    void commit();
-
-  private:
-    struct Inside;
-    std::unique_ptr<Inside> _inside;
-};
+/* Draws a surface as a coloured map with its scale, contour lines and the points that it was made from. */
+void drawMap(pictures::Canvas& canvas, const Map& map, const Grid& grid, const Points& points);
 
 }
 

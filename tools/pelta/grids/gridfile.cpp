@@ -47,8 +47,8 @@ GridFile::GridFile(const std::string& name, bool overwrite) : _file(checkedName(
 }
 
 void GridFile::writeAscii(const Grid& grid, float noData) {
-    std::string text = fmt::format("ncols {}\nnrows {}\nxllcenter {}\nyllcenter {}\n", grid.columns, grid.rows, grid.left,
-                                   grid.top - static_cast<double>(grid.rows - 1) * grid.rowSpacing);
+    std::string text =
+        fmt::format("ncols {}\nnrows {}\nxllcenter {}\nyllcenter {}\n", grid.columns, grid.rows, grid.left, grid.bottom());
     if (grid.columnSpacing == grid.rowSpacing) text += fmt::format("cellsize {}\n", grid.columnSpacing);
     else text += fmt::format("dx {}\ndy {}\n", grid.columnSpacing, grid.rowSpacing);
     text += fmt::format("NODATA_value {}\n", noData);

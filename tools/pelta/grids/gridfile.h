@@ -19,6 +19,9 @@ struct Grid {
     double left = 0.0, top = 0.0;                 /* x and y of the first value */
     double columnSpacing = 1.0, rowSpacing = 1.0; /* above 0 */
     std::vector<float> values;
+
+    double right() const { return left + static_cast<double>(columns - 1) * columnSpacing; }
+    double bottom() const { return top - static_cast<double>(rows - 1) * rowSpacing; }
 };
 
 /* The lowest and the highest of a grid's values that are neither NaN nor infinite; the highest lies below where there is none. */

@@ -7,8 +7,7 @@
 namespace pelta::pictures {
 namespace {
 
-constexpr double fontSize = 11.0, tickLength = 5.0;
-constexpr double spacePerTick = 40.0, spacePerNumber = 60.0;
+constexpr double spacePerNumber = 60.0;            /* along a horizontal axis */
 constexpr Color lineColor = {0.0, 0.0, 0.0, 0.15}; /* across the box */
 
 }
@@ -46,10 +45,10 @@ void drawLeftAxis(Canvas& canvas, const Box& box, const Axis& values, const std:
         canvas.line(box.left, y, box.right(), y);
         canvas.setColor({});
         canvas.line(box.left - tickLength, y, box.left, y);
-        canvas.text(box.left - tickLength - 3.0, y, tickText(tick), fontSize, Canvas::Anchor::right);
-        widest = std::max(widest, canvas.textWidth(tickText(tick), fontSize));
+        canvas.text(box.left - tickLength - 3.0, y, tickText(tick), textSize, Canvas::Anchor::right);
+        widest = std::max(widest, canvas.textWidth(tickText(tick), textSize));
     }
-    canvas.text(box.left - std::max(usualTitlePlace, tickLength + widest + 14.0), box.top + 0.5 * box.height, title, fontSize,
+    canvas.text(box.left - std::max(usualTitlePlace, tickLength + widest + 14.0), box.top + 0.5 * box.height, title, textSize,
                 Canvas::Anchor::middle, true);
 }
 
@@ -62,9 +61,9 @@ void drawBottomAxis(Canvas& canvas, const Box& box, const Axis& values, const st
         canvas.line(x, box.top, x, box.bottom());
         canvas.setColor({});
         canvas.line(x, box.bottom(), x, box.bottom() + tickLength);
-        canvas.text(x, box.bottom() + tickLength + 9.0, tickText(tick), fontSize, Canvas::Anchor::middle);
+        canvas.text(x, box.bottom() + tickLength + 9.0, tickText(tick), textSize, Canvas::Anchor::middle);
     }
-    canvas.text(box.left + 0.5 * box.width, box.bottom() + tickLength + 25.0, title, fontSize, Canvas::Anchor::middle);
+    canvas.text(box.left + 0.5 * box.width, box.bottom() + tickLength + 25.0, title, textSize, Canvas::Anchor::middle);
 }
 
 void drawTimeAxis(Canvas& canvas, const Box& box, const Axis& timeMs) { drawLeftAxis(canvas, box, timeMs, "time, ms"); }
@@ -76,7 +75,7 @@ void drawTopAxis(Canvas& canvas, const Box& box, const Axis& values) {
          niceTicks(values.firstValue, values.lastValue, std::max(2, static_cast<int>(box.width / spacePerNumber)))) {
         const double x = values.place(tick);
         canvas.line(x, box.top - tickLength, x, box.top);
-        canvas.text(x, box.top - 13.0, tickText(tick), fontSize, Canvas::Anchor::middle);
+        canvas.text(x, box.top - 13.0, tickText(tick), textSize, Canvas::Anchor::middle);
     }
 }
 

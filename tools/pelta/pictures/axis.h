@@ -17,6 +17,9 @@ struct Axis {
     }
 };
 
+/* Of the ticks on every side of a box; and the room for one beside an upright axis. */
+inline constexpr double tickLength = 5.0, spacePerTick = 40.0;
+
 /* Round values (1, 2 or 5 times a power of ten apart) between the axis's ends, at most atMost of them. */
 std::vector<double> niceTicks(double from, double to, int atMost);
 /* The number as short as it can be said. */

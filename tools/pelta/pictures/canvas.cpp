@@ -49,6 +49,13 @@ void Canvas::line(double fromX, double fromY, double toX, double toY) {
     cairo_stroke(_pen);
 }
 
+void Canvas::frame(const Box& box) {
+    setColor({});
+    cairo_set_line_width(_pen, 1.0);
+    cairo_rectangle(_pen, box.left, box.top, box.width, box.height);
+    cairo_stroke(_pen);
+}
+
 double Canvas::textWidth(const std::string& text, double size) {
     cairo_text_extents_t extents;
     cairo_set_font_size(_pen, size);

@@ -61,11 +61,6 @@ void addCell(Canvas& canvas, const Cell& cell, const std::vector<double>& levels
 void drawContours(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster,
                   std::vector<double> levels) {
     std::sort(levels.begin(), levels.end());
-    cairo_t* pen = canvas.pen();
-    cairo_save(pen);
-    cairo_rectangle(pen, box.left, box.top, box.width, box.height);
-    cairo_clip(pen);
-    cairo_set_line_cap(pen, CAIRO_LINE_CAP_ROUND); /* closes the joints of cells */
     const auto place = [&](int column, int row) {
         return Place{across.place(raster.firstColumn + column * raster.columnSpacing),
                      down.place(raster.firstRow + row * raster.rowSpacing)};
@@ -73,15 +68,17 @@ void drawContours(Canvas& canvas, const Box& box, const Axis& across, const Axis
     const auto value = [&](int column, int row) {
         return static_cast<double>(raster.values[static_cast<std::size_t>(row) * raster.columns + column]);
     };
-    for (int row = 0; row + 1 < raster.rows; ++row) {
-        for (int column = 0; column + 1 < raster.columns; ++column)
-            addCell(canvas,
-                    {{place(column, row), place(column + 1, row), place(column + 1, row + 1), place(column, row + 1)},
-                     {value(column, row), value(column + 1, row), value(column + 1, row + 1), value(column, row + 1)}},
-                    levels);
-        cairo_stroke(pen); /* a path of all rows would be slow to draw */
-    }
-    cairo_restore(pen);
+    canvas.inside(box, [&] {
+        cairo_set_line_cap(canvas.pen(), CAIRO_LINE_CAP_ROUND); /* closes the joints of cells */
+        for (int row = 0; row + 1 < raster.rows; ++row) {
+            for (int column = 0; column + 1 < raster.columns; ++column)
+                addCell(canvas,
+                        {{place(column, row), place(column + 1, row), place(column + 1, row + 1), place(column, row + 1)},
+                         {value(column, row), value(column + 1, row), value(column + 1, row + 1), value(column, row + 1)}},
+                        levels);
+            cairo_stroke(canvas.pen()); /* a path of all rows would be slow to draw */
+        }
+    });
 }
 
 std::vector<double> contourLevels(const Raster& raster, int count) { return niceTicks(raster.lowest, raster.highest, count); }

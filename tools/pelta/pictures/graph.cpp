@@ -5,12 +5,12 @@
 #include <limits>
 
 #include "pictures/axis.h"
-#include "pictures/picturefile.h"
+#include "pictures/canvas.h"
 
 namespace pelta::pictures {
 namespace {
 
-constexpr double fontSize = 11.0, titleSize = 12.0, pictureTitleSize = 14.0;
+constexpr double graphTitleSize = 12.0;
 constexpr double leftRoom = 68.0, rightRoom = 16.0, bottomRoom = 46.0, topRoom = 8.0; /* around the axes */
 constexpr double titleRoom = 18.0, legendRowHeight = 16.0;
 constexpr double markRadius = 2.6, curveWidth = 1.3, errorWidth = 0.8;
@@ -161,7 +161,7 @@ std::vector<LegendEntry> placeLegend(Canvas& canvas, double width, const std::ve
     for (const Series& series : all) {
         const auto isSame = [&](const LegendEntry& entry) { return entry.series->name == series.name; };
         if (series.name.empty() || std::any_of(entries.begin(), entries.end(), isSame)) continue;
-        const double needed = symbolWidth + symbolGap + canvas.textWidth(series.name, fontSize);
+        const double needed = symbolWidth + symbolGap + canvas.textWidth(series.name, textSize);
         if (left > 0.0 && left + needed > width) {
             left = 0.0;
             ++row;
@@ -188,7 +188,7 @@ void drawLegend(Canvas& canvas, double left, double top, const std::vector<Legen
         }
         drawMark(canvas, series.mark, x + 0.5 * symbolWidth, y);
         canvas.setColor({});
-        canvas.text(x + symbolWidth + symbolGap, y, series.name, fontSize, Canvas::Anchor::left);
+        canvas.text(x + symbolWidth + symbolGap, y, series.name, textSize, Canvas::Anchor::left);
     }
 }
 
@@ -202,8 +202,9 @@ void drawGraph(Canvas& canvas, const Box& box, const Graph& graph) {
     const double above = topRoom + titleHeight + legendHeight;
     const Box inside = {left, box.top + above, width, std::max(box.height - above - bottomRoom, 1.0)};
     canvas.setColor({});
-    const double room = std::max(box.right() - left, 1.0), needed = std::max(canvas.textWidth(graph.title, titleSize), 1.0);
-    canvas.text(left, box.top + topRoom + 0.5 * titleHeight - 3.0, graph.title, titleSize * std::min(1.0, room / needed),
+    const double room = std::max(box.right() - left, 1.0),
+                 needed = std::max(canvas.textWidth(graph.title, graphTitleSize), 1.0);
+    canvas.text(left, box.top + topRoom + 0.5 * titleHeight - 3.0, graph.title, graphTitleSize * std::min(1.0, room / needed),
                 Canvas::Anchor::left);
     drawLegend(canvas, left, box.top + topRoom + titleHeight - 2.0, legend);
 
@@ -212,20 +213,11 @@ void drawGraph(Canvas& canvas, const Box& box, const Graph& graph) {
     const Axes axes = {{x.first, x.second, inside.left, inside.right()}, {y.first, y.second, low, high}};
     drawBottomAxis(canvas, inside, axes.x, graph.xTitle);
     drawLeftAxis(canvas, inside, axes.y, graph.yTitle);
-    cairo_save(canvas.pen());
-    cairo_rectangle(canvas.pen(), inside.left, inside.top, inside.width, inside.height);
-    cairo_clip(canvas.pen());
-    for (const Series& series : graph.series) drawSeries(canvas, series, axes);
-    cairo_restore(canvas.pen());
-    canvas.setColor({});
-    cairo_set_line_width(canvas.pen(), 1.0);
-    cairo_rectangle(canvas.pen(), inside.left, inside.top, inside.width, inside.height);
-    cairo_stroke(canvas.pen());
+    canvas.inside(inside, [&] {
+        for (const Series& series : graph.series) drawSeries(canvas, series, axes);
+    });
+    canvas.frame(inside);
 }
-
-struct GraphPicture::Inside : PictureFile {
-    using PictureFile::PictureFile;
-};
 
 namespace {
 
@@ -233,29 +225,15 @@ constexpr double margin = 8.0, headingRoom = 40.0;
 
 }
 
-GraphPicture::GraphPicture(const std::string& name, int width, int height, bool overwrite)
-    : _inside(new Inside(name, width, height, overwrite)) {}
-
-GraphPicture::~GraphPicture() = default;
-
-Box GraphPicture::room() const {
-    const Canvas& canvas = _inside->canvas;
-    return {margin, margin + headingRoom, canvas.width() - 2.0 * margin, canvas.height() - 2.0 * margin - headingRoom};
-}
-
-void GraphPicture::heading(const std::string& title, const std::vector<Series>& legend) {
-    Canvas& canvas = _inside->canvas;
+void drawHeading(Canvas& canvas, const std::string& title, const std::vector<Series>& legend) {
     const double left = margin + leftRoom;
     canvas.setColor({});
-    canvas.text(left, margin + 10.0, title, pictureTitleSize, Canvas::Anchor::left);
+    canvas.text(left, margin + 10.0, title, titleSize, Canvas::Anchor::left);
     drawLegend(canvas, left, margin + 22.0, placeLegend(canvas, canvas.width(), legend));
 }
 
-void GraphPicture::draw(const Box& box, const Graph& graph) { drawGraph(_inside->canvas, box, graph); }
-
-void GraphPicture::commit() {
-    _inside->canvas.write(_inside->file);
-    _inside->file.commit();
+Box roomForGraphs(const Canvas& canvas) {
+    return {margin, margin + headingRoom, canvas.width() - 2.0 * margin, canvas.height() - 2.0 * margin - headingRoom};
 }
 
 }

@@ -1,7 +1,6 @@
 #ifndef PELTA_TOOL_GRAPH_H
 #define PELTA_TOOL_GRAPH_H
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -45,26 +44,9 @@ inline constexpr Color black = {0.0, 0.0, 0.0}, gray = {0.6, 0.6, 0.6}, blue = {
  * none. */
 void drawGraph(Canvas& canvas, const Box& box, const Graph& graph);
 
-/* A file of graphs. */
-class GraphPicture {
-  public:
-    /* Fails (UsageError) in a build without pictures and on names that end in no picture's, and like OutputFile. */
-    GraphPicture(const std::string& name, int width, int height, bool overwrite);
-    ~GraphPicture();
-    GraphPicture(const GraphPicture&) = delete;
-    GraphPicture& operator=(const GraphPicture&) = delete;
-
-    /* Everything but a margin and the heading. */
-    Box room() const;
-    /* A title over all graphs, and names that hold in all of them. */
-    void heading(const std::string& title, const std::vector<Series>& legend = {});
-    void draw(const Box& box, const Graph& graph);
-    void commit();
-
-  private:
-    struct Inside;
-    std::unique_ptr<Inside> _inside;
-};
+/* A picture of several graphs: a title over all of them, with names that hold in all, and the room below it. */
+void drawHeading(Canvas& canvas, const std::string& title, const std::vector<Series>& legend = {});
+Box roomForGraphs(const Canvas& canvas);
 
 }
 

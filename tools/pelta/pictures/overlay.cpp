@@ -19,7 +19,7 @@ void addCircle(Canvas& canvas, double x, double y, double radius) {
 }
 
 double drawKey(Canvas& canvas, double x, double y, const Color& color, const std::string& text, bool isCircle) {
-    constexpr double length = 20.0, fontSize = 11.0;
+    constexpr double length = 20.0;
     if (isCircle) {
         addCircle(canvas, x + 0.5 * length, y, overMarkRadius);
     } else {
@@ -28,8 +28,8 @@ double drawKey(Canvas& canvas, double x, double y, const Color& color, const std
     }
     strokeOver(canvas, color, overWidth);
     canvas.setColor({});
-    canvas.text(x + length + 6.0, y, text, fontSize, Canvas::Anchor::left);
-    return x + length + 22.0 + canvas.textWidth(text, fontSize);
+    canvas.text(x + length + 6.0, y, text, textSize, Canvas::Anchor::left);
+    return x + length + 22.0 + canvas.textWidth(text, textSize);
 }
 
 }

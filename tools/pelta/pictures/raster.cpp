@@ -9,7 +9,6 @@
 namespace pelta::pictures {
 namespace {
 
-constexpr double fontSize = 11.0, tickLength = 5.0, spacePerTick = 40.0;
 constexpr double pixelsPerPoint = 2.0; /* fine enough for print */
 constexpr double mostPixels = 30000.0; /* across an image */
 
@@ -77,19 +76,20 @@ void fillBox(Canvas& canvas, const Box& box, const ColorAt& colorAt) {
                 reinterpret_cast<std::uint32_t*>(pixels + row * stride)[column] =
                     colorAt(box.left + (column + 0.5) * box.width / width, box.top + (row + 0.5) * box.height / height);
     cairo_surface_mark_dirty(image);
-    cairo_t* pen = canvas.pen();
-    cairo_save(pen);
-    cairo_rectangle(pen, box.left, box.top, box.width, box.height);
-    cairo_clip(pen);
-    cairo_translate(pen, box.left, box.top);
-    cairo_scale(pen, box.width / width, box.height / height);
-    cairo_set_source_surface(pen, image, 0.0, 0.0);
-    cairo_pattern_set_extend(cairo_get_source(pen), CAIRO_EXTEND_PAD);
-    cairo_paint(pen);
-    cairo_restore(pen);
+    canvas.inside(box, [&, pen = canvas.pen()] {
+        cairo_translate(pen, box.left, box.top);
+        cairo_scale(pen, box.width / width, box.height / height);
+        cairo_set_source_surface(pen, image, 0.0, 0.0);
+        cairo_pattern_set_extend(cairo_get_source(pen), CAIRO_EXTEND_PAD);
+        cairo_paint(pen);
+    });
     cairo_surface_destroy(image);
 }
 
+}
+
+MapAxes axesOf(const Grid& grid, const Box& box) {
+    return {{grid.left, grid.right(), box.left, box.right()}, {grid.top, grid.bottom(), box.top, box.bottom()}};
 }
 
 Raster rasterOf(const Grid& grid) {
@@ -202,22 +202,24 @@ void drawShadedRaster(Canvas& canvas, const Box& box, const Axis& across, const 
     });
 }
 
+Box scaleBeside(const Box& box, double gap) {
+    constexpr double width = 14.0;
+    return {box.right() + gap, box.top, width, box.height};
+}
+
 void drawScaleBar(Canvas& canvas, const Box& bar, double lowest, double highest, const std::string& title) {
     const Axis scale = {lowest, highest, bar.bottom(), bar.top};
     fillBox(canvas, bar, [&](double, double y) { return pixelOf(scaleColor((bar.bottom() - y) / bar.height)); });
-    canvas.setColor({});
-    cairo_set_line_width(canvas.pen(), 1.0);
-    cairo_rectangle(canvas.pen(), bar.left, bar.top, bar.width, bar.height);
-    cairo_stroke(canvas.pen());
+    canvas.frame(bar);
     cairo_set_line_width(canvas.pen(), 0.5);
     double widest = 0.0;
     for (double tick : niceTicks(lowest, highest, std::max(2, static_cast<int>(bar.height / spacePerTick)))) {
         const double y = scale.place(tick);
         canvas.line(bar.right(), y, bar.right() + tickLength, y);
-        canvas.text(bar.right() + tickLength + 3.0, y, tickText(tick), fontSize, Canvas::Anchor::left);
-        widest = std::max(widest, canvas.textWidth(tickText(tick), fontSize));
+        canvas.text(bar.right() + tickLength + 3.0, y, tickText(tick), textSize, Canvas::Anchor::left);
+        widest = std::max(widest, canvas.textWidth(tickText(tick), textSize));
     }
-    canvas.text(bar.right() + tickLength + widest + 15.0, bar.top + 0.5 * bar.height, title, fontSize, Canvas::Anchor::middle,
+    canvas.text(bar.right() + tickLength + widest + 15.0, bar.top + 0.5 * bar.height, title, textSize, Canvas::Anchor::middle,
                 true);
 }
 

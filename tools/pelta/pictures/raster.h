@@ -19,6 +19,12 @@ struct Raster {
     double lowest = 0.0, highest = 1.0;            /* values at the ends of the colour scale */
 };
 
+/* The values along both sides of a box whose edges are a grid's outer nodes. */
+struct MapAxes {
+    Axis across, down;
+};
+MapAxes axesOf(const Grid& grid, const Box& box);
+
 /* A grid as it lies on paper, its colours from its lowest value to its highest. */
 Raster rasterOf(const Grid& grid);
 
@@ -30,6 +36,8 @@ void drawRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& 
 /* The same as a relief: values are heights, lit from the upper left; steeper than usual is no brighter than white. */
 void drawShadedRaster(Canvas& canvas, const Box& box, const Axis& across, const Axis& down, const Raster& raster);
 
+/* The place of a colour scale on the right of a box. */
+Box scaleBeside(const Box& box, double gap);
 /* The colour scale as an upright bar with ticks and the title on its right. */
 void drawScaleBar(Canvas& canvas, const Box& bar, double lowest, double highest, const std::string& title);
 

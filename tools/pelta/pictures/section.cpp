@@ -10,7 +10,6 @@
 namespace pelta::pictures {
 namespace {
 
-constexpr double fontSize = 11.0, titleSize = 14.0;
 constexpr double leftMargin = 70.0, rightMargin = 20.0, topMargin = 76.0, bottomMargin = 20.0, legendHeight = 20.0;
 constexpr double titleHeight = 54.0; /* above the box */
 constexpr double recordGap = 1.0;    /* in trace widths, at least a few points */
@@ -53,14 +52,14 @@ void drawTraceAxis(Canvas& canvas, const std::vector<SectionTrace>& traces, cons
     double freeFrom = -1e9;
     for (std::size_t t = 0; t < traces.size(); ++t) {
         const std::string text = tickText(traces[t].axisValue);
-        const double half = 0.5 * canvas.textWidth(text, fontSize) + 5.0, x = places.middle[t];
+        const double half = 0.5 * canvas.textWidth(text, textSize) + 5.0, x = places.middle[t];
         if (x - half < freeFrom && !beginsRecord(traces, t, style)) continue;
         if (x - half < freeFrom - 4.0) continue;
         canvas.line(x, box.top - 5.0, x, box.top);
-        canvas.text(x, box.top - 13.0, text, fontSize, Canvas::Anchor::middle);
+        canvas.text(x, box.top - 13.0, text, textSize, Canvas::Anchor::middle);
         freeFrom = x + half;
     }
-    canvas.text(box.left - 24.0, box.top - 13.0, style.axisTitle, fontSize, Canvas::Anchor::right);
+    canvas.text(box.left - 24.0, box.top - 13.0, style.axisTitle, textSize, Canvas::Anchor::right);
     if (!style.separatesRecords) return;
     freeFrom = -1e9;
     for (std::size_t t = 0; t < traces.size(); ++t) {
@@ -68,8 +67,8 @@ void drawTraceAxis(Canvas& canvas, const std::vector<SectionTrace>& traces, cons
         const std::string text = fmt::format("record {}", traces[t].record);
         const double left = places.middle[t] - 0.5 * places.stripWidth;
         if (left < freeFrom) continue;
-        canvas.text(left, box.top - 31.0, text, fontSize, Canvas::Anchor::left);
-        freeFrom = left + canvas.textWidth(text, fontSize) + 8.0;
+        canvas.text(left, box.top - 31.0, text, textSize, Canvas::Anchor::left);
+        freeFrom = left + canvas.textWidth(text, textSize) + 8.0;
     }
 }
 
@@ -194,8 +193,8 @@ void drawPicks(Canvas& canvas, const std::vector<SectionTrace>& traces, const Pl
         canvas.setColor(pickColor(set));
         canvas.line(x, y, x + 18.0, y);
         canvas.setColor({});
-        canvas.text(x + 23.0, y, style.pickNames[set], fontSize, Canvas::Anchor::left);
-        x += 40.0 + canvas.textWidth(style.pickNames[set], fontSize);
+        canvas.text(x + 23.0, y, style.pickNames[set], textSize, Canvas::Anchor::left);
+        x += 40.0 + canvas.textWidth(style.pickNames[set], textSize);
     }
 }
 
@@ -230,19 +229,14 @@ void drawSection(Canvas& canvas, const Box& box, const std::vector<SectionTrace>
     const Axis time = {style.fromMs, style.toMs, box.top, box.bottom()};
     const Places places = placeTraces(traces, box, style);
     const std::vector<double> clips = clipsOf(traces, style);
-    cairo_save(canvas.pen());
-    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
-    cairo_clip(canvas.pen());
-    if (style.style == Style::wiggle) drawWiggles(canvas, traces, places, clips, time, style);
-    else drawDensity(canvas, traces, places, clips, box, time, style);
-    cairo_restore(canvas.pen());
+    canvas.inside(box, [&] {
+        if (style.style == Style::wiggle) drawWiggles(canvas, traces, places, clips, time, style);
+        else drawDensity(canvas, traces, places, clips, box, time, style);
+    });
     if (style.hasTimeAxis) drawTimeAxis(canvas, box, time);
     drawTraceAxis(canvas, traces, box, places, style);
     drawPicks(canvas, traces, places, box, time, style);
-    canvas.setColor({});
-    cairo_set_line_width(canvas.pen(), 1.0);
-    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
-    cairo_stroke(canvas.pen());
+    canvas.frame(box);
     canvas.text(box.left, box.top - titleHeight, style.title, titleSize, Canvas::Anchor::left);
 }
 

@@ -127,28 +127,27 @@ Graph residualGraph(const std::vector<Branch>& branches) {
 
 }
 
-void drawBranches(GraphPicture& picture, const std::string& title, const std::vector<Branch>& branches,
-                  const Settings& settings) {
+void drawBranches(Canvas& canvas, const std::string& title, const std::vector<Branch>& branches, const Settings& settings) {
     const std::vector<Branches> all = byRecord(branches), shown = thinned(all);
     const std::string many =
         shown.size() < all.size() ? fmt::format(": {} of {} records, and the results of all", shown.size(), all.size()) : "";
-    picture.heading(title + many,
-                    {fittedPicks(), rejectedPicks(), otherPicks(), robustLine(), leastSquaresLine(), directLine()});
-    const Box room = picture.room();
+    drawHeading(canvas, title + many,
+                {fittedPicks(), rejectedPicks(), otherPicks(), robustLine(), leastSquaresLine(), directLine()});
+    const Box room = roomForGraphs(canvas);
     const Box above = {room.left, room.top, room.width, recordsShare * room.height};
     const Box below = {room.left, above.bottom(), room.width, room.height - above.height};
     const int count = static_cast<int>(shown.size());
     const int rows = count <= 3 ? 1 : count <= 8 ? 2 : 3, columns = (count + rows - 1) / rows;
     for (int k = 0; k < count; ++k)
-        picture.draw(tile(above, columns, rows, k % columns, k / columns),
-                     graphOf(shown[static_cast<std::size_t>(k)], settings));
+        drawGraph(canvas, tile(above, columns, rows, k % columns, k / columns),
+                  graphOf(shown[static_cast<std::size_t>(k)], settings));
     const auto velocity = [](const Fit& fit) { return fit.robust.velocity; };
     const auto velocityError = [](const Fit& fit) { return fit.velocityError; };
     const auto intercept = [](const Fit& fit) { return fit.robust.interceptMs; };
     const auto interceptError = [](const Fit& fit) { return fit.interceptErrorMs; };
-    picture.draw(tile(below, 3, 1, 0, 0), overview(branches, "velocity, m/s", velocity, velocityError));
-    picture.draw(tile(below, 3, 1, 1, 0), overview(branches, "intercept, ms", intercept, interceptError));
-    picture.draw(tile(below, 3, 1, 2, 0), residualGraph(branches));
+    drawGraph(canvas, tile(below, 3, 1, 0, 0), overview(branches, "velocity, m/s", velocity, velocityError));
+    drawGraph(canvas, tile(below, 3, 1, 1, 0), overview(branches, "intercept, ms", intercept, interceptError));
+    drawGraph(canvas, tile(below, 3, 1, 2, 0), residualGraph(branches));
 }
 
 }

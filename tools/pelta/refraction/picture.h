@@ -11,7 +11,7 @@ namespace pelta::refraction {
 
 /* Draws times against offset with the fitted lines, record by record (some, evenly chosen, where there are many), and below
  * them the velocities and intercepts of all records. */
-void drawBranches(pictures::GraphPicture& picture, const std::string& title, const std::vector<Branch>& branches,
+void drawBranches(pictures::Canvas& canvas, const std::string& title, const std::vector<Branch>& branches,
                   const Settings& settings);
 
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "pictures/overlay.h"
-#include "pictures/picturefile.h"
 #include "pictures/raster.h"
 
 namespace pelta::velocity {
@@ -11,9 +10,8 @@ namespace {
 
 using namespace pictures;
 
-constexpr double titleSize = 14.0;
 constexpr double left = 90.0, right = 110.0, top = 64.0, bottom = 56.0; /* around the box */
-constexpr double scaleGap = 14.0, scaleWidth = 14.0;
+constexpr double scaleGap = 14.0;
 constexpr double sideWidth = 0.9;
 constexpr Color veil = {1.0, 1.0, 1.0, 0.55}, hullColor = overOrange, pointColor = overRed;
 constexpr Color sideColor = {1.0, 1.0, 1.0, 0.9};
@@ -22,47 +20,28 @@ constexpr Color sideColor = {1.0, 1.0, 1.0, 0.9};
 struct Plot {
     Canvas& canvas;
     Box box;
-    Axis across, down;
+    MapAxes axes;
 
-    double x(double value) const { return across.place(value); }
-    double y(double value) const { return down.place(value); }
+    double x(double value) const { return axes.across.place(value); }
+    double y(double value) const { return axes.down.place(value); }
 };
 
+Plot plotOf(Canvas& canvas, const Box& box, const Grid& grid) { return {canvas, box, axesOf(grid, box)}; }
+
 Box roomOf(const Canvas& canvas) { return {left, top, canvas.width() - left - right, canvas.height() - top - bottom}; }
-
-/* A box of the map's own shape. */
-Box mapBox(const Box& room, double width, double height) {
-    const double scale = std::min(room.width / width, room.height / height);
-    return {room.left, room.top, scale * width, scale * height};
-}
-
-/* Calls draw with the pen kept inside the box. */
-template <class Draw>
-void clipped(const Plot& plot, const Draw& draw) {
-    cairo_t* pen = plot.canvas.pen();
-    cairo_save(pen);
-    cairo_rectangle(pen, plot.box.left, plot.box.top, plot.box.width, plot.box.height);
-    cairo_clip(pen);
-    draw();
-    cairo_restore(pen);
-}
 
 /* Title, legend and colour scale. */
 void drawAround(const Plot& plot, const Raster& raster, const std::string& title) {
     Canvas& canvas = plot.canvas;
     const Box& box = plot.box;
-    canvas.setColor({});
-    cairo_set_line_width(canvas.pen(), 1.0);
-    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
-    cairo_stroke(canvas.pen());
+    canvas.frame(box);
     canvas.text(box.left, 18.0, title, titleSize, Canvas::Anchor::left);
     double x = box.left;
     const double y = 44.0;
     x = drawKey(canvas, x, y, pointColor, "functions", true);
     x = drawKey(canvas, x, y, sideColor, "triangles", false);
     drawKey(canvas, x, y, hullColor, "hull; pale: continued beyond it", false);
-    drawScaleBar(canvas, {box.right() + scaleGap, box.top, scaleWidth, box.height}, raster.lowest, raster.highest,
-                 "velocity, m/s");
+    drawScaleBar(canvas, scaleBeside(box, scaleGap), raster.lowest, raster.highest, "velocity, m/s");
 }
 
 void addPolygon(const Plot& plot, const std::vector<Place>& corners) {
@@ -170,57 +149,35 @@ void drawPairs(const Plot& plot, const Section& section) {
 
 }
 
-struct CutPicture::Inside : PictureFile {
-    using PictureFile::PictureFile;
-};
-
-CutPicture::CutPicture(const std::string& name, int width, int height, bool overwrite)
-    : _inside(std::make_unique<Inside>(name, width, height, overwrite)) {}
-
-CutPicture::~CutPicture() = default;
-
-void CutPicture::draw(const TimeSlice& slice, const Field& field, const std::string& title) {
+void drawCut(Canvas& canvas, const TimeSlice& slice, const Field& field, const std::string& title) {
     const Grid& grid = slice.grid;
-    const double width = static_cast<double>(grid.columns - 1) * grid.columnSpacing;
-    const double height = static_cast<double>(grid.rows - 1) * grid.rowSpacing;
-    const Box box = mapBox(roomOf(_inside->canvas), width, height);
-    const Plot plot = {_inside->canvas,
-                       box,
-                       {grid.left, grid.left + width, box.left, box.right()},
-                       {grid.top, grid.top - height, box.top, box.bottom()}};
+    const double shape = (grid.right() - grid.left) / (grid.top - grid.bottom());
+    const Plot plot = plotOf(canvas, boxOfShape(roomOf(canvas), shape), grid);
     const Raster raster = rasterOf(grid);
-    drawRaster(plot.canvas, box, plot.across, plot.down, raster);
-    clipped(plot, [&] {
+    drawRaster(canvas, plot.box, plot.axes.across, plot.axes.down, raster);
+    canvas.inside(plot.box, [&] {
         drawVeil(plot, slice);
         drawMesh(plot, field);
     });
-    drawLeftAxis(plot.canvas, box, plot.down, "y");
-    drawBottomAxis(plot.canvas, box, plot.across, "x");
+    drawLeftAxis(canvas, plot.box, plot.axes.down, "y");
+    drawBottomAxis(canvas, plot.box, plot.axes.across, "x");
     drawAround(plot, raster, title);
-    _inside->canvas.write(_inside->file);
 }
 
-void CutPicture::draw(const Section& section, const std::string& title) {
+void drawCut(Canvas& canvas, const Section& section, const std::string& title) {
     const Grid& grid = section.grid;
-    const Box box = roomOf(_inside->canvas);
-    const double last = grid.left + static_cast<double>(grid.columns - 1) * grid.columnSpacing;
-    const double lastY = grid.top - static_cast<double>(grid.rows - 1) * grid.rowSpacing;
-    const Plot plot = {
-        _inside->canvas, box, {grid.left, last, box.left, box.right()}, {grid.top, lastY, box.top, box.bottom()}};
+    const Plot plot = plotOf(canvas, roomOf(canvas), grid);
     const Raster raster = rasterOf(grid);
-    drawRaster(plot.canvas, box, plot.across, plot.down, raster);
-    clipped(plot, [&] {
+    drawRaster(canvas, plot.box, plot.axes.across, plot.axes.down, raster);
+    canvas.inside(plot.box, [&] {
         drawVeil(plot, section);
         drawCrossings(plot, section, false);
         drawCrossings(plot, section, true);
         drawPairs(plot, section);
     });
-    drawTimeAxis(plot.canvas, box, {-grid.top, -lastY, box.top, box.bottom()});
-    drawBottomAxis(plot.canvas, box, plot.across, section.path.axisTitle);
+    drawTimeAxis(canvas, plot.box, {-grid.top, -grid.bottom(), plot.box.top, plot.box.bottom()});
+    drawBottomAxis(canvas, plot.box, plot.axes.across, section.path.axisTitle);
     drawAround(plot, raster, title);
-    _inside->canvas.write(_inside->file);
 }
-
-void CutPicture::commit() { _inside->file.commit(); }
 
 }

@@ -92,22 +92,23 @@ Graph timeGraph(const std::string& title, std::vector<Series> series) {
 
 }
 
-void drawDesign(GraphPicture& picture, const Design& design) {
+void drawDesign(Canvas& canvas, const Design& design) {
     const double interval = design.settings.intervalMs, middle = -design.zero.origin * interval;
-    picture.heading(fmt::format("Ricker wavelet of {:g} Hz: {} samples at {:g} ms", design.settings.frequencyHz,
-                                design.settings.length, interval));
-    const Box room = picture.room();
-    picture.draw(tile(room, 3, 2, 0, 0), waveletGraph(design));
-    picture.draw(tile(room, 3, 2, 1, 0), amplitudeGraph(design));
-    picture.draw(tile(room, 3, 2, 2, 0), phaseGraph(design));
-    picture.draw(tile(room, 3, 2, 0, 1),
-                 timeGraph("before the filter", {curve("minimum phase", design.minimum.samples, 0.0, interval, blue)}));
+    drawHeading(canvas, fmt::format("Ricker wavelet of {:g} Hz: {} samples at {:g} ms", design.settings.frequencyHz,
+                                    design.settings.length, interval));
+    const Box room = roomForGraphs(canvas);
+    drawGraph(canvas, tile(room, 3, 2, 0, 0), waveletGraph(design));
+    drawGraph(canvas, tile(room, 3, 2, 1, 0), amplitudeGraph(design));
+    drawGraph(canvas, tile(room, 3, 2, 2, 0), phaseGraph(design));
+    drawGraph(canvas, tile(room, 3, 2, 0, 1),
+              timeGraph("before the filter", {curve("minimum phase", design.minimum.samples, 0.0, interval, blue)}));
     Series filter = curve("shaping filter", design.filter, middle, interval, green, Stroke::none);
     filter.mark = Mark::bar;
-    picture.draw(tile(room, 3, 2, 1, 1), timeGraph("the filter", {filter}));
-    picture.draw(tile(room, 3, 2, 2, 1), timeGraph(fmt::format("behind it: {:.3g} % of the energy is off", design.errorPercent),
-                                                   {curve("filtered", design.filtered, middle, interval, blue),
-                                                    curve("wanted", design.wanted, middle, interval, black, Stroke::dashed)}));
+    drawGraph(canvas, tile(room, 3, 2, 1, 1), timeGraph("the filter", {filter}));
+    drawGraph(canvas, tile(room, 3, 2, 2, 1),
+              timeGraph(fmt::format("behind it: {:.3g} % of the energy is off", design.errorPercent),
+                        {curve("filtered", design.filtered, middle, interval, blue),
+                         curve("wanted", design.wanted, middle, interval, black, Stroke::dashed)}));
 }
 
 }

@@ -7,7 +7,7 @@
 namespace pelta::wavelets {
 
 /* Draws the wavelets and their spectra, and below them the shaping filter at work. */
-void drawDesign(pictures::GraphPicture& picture, const Design& design);
+void drawDesign(pictures::Canvas& canvas, const Design& design);
 
 }
 

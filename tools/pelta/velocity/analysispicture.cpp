@@ -1,10 +1,9 @@
-#include "velocity/picture.h"
+#include "velocity/analysispicture.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "pictures/overlay.h"
-#include "pictures/picturefile.h"
 #include "pictures/raster.h"
 #include "pictures/section.h"
 
@@ -13,15 +12,14 @@ namespace {
 
 using namespace pictures;
 
-constexpr double fontSize = 11.0, titleSize = 14.0;
 constexpr double left = 70.0, right = 20.0, top = 76.0, bottom = 44.0; /* around everything */
 constexpr double gap = 26.0;                                           /* between the boxes */
-constexpr double scaleRoom = 84.0, scaleWidth = 14.0;                  /* of the colour scale beside the panel */
+constexpr double scaleGap = 12.0, scaleRoom = 84.0;                    /* of the colour scale beside the panel */
 constexpr double gatherShare = 0.27;                                   /* of the width, for each of the two gathers */
 constexpr Color pickedColor = overWhite, intervalColor = overOrange, truthColor = overRed;
 
 struct Boxes {
-    Box gather, panel, scale, corrected;
+    Box gather, panel, corrected;
 };
 
 Boxes placeBoxes(const Canvas& canvas) {
@@ -31,7 +29,6 @@ Boxes placeBoxes(const Canvas& canvas) {
     Boxes boxes;
     boxes.gather = {left, top, gatherWidth, height};
     boxes.panel = {boxes.gather.right() + gap, top, panelWidth, height};
-    boxes.scale = {boxes.panel.right() + 12.0, top, scaleWidth, height};
     boxes.corrected = {boxes.panel.right() + scaleRoom + gap, top, gatherWidth, height};
     return boxes;
 }
@@ -59,7 +56,7 @@ void drawGather(Canvas& canvas, const Box& box, const Gather& gather, const std:
     style.hasTimeAxis = hasTimeAxis;
     drawSection(canvas, box, tracesOf(gather), style);
     canvas.setColor({});
-    canvas.text(box.left, box.top - 33.0, title, fontSize, Canvas::Anchor::left);
+    canvas.text(box.left, box.top - 33.0, title, textSize, Canvas::Anchor::left);
 }
 
 Raster rasterOf(const Panel& panel) {
@@ -104,28 +101,22 @@ void drawTruth(Canvas& canvas, const TimeFunction& truth, const Axis& across, co
     strokeOver(canvas, truthColor, overThinWidth);
 }
 
-void drawPanel(Canvas& canvas, const Boxes& boxes, const Analysis& analysis) {
-    const Box& box = boxes.panel;
+void drawPanel(Canvas& canvas, const Box& box, const Analysis& analysis) {
     const Panel& panel = analysis.panel;
     const Axis across = {panel.fan.from, panel.fan.to, box.left, box.right()};
     const Axis down = {0.0, lastTimeMs(panel), box.top, box.bottom()};
     const Raster raster = rasterOf(panel);
     drawRaster(canvas, box, across, down, raster);
-    cairo_save(canvas.pen());
-    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
-    cairo_clip(canvas.pen());
-    cairo_set_line_join(canvas.pen(), CAIRO_LINE_JOIN_ROUND);
-    drawIntervalVelocities(canvas, analysis.picks, across, down);
-    drawPicked(canvas, analysis.picks, across, down);
-    if (analysis.truth) drawTruth(canvas, *analysis.truth, across, down);
-    cairo_restore(canvas.pen());
-    canvas.setColor({});
-    cairo_set_line_width(canvas.pen(), 1.0);
-    cairo_rectangle(canvas.pen(), box.left, box.top, box.width, box.height);
-    cairo_stroke(canvas.pen());
+    canvas.inside(box, [&] {
+        cairo_set_line_join(canvas.pen(), CAIRO_LINE_JOIN_ROUND);
+        drawIntervalVelocities(canvas, analysis.picks, across, down);
+        drawPicked(canvas, analysis.picks, across, down);
+        if (analysis.truth) drawTruth(canvas, *analysis.truth, across, down);
+    });
+    canvas.frame(box);
     drawTopAxis(canvas, box, across);
-    canvas.text(box.left, box.top - 33.0, "semblance over velocity, m/s", fontSize, Canvas::Anchor::left);
-    drawScaleBar(canvas, boxes.scale, raster.lowest, raster.highest, "semblance");
+    canvas.text(box.left, box.top - 33.0, "semblance over velocity, m/s", textSize, Canvas::Anchor::left);
+    drawScaleBar(canvas, scaleBeside(box, scaleGap), raster.lowest, raster.highest, "semblance");
     double x = box.left;
     const double y = box.bottom() + 20.0;
     x = drawKey(canvas, x, y, pickedColor, "picked", false);
@@ -135,27 +126,14 @@ void drawPanel(Canvas& canvas, const Boxes& boxes, const Analysis& analysis) {
 
 }
 
-struct AnalysisPicture::Inside : PictureFile {
-    using PictureFile::PictureFile;
-};
-
-AnalysisPicture::AnalysisPicture(const std::string& name, int width, int height, bool overwrite)
-    : _inside(std::make_unique<Inside>(name, width, height, overwrite)) {}
-
-AnalysisPicture::~AnalysisPicture() = default;
-
-void AnalysisPicture::draw(const Analysis& analysis) {
-    Canvas& canvas = _inside->canvas;
+void drawAnalysis(Canvas& canvas, const Analysis& analysis) {
     const Boxes boxes = placeBoxes(canvas);
     const Gather corrected = correctedGather(analysis.gather, functionOf(analysis.picks), analysis.stretch);
     drawGather(canvas, boxes.gather, analysis.gather, "gather by offset, m", true);
-    drawPanel(canvas, boxes, analysis);
+    drawPanel(canvas, boxes.panel, analysis);
     drawGather(canvas, boxes.corrected, corrected, "after moveout with the picks", false);
     canvas.setColor({});
     canvas.text(boxes.gather.left, 22.0, analysis.title, titleSize, Canvas::Anchor::left);
-    canvas.write(_inside->file);
 }
-
-void AnalysisPicture::commit() { _inside->file.commit(); }
 
 }
