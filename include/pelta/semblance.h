@@ -38,7 +38,7 @@ PELTA_API void equalizeSemblance(double* sum, double* sumh, double* sqrd, double
 
 /* Writes the semblance: the window's energy of the stack over nfold times the window's energy of the traces; 0 where there is
  * none.
- *   sumh     becomes the energy of the stack, sum^2 + sumh^2
+ *   sumh     becomes the energy of the stack, sum^2 + sumh^2; sum and sqrd are kept
  *   nfold    number of traces, or foldmax
  *   nwin     window in samples; an even one grows by 1, below 2 means no window. The trace is mirrored at its ends. Windows
  *            longer than the trace become as long as the trace allows

@@ -25,7 +25,8 @@ PELTA_BEGIN_C
 /* Writes a Ricker wavelet: (1 - 2 b^2) exp(-b^2) times amp, b = pi freq (t - tdelay).
  *   tdelay  time of the peak, s       dt  sample interval, s       freq  peak frequency, Hz
  *   num     samples in wave           amp  amplitude of the peak
- *   wave    [num] receives the samples within 1.5 / freq of the peak, less the last of them; the others are left alone
+ *   wave    [num] receives the samples c - h up to, not including, c + h, with c = tdelay / dt + 0.5 and h = 1.5 / dt / freq + 1,
+ *           both formed in single precision and truncated; the others are left alone, and so is sample num - 1
  * N. Ricker, The form and laws of propagation of seismic wavelets, Geophysics 18 (1953). */
 PELTA_API void ricker(float tdelay, float dt, float freq, int num, float amp, float* wave);
 
@@ -36,8 +37,9 @@ PELTA_API void ricker(float tdelay, float dt, float freq, int num, float amp, fl
  * product of dt and freq is 0, infinite or no number; at most 2147483647. */
 PELTA_API int rickerLength(float dt, float freq, float amp);
 
-/* Writes a sine wave. Always 0.
- *   wave        [nsamp]
+/* Writes a sine wave, amp sin(2 pi (i + ilag) / resolution), its angle added up in double precision. Always 0.
+ *   wave        [nsamp] receives the samples i = 0, 1, ..
+ *   amp         amplitude
  *   resolution  samples a period; 0 gives NaNs
  *   ilag        samples by which the wave is advanced */
 PELTA_API int peltaSineWave(float* wave, int nsamp, float amp, int resolution, int ilag);

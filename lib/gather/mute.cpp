@@ -11,27 +11,27 @@ void setEntry(float* header, int entry, float value) {
 }
 
 /* 0 where there is none. */
-int firstLiveSample(const float* trace, int num) {
-    for (int i = 1; i < num; ++i)
+int firstLiveSample(const float* trace, int sampleCount) {
+    for (int i = 1; i < sampleCount; ++i)
         if (trace[i] != 0.0f) return i;
     return 0;
 }
 
-int lastLiveSample(const float* trace, int num) {
-    for (int i = num - 2; i > 0; --i)
+int lastLiveSample(const float* trace, int sampleCount) {
+    for (int i = sampleCount - 2; i > 0; --i)
         if (trace[i] != 0.0f) return i;
     return 0;
 }
 
 /* Returns where the taper ended. */
-int taperTop(float* trace, int num, int first, int itaperlen, const float* taper) {
-    const auto end = static_cast<int>(std::min<std::int64_t>(std::int64_t{first} + std::max(itaperlen, 0), num));
-    for (int i = first; i < end; ++i) trace[i] *= taper[itaperlen - 1 - (i - first)];
+int taperTop(float* trace, int sampleCount, int first, int taperLength, const float* taper) {
+    const auto end = static_cast<int>(std::min<std::int64_t>(std::int64_t{first} + std::max(taperLength, 0), sampleCount));
+    for (int i = first; i < end; ++i) trace[i] *= taper[taperLength - 1 - (i - first)];
     return end;
 }
 
-int taperBottom(float* trace, int last, int itaperlen, const float* taper) {
-    const int lower = std::max(last - std::max(itaperlen, 0), 0);
+int taperBottom(float* trace, int last, int taperLength, const float* taper) {
+    const int lower = std::max(last - std::max(taperLength, 0), 0);
     for (int i = last; i > lower; --i) trace[i] *= taper[last - i];
     return lower;
 }

@@ -79,8 +79,8 @@ PELTA_VECTORIZE int fillConvertedWave(const Moveout& moveout, const float* veloc
     return fillPositions<Formula::convertedWave>(moveout, velocity, nullptr, first, last, positions);
 }
 
-int fill(const NormalMoveout& settings, const Moveout& moveout, const float* velocity, const float* fourthOrder, int first,
-         int last, float* positions) {
+int fillByFormula(const NormalMoveout& settings, const Moveout& moveout, const float* velocity, const float* fourthOrder,
+                  int first, int last, float* positions) {
     if (settings._isConvertedWave) return fillConvertedWave(moveout, velocity, first, last, positions);
     if (settings._4thorder) return fillFourthOrder(moveout, velocity, fourthOrder, first, last, positions);
     return fillHyperbola(moveout, velocity, first, last, positions);
@@ -194,7 +194,7 @@ int NormalMoveout::applyNMO(float* trace, float* velocity, float* forth, int nsa
     // Kept on purpose: the start time is in the arrival times and is not taken off the positions, so that the trace is read as
     // if it began at time 0.
     const int first = std::max(istrt, 0), last = std::min(iend, sampleCount);
-    _sampleAtStretch = fill(*this, moveoutOf(*this, t0, offset), velocity, forth, first, last, _tempSamp);
+    _sampleAtStretch = fillByFormula(*this, moveoutOf(*this, t0, offset), velocity, forth, first, last, _tempSamp);
     if (_sampleAtStretch < sampleCount)
         interpolate(*this, sampleCount, _sampleAtStretch, sampleCount - _sampleAtStretch, trace);
     return 0;
@@ -209,7 +209,7 @@ int NormalMoveout::applyBlockNMO(float* trace, float* velocity, float* forth, in
     const std::int64_t centreSample = istrt + halfLength;
     const bool isInside = centreSample >= 0 && centreSample < sampleCount;
     const int centre = isInside ? static_cast<int>(centreSample) : 0;
-    if (!isInside || fill(*this, moveoutOf(*this, t0, offset), velocity, forth, centre, centre + 1, _tempSamp) > 0) {
+    if (!isInside || fillByFormula(*this, moveoutOf(*this, t0, offset), velocity, forth, centre, centre + 1, _tempSamp) > 0) {
         std::fill_n(trace, sampleCount, 0.0f);
         return 0;
     }
@@ -224,7 +224,7 @@ int NormalMoveout::unApplyNMO(float* trace, float* velocity, float* forth, int n
     const int sampleCount = workableCount(*this, nsamp);
     if (sampleCount <= 0) return 0;
     std::copy_n(_tempSampCopy, sampleCount, _tempSamp);
-    fill(*this, moveoutOf(*this, t0, offset), velocity, forth, 1, sampleCount, _tempTrc);
+    fillByFormula(*this, moveoutOf(*this, t0, offset), velocity, forth, 1, sampleCount, _tempTrc);
     // Kept on purpose: sample 0 is taken at x/v whatever the start time, the formula and the halving.
     _tempTrc[0] = std::fabs(offset) / velocity[0] / _srate;
     for (int i = 0; i < sampleCount; ++i) _tempTrc[i] += 1.0f;

@@ -11,13 +11,13 @@ float atConstantVelocity(float velocity, float oneWayTime, float halfOffsetSquar
     return halfOffsetSquared / (depth * depth + halfOffsetSquared);
 }
 
-/* The ray is an arc of a circle. */
-float atGradient(float gradient, float vzero, float oneWayTime, float offset, float halfOffsetSquared) {
+/* The ray is an arc of a circle about a point at the height where the velocity would be 0. */
+float atGradient(float gradient, float surfaceVelocity, float oneWayTime, float offset, float halfOffsetSquared) {
     const float inverse = 1.0f / gradient;
-    const float depth = (std::exp(oneWayTime * gradient) - 1.0f) * inverse * vzero;
-    const double surface = static_cast<double>(vzero) * inverse;
-    const double sine = (surface + depth) * offset;
-    const double cosine = depth * (2.0 * surface + depth) - halfOffsetSquared;
+    const float depth = (std::exp(oneWayTime * gradient) - 1.0f) * inverse * surfaceVelocity;
+    const double centreHeight = static_cast<double>(surfaceVelocity) * inverse;
+    const double sine = (centreHeight + depth) * offset;
+    const double cosine = depth * (2.0 * centreHeight + depth) - halfOffsetSquared;
     return static_cast<float>(sine * sine / (cosine * cosine + sine * sine));
 }
 

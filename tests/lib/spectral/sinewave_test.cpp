@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(SineWave, AQuarterPeriodLateIsACosine) {
+TEST(SineWave, AdvancedByAQuarterPeriodIsACosine) {
     std::vector<float> wave(9, 5.0f);
     EXPECT_EQ(peltaSineWave(wave.data(), 8, 3.0f, 4, 1), 0);
     const float expected[] = {3, 0, -3, 0, 3, 0, -3, 0};
