@@ -39,22 +39,34 @@ char* freshText() {
     return text.data();
 }
 
-std::vector<float> peltaList() {
-    float* values = nullptr;
+float toFloat(const char* token) { return std::strtof(token, nullptr); }
+int toInteger(const char* token) { return static_cast<int>(std::strtol(token, nullptr, 10)); }
+
+template <class Value>
+std::vector<Value> parsedList(void (*parse)(char*, Value**, int*)) {
+    Value* values = nullptr;
     int count = 0;
-    peltaParseFloat(freshText(), &values, &count);
-    std::vector<float> list(values, values + count);
+    parse(freshText(), &values, &count);
+    std::vector<Value> list(values, values + count);
     std::free(values);
     return list;
 }
 
-std::vector<float> tokenizedList() {
-    std::vector<float> list;
+template <class Value>
+std::vector<Value> tokenizedList(Value (*convert)(const char*)) {
+    std::vector<Value> list;
     char* state = nullptr;
     for (char* token = strtok_r(freshText(), " ,\t\r\n", &state); token; token = strtok_r(nullptr, " ,\t\r\n", &state))
-        list.push_back(std::strtof(token, nullptr));
+        list.push_back(convert(token));
     return list;
 }
+
+std::vector<float> peltaFloats() { return parsedList(peltaParseFloat); }
+std::vector<float> tokenizedFloats() { return tokenizedList(toFloat); }
+
+/* The same digits as whole numbers: the full stop ends a number for neither, and what follows it is ignored. */
+std::vector<int> peltaIntegers() { return parsedList(peltaParseInt); }
+std::vector<int> tokenizedIntegers() { return tokenizedList(toInteger); }
 
 std::vector<float> fromCharsList() {
     std::vector<float> list;
@@ -66,23 +78,6 @@ std::vector<float> fromCharsList() {
         list.push_back(value);
         while (text < end && *text == ' ') ++text;
     }
-    return list;
-}
-
-/* The same digits as whole numbers: the full stop ends a number for neither, and what follows it is ignored. */
-std::vector<int> peltaIntegers() {
-    int *values = nullptr, count = 0;
-    peltaParseInt(freshText(), &values, &count);
-    std::vector<int> list(values, values + count);
-    std::free(values);
-    return list;
-}
-
-std::vector<int> tokenizedIntegers() {
-    std::vector<int> list;
-    char* state = nullptr;
-    for (char* token = strtok_r(freshText(), " ,\t\r\n", &state); token; token = strtok_r(nullptr, " ,\t\r\n", &state))
-        list.push_back(static_cast<int>(std::strtol(token, nullptr, 10)));
     return list;
 }
 
@@ -183,8 +178,8 @@ void addInterpolation(const std::string& routine, Interpolation interpolate) {
 }
 
 void checkAnswers() {
-    const std::vector<float> list = peltaList();
-    bool same = list.size() == numberCount && list == tokenizedList() && list == fromCharsList() && list == peltaGroups() &&
+    const std::vector<float> list = peltaFloats();
+    bool same = list.size() == numberCount && list == tokenizedFloats() && list == fromCharsList() && list == peltaGroups() &&
                 peltaIntegers() == tokenizedIntegers();
     const int inside = pointsInside(plainCrossings, vertexCount);
     same = same && inside > pointCount / 3 && pointsInside(peltaPnPolygon, vertexCount) == inside &&
@@ -199,11 +194,11 @@ void checkAnswers() {
 
 const bool registered = [] {
     checkAnswers();
-    addList("peltaParseFloat", "pelta", peltaList);
-    addList("peltaParseFloat", "strtok_r and strtof", tokenizedList);
+    addList("peltaParseFloat", "pelta", peltaFloats);
+    addList("peltaParseFloat", "strtok_r and strtof", tokenizedFloats);
     addList("peltaParseFloat", "std::from_chars", fromCharsList);
     addList("peltaParseFloat2", "pelta", peltaGroups);
-    addList("peltaParseFloat2", "strtok_r and strtof", tokenizedList);
+    addList("peltaParseFloat2", "strtok_r and strtof", tokenizedFloats);
     addList("peltaParseInt", "pelta", peltaIntegers);
     addList("peltaParseInt", "strtok_r and strtol", tokenizedIntegers);
     addPolygon("peltaPnPolygon", "pelta", peltaPnPolygon, vertexCount);

@@ -64,49 +64,45 @@ void copyThereAndBack(benchmark::State& state, int n) {
 }
 
 constexpr float interval = 0.002f, peakFrequency = 30.0f;
+constexpr int samplesAPeriod = 40;
 
-void rickerByPelta(benchmark::State& state, int n) {
+/* Times write(wave), which has to put a crest of 1 at the sample given. */
+template <class Write>
+void timeWave(benchmark::State& state, int n, int crest, Write write) {
     std::vector<float> wave(n);
     for (auto _ : state) {
-        ricker(interval * static_cast<float>(n / 2), interval, peakFrequency, n, 1.0f, wave.data());
+        write(wave);
         benchmark::ClobberMemory();
     }
-    if (std::fabs(wave[n / 2] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
+    if (std::fabs(wave[crest] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
     state.SetItemsProcessed(state.iterations() * n);
+}
+
+void rickerByPelta(benchmark::State& state, int n) {
+    timeWave(state, n, n / 2, [n](std::vector<float>& wave) {
+        ricker(interval * static_cast<float>(n / 2), interval, peakFrequency, n, 1.0f, wave.data());
+    });
 }
 
 /* All samples, as who has no bounds for the wavelet writes them. */
 void rickerByFormula(benchmark::State& state, int n) {
-    std::vector<float> wave(n);
-    for (auto _ : state) {
+    timeWave(state, n, n / 2, [n](std::vector<float>& wave) {
         for (int i = 0; i < n; ++i) {
             const float b = static_cast<float>(M_PI) * peakFrequency * interval * static_cast<float>(i - n / 2);
             wave[i] = (1.0f - 2.0f * b * b) * std::exp(-b * b);
         }
-        benchmark::ClobberMemory();
-    }
-    if (std::fabs(wave[n / 2] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
-    state.SetItemsProcessed(state.iterations() * n);
+    });
 }
 
 void sineByPelta(benchmark::State& state, int n) {
-    std::vector<float> wave(n);
-    for (auto _ : state) {
-        peltaSineWave(wave.data(), n, 1.0f, 40, 0);
-        benchmark::ClobberMemory();
-    }
-    if (std::fabs(wave[10] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
-    state.SetItemsProcessed(state.iterations() * n);
+    timeWave(state, n, samplesAPeriod / 4,
+             [n](std::vector<float>& wave) { peltaSineWave(wave.data(), n, 1.0f, samplesAPeriod, 0); });
 }
 
 void sineByFormula(benchmark::State& state, int n) {
-    std::vector<float> wave(n);
-    for (auto _ : state) {
-        for (int i = 0; i < n; ++i) wave[i] = std::sin(static_cast<float>(2.0 * M_PI / 40.0) * static_cast<float>(i));
-        benchmark::ClobberMemory();
-    }
-    if (std::fabs(wave[10] - 1.0f) > 1e-4f) state.SkipWithError("the crest is wrong");
-    state.SetItemsProcessed(state.iterations() * n);
+    timeWave(state, n, samplesAPeriod / 4, [n](std::vector<float>& wave) {
+        for (int i = 0; i < n; ++i) wave[i] = std::sin(static_cast<float>(2.0 * M_PI / samplesAPeriod) * static_cast<float>(i));
+    });
 }
 
 const bool registered = [] {
