@@ -10,7 +10,7 @@ void setEntry(float* header, int entry, float value) {
     if (entry >= 1) header[entry - 1] = value;
 }
 
-/* 0 where there is none. */
+/* 0 where there is none. Kept on purpose: the first sample of the trace and, below, the last one are never an edge. */
 int firstLiveSample(const float* trace, int sampleCount) {
     for (int i = 1; i < sampleCount; ++i)
         if (trace[i] != 0.0f) return i;
@@ -23,7 +23,7 @@ int lastLiveSample(const float* trace, int sampleCount) {
     return 0;
 }
 
-/* Returns where the taper ended. */
+/* Returns where the taper ended. Kept on purpose: here the edge sample gets the last multiplier, at the bottom the first. */
 int taperTop(float* trace, int sampleCount, int first, int taperLength, const float* taper) {
     const auto end = static_cast<int>(std::min<std::int64_t>(std::int64_t{first} + std::max(taperLength, 0), sampleCount));
     for (int i = first; i < end; ++i) trace[i] *= taper[taperLength - 1 - (i - first)];

@@ -227,6 +227,7 @@ void BandPassFilter::buildFilter(int lc, int lp, int hp, int hc) {
     _lp = lp;
     _hp = hp;
     _hc = hc;
+    // Kept on purpose: formed in single precision, in which the truncated Nyquist frequency of 4 ms is 124 Hz.
     const int nyquist = truncated(0.5f / (_sRate / 1000.0f));
     const float wanted = _isTime == 0 ? static_cast<float>(_nsample) * 1.3f : static_cast<float>(nyquist) * 4.0f / _sRate;
     _nfft = npfar(truncated(wanted));

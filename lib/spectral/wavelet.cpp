@@ -41,6 +41,7 @@ PELTA_VECTORIZE void synthesise(const float* averages, const float* differences,
 void Wavelet(float* data, int num, int direction, float* work) {
     if (num <= 0) return;
     if (direction > 0) {
+        // Kept on purpose: one sample less than the count.
         for (std::int64_t count = std::int64_t{num} - 1; count > 1; count /= 2) {
             analyse(data, count / 2, work);
             std::copy_n(work, count / 2, data + count / 2);

@@ -10,6 +10,9 @@
 
 namespace {
 
+/* Kept on purpose: with half the window's length, rounded down, the window of sample i runs from i - half up to, not including,
+ * i + half. An even one so reaches a sample further back than ahead, an odd one counts as the even one below it. */
+
 /* The means of a trace are made a group at a time, those of floats a stretch of groups at a time. */
 constexpr int groupLength = 32;
 constexpr int stretchLength = 512;
