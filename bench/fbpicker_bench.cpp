@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "figures.h"
+#include "support/plainpicker.h"
 #include "support/signals.h"
 
 /* First breaks on noisy traces at 2 ms with the arrival in the first third. Several traces are picked in turn, so that no branch
@@ -58,7 +59,7 @@ fbPickParm parametersFor(int ipmethod, int sampleCount, int searchMilliseconds) 
     return parm;
 }
 
-/* Times pick(trace), trace by trace; the picks have to lie within reach samples of the onset. */
+/* Times pick(trace), trace by trace; with a reach above 0 the picks have to lie within so many samples of the onset. */
 template <class Pick>
 void timePicks(benchmark::State& state, int sampleCount, int reach, Pick pick) {
     std::vector<std::vector<float>> traces = tracesWithOnset(sampleCount);
@@ -227,8 +228,20 @@ struct Picking {
     int operator()(const std::vector<float>& trace) { return picker.getPick(const_cast<float*>(trace.data()), 0.0f, 0); }
 };
 
+int plainPick(const fbPickParm& parm, const std::vector<float>& trace) {
+    switch (parm.ipmethod) {
+        case 1:
+            return plain::energyPick(parm, trace, interval, static_cast<int>(static_cast<float>(parm.winlen) / (2 * interval)));
+        case 2: return plain::deviationPick(parm, trace, interval);
+        case 3: return plain::autoregressivePick(parm, trace, interval, 0);
+        default: return plain::decompositionPick(parm, trace, interval, 0);
+    }
+}
+
 void addPelta(const std::string& routineAndCase, int ipmethod, int sampleCount, int searchMilliseconds, int reach) {
     const auto picking = std::make_shared<Picking>(ipmethod, sampleCount, searchMilliseconds);
+    const std::vector<float> first = tracesWithOnset(sampleCount)[0];
+    require((*picking)(first) == plainPick(picking->parm, first), routineAndCase.c_str());
     addPicks(routineAndCase, sampleCount, reach, [picking](const std::vector<float>& trace) { return (*picking)(trace); });
 }
 

@@ -8,6 +8,9 @@
 
 #include "picking/lanes.h"
 
+/* Symmetric matrices, packed by the rows of their lower triangles, factorised and solved: one, or those of several orders side by
+ * side. */
+
 namespace {
 
 /* Element (i, 0) of a packed lower triangle, i from 0. */

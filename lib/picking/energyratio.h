@@ -9,6 +9,8 @@
 #include "picking/samples.h"
 #include "vectorize.h"
 
+/* The energy ratio: the mean amplitude in a window behind a sample over that in a window before it. */
+
 namespace {
 
 constexpr float smallestStabilizer = 1e-30f;

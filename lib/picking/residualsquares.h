@@ -8,6 +8,8 @@
 #include "picking/lanes.h"
 #include "vectorize.h"
 
+/* Sums of squared residuals of prediction models: squared over lanes, added in order. */
+
 namespace {
 
 /* Targets in a row that one model predicts in one direction: step is -1 for predictors before the target, 1 for those behind. */

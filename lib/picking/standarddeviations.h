@@ -8,6 +8,8 @@
 #include "picking/samples.h"
 #include "vectorize.h"
 
+/* Standard deviations of the windows that slide along a trace. */
+
 namespace {
 
 using Singles = float __attribute__((vector_size(32)));
