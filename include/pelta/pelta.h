@@ -9,10 +9,11 @@
  * - A pick is a zero-based sample index, 0 meaning no pick.
  * - A count of zero or less does nothing. Arguments are not validated beyond what a declaration says.
  * - Pointer parameters carry no const: that is the published interface. What is only read is said to be kept.
- * - An int result is 0 for success unless a declaration says otherwise. Nothing throws, and messages go to standard output.
- * - Classes allocate their work arrays in the constructor and none per trace; an object belongs to one thread at a time.
- *   Flat functions may run in several threads on distinct arrays, but for bandPassFilter and applyBandPassFilter, which
- *   share one filter.
+ * - An int result is 0 for success, and messages go to standard output, unless a declaration says otherwise. Nothing throws.
+ * - Classes that work on traces allocate their work arrays when they are made and none per trace; where one could not be had, an
+ *   operation leaves its data alone. An object belongs to one thread at a time.
+ * - Flat functions may run in several threads on distinct arrays, but for bandPassFilter and applyBandPassFilter, which share one
+ *   filter, and for computeGMT1Surface and the GMT1 routines, which share SG.
  * - Each header opens with an example: the body of a function, behind includes of <pelta/pelta.h>, <pelta/host.h> and of what it
  *   takes from the C library. */
 

@@ -51,6 +51,7 @@ PELTA_INLINE void correlateBlocks(const float* trace, std::ptrdiff_t sampleCount
         const std::ptrdiff_t wholeCount = std::max<std::ptrdiff_t>(0, pairCount - Block::lagCount + 1);
         for (std::ptrdiff_t j = 0; j < wholeCount; ++j) block.add(trace[j], trace + lag + j);
 
+        // The last samples have partners at the first lags only, and nothing may be read behind the trace.
         float lastPartners[2 * Block::lagCount] = {};
         std::copy(trace + lag + wholeCount, trace + sampleCount, lastPartners);
         const int restCount = static_cast<int>(pairCount - wholeCount);
