@@ -9,43 +9,33 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "silence.h"
+#include "support/plainledger.h"
+#include "workfolder.h"
 
 /* The ledger: an update that is on disk when it returns, and the way through a ledger of 10 000 records. */
 
 namespace {
 
-constexpr std::size_t recordLength = 118;
 constexpr int recordCount = 10000;
 
-/* An install root on the disk of the working folder (the temporary one may lie in memory), with the ledger's folder. */
-class InstallRoot {
+/* An install root with the ledger's folder. */
+class InstallRoot : public WorkFolder {
   public:
     InstallRoot() {
-        if (!mkdtemp(name_) || std::system(("mkdir -p " + path("linux/lib")).c_str()) != 0) std::abort();
-        setenv("PELTA_HOME", name_, 1);
+        std::filesystem::create_directories(file("linux/lib"));
+        setenv("PELTA_HOME", path(), 1);
         setenv("LOGNAME", "alice", 1);
         std::strcpy(globalChar->carea, "north");
         std::strcpy(globalChar->cline, "L101");
     }
-    ~InstallRoot() {
-        if (std::system(("rm -r " + path("")).c_str()) != 0) std::perror(name_);
-    }
-    std::string path(const char* name) const { return std::string(name_) + "/" + name; }
-    std::string ledger() const { return path("linux/lib/libCumm.so"); }
-
-  private:
-    char name_[sizeof "./ledgerXXXXXX"] = "./ledgerXXXXXX";
+    std::string ledger() const { return file("linux/lib/libCumm.so"); }
 };
-
-std::string record(const std::string& text) {
-    std::string padded = text;
-    padded.resize(recordLength, ' ');
-    return padded;
-}
 
 /* Records of many users, lines and months, none of them alice's of this month. */
 std::string busyLedger() {
@@ -67,15 +57,12 @@ void writeFile(const std::string& name, const std::string& contents) {
 
 /* Fails the benchmark when the ledger does not hold the traces that were added, one by one. */
 void checkCount(benchmark::State& state, const std::string& ledger, long added) {
-    char line[recordLength + 1] = {}, name[25];
+    std::string line(recordLength, '\0');
     std::FILE* file = std::fopen(ledger.c_str(), "rb");
-    const bool read = file && std::fread(line, 1, recordLength, file) == recordLength;
+    const bool read = file && std::fread(line.data(), 1, recordLength, file) == recordLength;
     if (file) std::fclose(file);
-    int year, month;
-    long traces = -1;
-    if (!read || std::sscanf(line, "%24s%24s%24s%24s%d%d%ld", name, name, name, name, &year, &month, &traces) != 7 ||
-        traces != added)
-        state.SkipWithError("the ledger does not hold what was added");
+    const std::optional<Fields> fields = scanned(line);
+    if (!read || !fields || fields->traces != added) state.SkipWithError("the ledger does not hold what was added");
 }
 
 void updateByPelta(benchmark::State& state) {
@@ -100,7 +87,7 @@ BENCHMARK(updateByPlainCalls)->Name("runCummlative|limit: open(O_DSYNC), pwrite,
 
 void updateBySqlite(benchmark::State& state) {
     const InstallRoot root;
-    const std::string name = root.path("ledger.db");
+    const std::string name = root.file("ledger.db");
     const auto run = [&](sqlite3* base, const char* statement) {
         if (sqlite3_exec(base, statement, nullptr, nullptr, nullptr) != SQLITE_OK) state.SkipWithError(sqlite3_errmsg(base));
     };
@@ -127,7 +114,8 @@ void scanByPelta(benchmark::State& state, std::string user, std::string process,
     const InstallRoot root;
     writeFile(root.ledger(), busyLedger());
     const Silence silence;
-    for (auto _ : state) benchmark::DoNotOptimize(printCummlative(user.data(), process.data(), year, 0));
+    for (auto _ : state)
+        if (printCummlative(user.data(), process.data(), year, 0) != 1) state.SkipWithError("the ledger was not opened");
     state.SetBytesProcessed(state.iterations() * recordCount * recordLength);
 }
 BENCHMARK_CAPTURE(scanByPelta, user, "nobody", "", 0)->Name("printCummlative|pelta|10 000 records by user");
@@ -139,15 +127,11 @@ void scanByRecord(benchmark::State& state) {
     writeFile(root.ledger(), busyLedger());
     for (auto _ : state) {
         const int file = open(root.ledger().c_str(), O_RDONLY);
-        char text[recordLength + 1], user[25], area[25], line[25], process[25];
-        int year, month, found = 0;
-        long traces;
-        while (true) {
-            const ssize_t count = read(file, text, recordLength);
-            if (count <= 0) break;
-            text[count] = '\0';
-            found += std::sscanf(text, "%24s%24s%24s%24s%d%d%ld", user, area, line, process, &year, &month, &traces) == 7 &&
-                     std::strcmp(user, "alice") == 0;
+        std::string text(recordLength, '\0');
+        int found = 0;
+        while (read(file, text.data(), recordLength) > 0) {
+            const std::optional<Fields> fields = scanned(text);
+            found += fields && std::strcmp(fields->user, "alice") == 0;
         }
         close(file);
         if (found != recordCount / 5) state.SkipWithError("not all records were read");

@@ -11,12 +11,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "keptmemory.h"
 
 /* Velocity functions all over a survey: the mesh as it is built in one order or another, beside CGAL's Delaunay triangulations
@@ -31,12 +31,6 @@ struct Place {
     bool operator==(const Place& other) const { return x == other.x && y == other.y; }
 };
 using Places = std::vector<Place>;
-
-void require(bool isRight, const char* what) {
-    if (isRight) return;
-    std::fprintf(stderr, "mesh_bench: wrong answer: %s\n", what);
-    std::exit(1);
-}
 
 // --- surveys ---
 
@@ -265,8 +259,7 @@ void registerLocations() {
     constexpr int perRow = 500;
     for (const int count : {1000, 100000}) {
         const auto add = [&](const std::string& who, const std::string& order, auto locate, const Places& places) {
-            benchmark::RegisterBenchmark(("location|" + who + "|" + order + ", " + pointsText(count)).c_str(),
-                                         [=](benchmark::State& state) { locate(state, count, places); });
+            addFigure("location|" + who + "|" + order + ", " + pointsText(count), locate, count, places);
         };
         add("pelta", "raster", locatePelta, raster(count, perRow));
         add("CGAL, hint last face", "raster", locateWalking, raster(count, perRow));
@@ -346,27 +339,40 @@ void interpolatePelta(benchmark::State& state, const Grid& grid) {
         }
 }
 
-/* What remains when the faces are known: the limit of the above. */
-void threeResamplingsAndASum(benchmark::State& state, const Grid& grid) {
-    triModel& mesh = surveyMesh(grid.pairs);
-    const Places places = surveyLocations();
-    std::vector<std::array<Vertex*, 3>> corners;
+using Corners = std::array<Vertex*, 3>;
+
+std::vector<Corners> cornersRound(triModel& mesh, const Places& places) {
+    std::vector<Corners> corners;
     Face* face = nullptr;
     for (const Place& place : places) {
         mesh.tri_face(place.x, place.y, &face);
         corners.push_back({face->eu->vu->v, face->eu->euCW->vu->v, face->eu->euCCW->vu->v});
     }
+    return corners;
+}
+
+/* Into the first of three functions. */
+void resampleAndSum(triModel& mesh, const Corners& corners, Place place, const Grid& grid,
+                    std::array<std::vector<float>, 3>& z) {
+    for (std::size_t k = 0; k < 3; ++k) {
+        Vertex* const v = corners[k];
+        z[k].resize(static_cast<std::size_t>(grid.count));
+        mesh.tri_interpolate(v->va, v->va + v->nabs, v->nabs, grid.first, grid.interval, grid.count, z[k].data());
+    }
+    const auto& [a, b, c] = corners;
+    mesh.tri_initialize(place.x, place.y, z[0].data(), grid.count, a->x, a->y, z[0].data(), b->x, b->y, z[1].data(), c->x, c->y,
+                        z[2].data());
+}
+
+/* What remains when the faces are known: the limit of the above. */
+void threeResamplingsAndASum(benchmark::State& state, const Grid& grid) {
+    triModel& mesh = surveyMesh(grid.pairs);
+    const Places places = surveyLocations();
+    const std::vector<Corners> corners = cornersRound(mesh, places);
     std::array<std::vector<float>, 3> z;
-    for (std::vector<float>& samples : z) samples.resize(static_cast<std::size_t>(grid.count));
     for (auto _ : state)
         for (std::size_t i = 0; i < places.size(); ++i) {
-            const auto& [a, b, c] = corners[i];
-            for (std::size_t k = 0; k < 3; ++k) {
-                Vertex* const v = corners[i][k];
-                mesh.tri_interpolate(v->va, v->va + v->nabs, v->nabs, grid.first, grid.interval, grid.count, z[k].data());
-            }
-            mesh.tri_initialize(places[i].x, places[i].y, z[0].data(), grid.count, a->x, a->y, z[0].data(), b->x, b->y,
-                                z[1].data(), c->x, c->y, z[2].data());
+            resampleAndSum(mesh, corners[i], places[i], grid, z);
             benchmark::DoNotOptimize(z[0].data());
         }
 }
@@ -374,8 +380,7 @@ void threeResamplingsAndASum(benchmark::State& state, const Grid& grid) {
 void registerInterpolations() {
     for (const Grid& grid : {shortGrid, longGrid}) {
         const auto add = [&](const std::string& who, void (*run)(benchmark::State&, const Grid&)) {
-            benchmark::RegisterBenchmark(("triInterpolate|" + who + "|" + grid.text()).c_str(),
-                                         [=](benchmark::State& state) { run(state, grid); });
+            addFigure("triInterpolate|" + who + "|" + grid.text(), run, grid);
         };
         add("pelta", interpolatePelta);
         add("limit: three resamplings and a sum", threeResamplingsAndASum);
@@ -479,6 +484,20 @@ void checkFaces() {
     }
 }
 
+/* Functions are to the bit what resampling and summing at the corners gives. */
+void checkFunctions() {
+    triModel& mesh = surveyMesh(shortGrid.pairs);
+    const Places places = surveyLocations();
+    const std::vector<Corners> corners = cornersRound(mesh, places);
+    std::array<std::vector<float>, 3> z;
+    std::vector<float> result;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        interpolate(mesh, places[i], shortGrid, result);
+        resampleAndSum(mesh, corners[i], places[i], shortGrid, z);
+        require(result == z[0], "a function");
+    }
+}
+
 /* As the allocator counts it, the functions' own pairs included. */
 void checkMemory() {
     constexpr double most = 1.2 * 1024; /* bytes a point */
@@ -499,6 +518,7 @@ void checkMemory() {
 
 const bool registered = [] {
     checkFaces();
+    checkFunctions();
     checkMemory();
     constexpr std::size_t largestMesh = 1200 << 20;
     keepMemory(largestMesh);

@@ -5,13 +5,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <numeric>
 #include <string>
 #include <vector>
 
+#include "figures.h"
 #include "support/signals.h"
 
 /* Straight lines through the first breaks of a refraction spread: times over offsets with noise, every tenth far too late. */
@@ -59,8 +58,7 @@ void perSpread(benchmark::State& state, int count, float atOrigin, Fit fit) {
 template <class Fit>
 void add(const std::string& routine, const std::string& who, std::vector<int> counts, float atOrigin, Fit fit) {
     for (int count : counts)
-        benchmark::RegisterBenchmark((routine + "|" + who + "|" + std::to_string(count) + " points").c_str(),
-                                     [=](benchmark::State& state) { perSpread(state, count, atOrigin, fit); });
+        addFigure(routine + "|" + who + "|" + std::to_string(count) + " points", perSpread<Fit>, count, atOrigin, fit);
 }
 
 struct Line {
@@ -172,19 +170,17 @@ void chainsOfAdds(const Spread& spread) {
     benchmark::DoNotOptimize(xy);
 }
 
-/* A figure counts only when the answers agree. */
 void checkAnswers() {
     gsl_set_error_handler_off(); /* the weights of a large spread may not settle to the last digit */
     const Spread spread = makeSpread(1000, 0, intercept);
     const Line robust = robustLine(spread), peer = gslBisquare(spread), plain = plainLine(spread);
     const std::vector<float> ratios = sortedRatios(spread);
     const double trimmed = std::accumulate(ratios.begin() + 100, ratios.end() - 100, 0.0) / 800;
-    const bool same = std::fabs(robust.intercept - peer.intercept) < 1.0f && std::fabs(robust.slope - peer.slope) < 1e-3f &&
-                      std::fabs(robust.slope - slope) < 1e-3f && std::fabs(plain.intercept - intercept - 40.0f) < 5.0f &&
-                      std::fabs(trimmedSlope(spread) - trimmed) < 1e-6;
-    if (same) return;
-    std::fprintf(stderr, "regression_bench: pelta and its peers disagree\n");
-    std::exit(1);
+    require(std::fabs(robust.intercept - peer.intercept) < 1.0f && std::fabs(robust.slope - peer.slope) < 1e-3f &&
+                std::fabs(robust.slope - slope) < 1e-3f,
+            "the robust line");
+    require(std::fabs(plain.intercept - intercept - 40.0f) < 5.0f, "the line of least squares");
+    require(std::fabs(trimmedSlope(spread) - trimmed) < 1e-6, "the trimmed slope");
 }
 
 const bool registered = [] {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "silence.h"
+#include "workfolder.h"
 
 /* The block store, 64 MB in blocks of 6000 and 16000 bytes (traces of 1500 and 4000 samples), in order, as a gather is put away
  * and fetched; mapped memory of that size; and a file of lines. The files lie on the disk of the working folder and in the page cache. */
@@ -22,29 +23,16 @@ namespace {
 
 constexpr std::size_t storeSize = std::size_t{64} << 20;
 
-/* A folder in the working one (the temporary one may lie in memory). */
-class ScratchFolder {
+class ScratchFolder : public WorkFolder {
   public:
-    ScratchFolder() {
-        if (!mkdtemp(name_)) std::abort();
-        setenv("PROMAX_SCRATCH_HOME", name_, 1);
-    }
-    ~ScratchFolder() {
-        if (std::system((std::string("rm -r ") + name_).c_str()) != 0) std::perror(name_);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    const char* path() const { return name_; }
-    /* A new file without a name. */
-    int file() const {
-        const std::string name = std::string(name_) + "/plain";
+    ScratchFolder() { setenv("PROMAX_SCRATCH_HOME", path(), 1); }
+
+    int namelessFile() const {
+        const std::string name = file("plain");
         const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0666);
         if (descriptor < 0 || unlink(name.c_str()) != 0) std::abort();
         return descriptor;
     }
-
-  private:
-    char name_[sizeof "./storageXXXXXX"] = "./storageXXXXXX";
 };
 
 /* What a store holds: every block begins with its number. */
@@ -113,7 +101,7 @@ void writeByPelta(benchmark::State& state, std::size_t size) {
 }
 
 int filledFile(const ScratchFolder& folder, Blocks& blocks) {
-    const int file = folder.file();
+    const int file = folder.namelessFile();
     for (std::size_t k = 0; k < blocks.count(); ++k)
         if (pwrite(file, blocks.numbered(k), blocks.size(), blocks.position(k)) < 0) std::abort();
     return file;
@@ -225,7 +213,7 @@ template <class Make>
 void openPlainly(benchmark::State& state, const Blocks& blocks, Make makes) {
     const ScratchFolder folder;
     for (auto _ : state) {
-        const int file = folder.file();
+        const int file = folder.namelessFile();
         if (!makes(file)) std::abort();
         close(file);
     }
@@ -251,7 +239,7 @@ void openByAllocating(benchmark::State& state, std::size_t size) {
 constexpr int lineCount = 500000;
 
 std::string linesFile(const ScratchFolder& folder) {
-    const std::string name = std::string(folder.path()) + "/lines";
+    const std::string name = folder.file("lines");
     std::FILE* const file = std::fopen(name.c_str(), "w");
     if (!file) std::abort();
     for (int k = 0; k < lineCount; ++k) std::fprintf(file, "%6d %8.2f\n", k, 812.5 + k % 1000);
@@ -305,7 +293,8 @@ void writeLinesByPelta(benchmark::State& state) {
     fileIOStruct file = {nullptr, 0, name.data()};
     for (auto _ : state) {
         if (!fileOpen(&file, 1, 1)) std::abort();
-        for (int k = 0; k < lineCount; ++k) fileWrite(&file, line.data(), line.size());
+        for (int k = 0; k < lineCount; ++k)
+            if (fileWrite(&file, line.data(), line.size()) != static_cast<int>(lineLength)) std::abort();
         fileClose(&file);
     }
     state.SetBytesProcessed(state.iterations() * lineCount * lineLength);
@@ -349,12 +338,14 @@ void writeMemory(benchmark::State& state, void* (*allocate)()) {
 }
 
 void readMemory(benchmark::State& state, void* (*allocate)()) {
+    constexpr std::uint64_t wordCount = storeSize / sizeof(std::uint64_t);
     const ScratchFolder folder;
     const Touched memory(allocate());
     for (auto _ : state) {
         std::uint64_t sum = 0;
-        for (std::size_t k = 0; k < storeSize / sizeof sum; ++k) sum += memory.words[k];
+        for (std::size_t k = 0; k < wordCount; ++k) sum += memory.words[k];
         benchmark::DoNotOptimize(sum);
+        if (sum != wordCount * 0x0101010101010101u) state.SkipWithError("not what was written");
     }
     state.SetBytesProcessed(state.iterations() * storeSize);
 }
