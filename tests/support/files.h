@@ -13,39 +13,12 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 
+#include "support/folder.h"
+
 /* Scratch folders, whole files as strings, what was printed, and limits that a test sets itself. */
-
-/* A folder of a test's own, gone with its contents at the end. */
-class ScratchFolder {
-  public:
-    ScratchFolder() {
-        std::string name = testing::TempDir() + "peltaXXXXXX";
-        if (!mkdtemp(name.data()))
-            throw std::filesystem::filesystem_error(name, std::error_code(errno, std::generic_category()));
-        path_ = name;
-    }
-    ~ScratchFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-    std::string file(std::string_view name) const { return (path_ / name).string(); }
-
-  private:
-    std::filesystem::path path_;
-};
-
-inline std::string contentsOf(const std::string& fileName) {
-    std::ifstream file(fileName, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /* Makes a new file: file systems write an emptied one to disk as soon as it is closed. */
 inline void writeFile(const std::string& fileName, std::string_view contents) {

@@ -3,13 +3,12 @@
 
 #include <sys/wait.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
+
+#include "support/folder.h"
 
 /* Runs programs by the shell and looks at what they said and left behind. */
 
@@ -18,35 +17,19 @@ struct Outcome {
     std::string out, err;
 };
 
-inline std::string contentsOf(const std::string& fileName) {
-    std::ifstream file(fileName, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/* A folder that goes with the object. */
-class TemporaryFolder {
+/* A scratch folder whose names are put together for the shell. */
+class TemporaryFolder : public ScratchFolder {
   public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "pelta-test-XXXXXX").string();
-        _path = mkdtemp(name.data());
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(_path); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string operator/(const std::string& name) const { return _path + "/" + name; }
-    const std::string& path() const { return _path; }
+    std::string operator/(const std::string& name) const { return file(name); }
+    std::string path() const { return ScratchFolder::path().string(); }
     /* Names in the folder, sorted. */
     std::string listing() const {
-        std::string names;
         std::set<std::string> sorted;
-        for (const auto& entry : std::filesystem::directory_iterator(_path)) sorted.insert(entry.path().filename().string());
+        for (const auto& entry : std::filesystem::directory_iterator(path())) sorted.insert(entry.path().filename().string());
+        std::string names;
         for (const std::string& name : sorted) names += name + " ";
         return names;
     }
-
-  private:
-    std::string _path;
 };
 
 inline Outcome runShell(const std::string& command) {
