@@ -8,12 +8,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "../lib/vectorize.h"
 #include "figures.h"
+#include "runningmedians.h"
 #include "support/signals.h"
 
 namespace {
@@ -25,9 +26,10 @@ constexpr int traceCount = 32;
 constexpr float intervalMs = 2.0f;
 
 const std::vector<Trace>& gather(int sampleCount) {
-    static std::vector<std::vector<Trace>> gathers(1 << 16);
-    if (gathers[sampleCount].empty()) gathers[sampleCount] = shotGather(traceCount, sampleCount, intervalMs);
-    return gathers[sampleCount];
+    static std::map<int, std::vector<Trace>> gathers;
+    std::vector<Trace>& made = gathers[sampleCount];
+    if (made.empty()) made = shotGather(traceCount, sampleCount, intervalMs);
+    return made;
 }
 
 std::string caseName(int sampleCount) { return "n=" + std::to_string(sampleCount); }
@@ -99,13 +101,32 @@ PELTA_VECTORIZE void positionsInDouble(const float* velocity, int sampleCount, f
 
 enum class Formula { hyperbola, fourthOrder, convertedWave };
 
+constexpr float anisotropy = 0.1f;
+
+/* The arrival time in double precision. */
+double arrivalTime(Formula formula, double time, double offset, double velocity) {
+    const double t2 = time * time, slow2 = offset * offset / (velocity * velocity);
+    if (formula == Formula::convertedWave) return time / 2 + std::sqrt(t2 / 4 + slow2 / 2);
+    const double hyperbola2 = t2 + slow2, correction = 2 * anisotropy * slow2;
+    return std::sqrt(formula == Formula::hyperbola ? hyperbola2 : hyperbola2 - correction * slow2 / (hyperbola2 + correction));
+}
+
+/* Of the last trace that was corrected. */
+void checkPositions(const NormalMoveout& moveout, Formula formula, const Trace& velocity, float offset) {
+    for (int i = 0; i < moveout._nsamples; ++i) {
+        const double arrival = arrivalTime(formula, i * static_cast<double>(intervalMs), offset, velocity[i]);
+        require(std::fabs(moveout._tempSamp[i] - arrival / intervalMs) < 1e-3, "positions of applyNMO");
+    }
+}
+
 void moveoutByPelta(benchmark::State& state, int sampleCount, Formula formula) {
     NormalMoveout moveout(sampleCount, intervalMs, 1.0f, 0.0f, true, formula == Formula::fourthOrder);
     moveout.setConvertedWave(formula == Formula::convertedWave);
-    Trace velocity = velocitiesFor(sampleCount), fourth(sampleCount, 0.1f), work(sampleCount);
+    Trace velocity = velocitiesFor(sampleCount), fourth(sampleCount, anisotropy), work(sampleCount);
+    Trace corrected = gather(sampleCount)[20], plain = corrected;
+    moveout.applyNMO(corrected.data(), velocity.data(), fourth.data(), sampleCount, 0.0f, offsetOf(20), 0, sampleCount);
+    checkPositions(moveout, formula, velocity, offsetOf(20));
     if (formula == Formula::hyperbola) {
-        Trace corrected = gather(sampleCount)[20], plain = corrected;
-        moveout.applyNMO(corrected.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(20), 0, sampleCount);
         PlainMoveout().apply(plain, velocity, offsetOf(20), work);
         for (int i = 100; i < sampleCount - 100; ++i) require(std::fabs(corrected[i] - plain[i]) < 0.1f, "applyNMO");
     }
@@ -116,7 +137,10 @@ void moveoutByPelta(benchmark::State& state, int sampleCount, Formula formula) {
 
 void inverseMoveoutByPelta(benchmark::State& state, int sampleCount) {
     NormalMoveout moveout(sampleCount, intervalMs, 1.0f, 0.0f, true, false);
-    Trace velocity = velocitiesFor(sampleCount);
+    Trace velocity = velocitiesFor(sampleCount), back = gather(sampleCount)[20];
+    moveout.applyNMO(back.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(20), 0, sampleCount);
+    moveout.unApplyNMO(back.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(20), 0, sampleCount);
+    for (int i = 300; i < sampleCount - 100; ++i) require(std::fabs(back[i] - gather(sampleCount)[20][i]) < 0.1f, "unApplyNMO");
     onEveryTrace(state, sampleCount, [&](Trace& trace, int number) {
         moveout.unApplyNMO(trace.data(), velocity.data(), nullptr, sampleCount, 0.0f, offsetOf(number), 0, sampleCount);
     });
@@ -146,100 +170,6 @@ void positionsAndReading(benchmark::State& state, int sampleCount) {
         ints8r(sampleCount, 1.0f, 0.0f, input.data(), 0.0f, 0.0f, sampleCount, positions.data(), trace.data());
     });
 }
-
-/* Running median by two heaps that know where each sample of the window stands (an indexed heap below the median, another above
- * it): a slide replaces one value in place and lets it rise or sink. */
-class TwoHeapMedian {
-  public:
-    explicit TwoHeapMedian(int window) : half_(window / 2), values_(window), place_(window), heap_(2 * (window / 2) + 1) {}
-
-    /* Windows are odd; the first is taken from amplitudes[0 .. window-1]. */
-    void start(const float* amplitudes) {
-        const int window = static_cast<int>(values_.size());
-        std::vector<int> order(window);
-        for (int i = 0; i < window; ++i) order[i] = i;
-        std::copy_n(amplitudes, window, values_.begin());
-        std::sort(order.begin(), order.end(), [&](int a, int b) { return values_[a] < values_[b]; });
-        // Places run from -half to half: the median stands at 0, the next below it at -1, the next above at 1.
-        for (int k = 0; k < window; ++k) put(k - half_, order[k]);
-        oldest_ = 0;
-    }
-
-    float median() const { return values_[at(0)]; }
-
-    void slide(float incoming) {
-        const int slot = oldest_;
-        oldest_ = oldest_ + 1 == static_cast<int>(values_.size()) ? 0 : oldest_ + 1;
-        values_[slot] = incoming;
-        const int before = place_[slot], side = before < 0 ? -1 : 1;
-        const int after = rise(before, side);
-        if (after != 0) return sink(after, side);
-        settle(1);
-        settle(-1);
-    }
-
-  private:
-    int at(int k) const { return heap_[k + half_]; }
-    void put(int k, int slot) {
-        heap_[k + half_] = slot;
-        place_[slot] = k;
-    }
-    float value(int k) const { return values_[at(k)]; }
-    /* True where the value at a belongs nearer to the median than that at b, on the side given. */
-    bool isNearer(int a, int b, int side) const { return side > 0 ? value(a) < value(b) : value(a) > value(b); }
-    void exchange(int a, int b) {
-        const int slot = at(a);
-        put(a, at(b));
-        put(b, slot);
-    }
-    int rise(int k, int side) {
-        while (k != 0 && isNearer(k, k / 2, side)) exchange(k, k / 2), k /= 2;
-        return k;
-    }
-    void sink(int k, int side) {
-        for (int child = 2 * k; std::abs(child) <= half_; child = 2 * k) {
-            if (std::abs(child + side) <= half_ && isNearer(child + side, child, side)) child += side;
-            if (!isNearer(child, k, side)) return;
-            exchange(child, k);
-            k = child;
-        }
-    }
-    /* Lets the median and the head of one heap change places where they have to. */
-    void settle(int side) {
-        if (half_ == 0 || !isNearer(side, 0, side)) return;
-        exchange(side, 0);
-        sink(side, side);
-    }
-
-    int half_, oldest_ = 0;
-    Trace values_;
-    std::vector<int> place_, heap_;
-};
-
-/* The sorted window kept as a list: two binary searches and one move of memory a slide. */
-class SortedWindowMedian {
-  public:
-    explicit SortedWindowMedian(int window) : sorted_(window) {}
-
-    void start(const float* amplitudes) {
-        first_ = amplitudes;
-        std::copy_n(amplitudes, sorted_.size(), sorted_.begin());
-        std::sort(sorted_.begin(), sorted_.end());
-    }
-
-    float median() const { return sorted_[sorted_.size() / 2]; }
-
-    void slide(float incoming) {
-        const auto out = std::lower_bound(sorted_.begin(), sorted_.end(), *first_++);
-        const auto in = std::lower_bound(sorted_.begin(), sorted_.end(), incoming);
-        if (out < in) *std::copy(out + 1, in, out) = incoming;
-        else *(std::copy_backward(in, out, out + 1) - 1) = incoming;
-    }
-
-  private:
-    const float* first_ = nullptr;
-    Trace sorted_;
-};
 
 /* Gain control by a running median: gains at the middles of the windows, the ends repeat their neighbours. */
 template <class RunningMedian>
