@@ -16,6 +16,12 @@ inline std::uint32_t bitsOf(float value) {
     return bits;
 }
 
+inline std::uint64_t bitsOfDouble(double value) {
+    std::uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
 inline float floatFromBits(std::uint32_t bits) {
     float value;
     std::memcpy(&value, &bits, sizeof value);
@@ -44,6 +50,18 @@ inline testing::AssertionResult sameSamples(std::span<const float> actual, std::
         if (!sameBits(actual[i], expected[i]))
             return testing::AssertionFailure() << "sample " << i << " is " << actual[i] << " (" << std::hex << bitsOf(actual[i])
                                                << "), expected " << expected[i] << " (" << bitsOf(expected[i]) << ")";
+    return testing::AssertionSuccess();
+}
+
+/* The same for doubles. */
+inline testing::AssertionResult sameDoubles(std::span<const double> actual, std::span<const double> expected) {
+    if (actual.size() != expected.size())
+        return testing::AssertionFailure() << actual.size() << " values, expected " << expected.size();
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+        const bool same =
+            bitsOfDouble(actual[i]) == bitsOfDouble(expected[i]) || (actual[i] != actual[i] && expected[i] != expected[i]);
+        if (!same) return testing::AssertionFailure() << "value " << i << " is " << actual[i] << ", expected " << expected[i];
+    }
     return testing::AssertionSuccess();
 }
 
