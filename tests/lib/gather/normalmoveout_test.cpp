@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "support/bits.h"
@@ -226,6 +227,8 @@ Case randomCase(std::mt19937& engine) {
     return c;
 }
 
+/* What a user relies on. */
+
 TEST(NormalMoveout, FlattensAHyperbola) {
     Case c;
     for (float offset : {0.0f, 100.0f, -400.0f, 900.0f}) {
@@ -267,51 +270,54 @@ TEST(NormalMoveout, UnapplyBringsACorrectedTraceBack) {
         }
 }
 
-TEST(NormalMoveout, MatchesTheStepsOnRandomTraces) {
-    std::mt19937 engine(11);
+/* The steps, to the bit. */
+
+/* Calls check(case, trace) for many of them. */
+template <class Check>
+void onRandomCases(unsigned seed, Check check) {
+    std::mt19937 engine(seed);
     for (int round = 0; round < 600; ++round) {
         const Case c = randomCase(engine);
-        const Trace trace = randomTrace(c.sampleCount, round);
+        SCOPED_TRACE("case " + std::to_string(round));
+        check(c, randomTrace(c.sampleCount, round));
+    }
+}
+
+TEST(NormalMoveout, MatchesTheStepsOnRandomTraces) {
+    onRandomCases(11, [](const Case& c, const Trace& trace) {
         Moveout moveout(c);
         const auto [expected, sampleAtStretch] = referenceApply(c, trace);
-        EXPECT_TRUE(sameSamples(moveout.apply(trace), expected)) << "case " << round;
-        EXPECT_EQ(moveout->sampleAtStretch(), sampleAtStretch) << "case " << round;
-    }
+        EXPECT_TRUE(sameSamples(moveout.apply(trace), expected));
+        EXPECT_EQ(moveout->sampleAtStretch(), sampleAtStretch);
+    });
 }
 
 TEST(NormalMoveout, ReadsEverySampleAtTheBitsOfItsPosition) {
-    std::mt19937 engine(12);
-    for (int round = 0; round < 600; ++round) {
-        const Case c = randomCase(engine);
+    onRandomCases(12, [](const Case& c, const Trace& trace) {
         Trace expected = identity(c.sampleCount);
         for (int i = c.first; i < c.last; ++i) expected[i] = positionOf(c, i);
         Moveout moveout(c);
-        moveout.apply(Trace(c.sampleCount, 1.0f));
-        EXPECT_TRUE(sameSamples({moveout->_tempSamp, expected.size()}, expected)) << "case " << round;
-    }
+        moveout.apply(trace);
+        EXPECT_TRUE(sameSamples({moveout->_tempSamp, expected.size()}, expected));
+    });
 }
 
 TEST(NormalMoveout, ShiftsBlocksAsTheStepsSayOnRandomTraces) {
-    std::mt19937 engine(13);
-    for (int round = 0; round < 600; ++round) {
-        Case c = randomCase(engine);
-        if (round % 2) c.last = std::min(c.last, c.first + 20);
-        const Trace trace = randomTrace(c.sampleCount, round);
-        Moveout moveout(c);
-        EXPECT_TRUE(sameSamples(moveout.applyBlock(trace), referenceBlock(c, trace))) << "case " << round;
-    }
+    onRandomCases(13, [](const Case& c, const Trace& trace) {
+        Case narrow = c;
+        narrow.last = std::min(c.last, c.first + 20);
+        for (const Case& block : {c, narrow})
+            EXPECT_TRUE(sameSamples(Moveout(block).applyBlock(trace), referenceBlock(block, trace)));
+    });
 }
 
 TEST(NormalMoveout, RemovesMoveoutAsTheStepsSayOnRandomTraces) {
-    std::mt19937 engine(14);
-    for (int round = 0; round < 600; ++round) {
-        const Case c = randomCase(engine);
-        const Trace trace = randomTrace(c.sampleCount, round);
+    onRandomCases(14, [](const Case& c, const Trace& trace) {
         Moveout moveout(c);
         const auto [expected, sampleAtStretch] = referenceUnapply(c, trace);
-        EXPECT_TRUE(sameSamples(moveout.unapply(trace), expected)) << "case " << round;
-        EXPECT_EQ(moveout->sampleAtStretch(), sampleAtStretch) << "case " << round;
-    }
+        EXPECT_TRUE(sameSamples(moveout.unapply(trace), expected));
+        EXPECT_EQ(moveout->sampleAtStretch(), sampleAtStretch);
+    });
 }
 
 TEST(NormalMoveout, KeepsNothingFromTraceToTrace) {
@@ -324,6 +330,8 @@ TEST(NormalMoveout, KeepsNothingFromTraceToTrace) {
     EXPECT_TRUE(sameSamples(used.apply(trace), Moveout(c).apply(trace)));
     EXPECT_TRUE(sameSamples(used.unapply(trace), Moveout(c).unapply(trace)));
 }
+
+/* The object and its switches. */
 
 TEST(NormalMoveout, StoresWhatItIsMadeWith) {
     NormalMoveout moveout(3, 4.0f, 0.3f, -50.0f, true, false);
@@ -365,6 +373,8 @@ TEST(NormalMoveout, LeavesTheFourthOrderCoefficientsUnreadWithoutTheirFormula) {
     moveout->applyNMO(trace.data(), c.velocity.data(), nullptr, 200, 0.0f, c.offset, 0, 200);
     EXPECT_TRUE(sameSamples(trace, expected));
 }
+
+/* Positions and the stretch mute. */
 
 TEST(NormalMoveout, ZeroOffsetReadsEverySampleWhereItStands) {
     const Case c{.stretch = 0.0f, .offset = 0.0f};
@@ -452,6 +462,8 @@ TEST(NormalMoveout, FallsBackToTheHyperbolaWhereTheFourthOrderHasNoDenominator) 
     moveout.apply(Trace(200, 1.0f));
     EXPECT_EQ(moveout->_tempSamp[0], 250.0f / 4.0f);
 }
+
+/* The range and the ends of the arrays. */
 
 TEST(NormalMoveout, AnEmptyRangeReadsEverySampleWhereItStands) {
     Case c;
