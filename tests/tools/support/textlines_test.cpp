@@ -54,6 +54,19 @@ TEST(TextLines, AreNotReplacedByAnOutput) {
     EXPECT_ANY_THROW(OutputFile(folder.file("table.csv"), true));
 }
 
+TEST(Fields, StandBetweenAnyOfTheSeparators) {
+    const auto fieldsOf = [](std::string_view line, std::string_view separators) {
+        std::vector<std::string_view> fields = {"left over"};
+        splitFields(line, separators, fields);
+        return std::vector<std::string>(fields.begin(), fields.end());
+    };
+    using Fields = std::vector<std::string>;
+    EXPECT_EQ(fieldsOf("a, \"b c\" ;d", ",;"), (Fields{"a", "b c", "d"}));
+    EXPECT_EQ(fieldsOf("a, b;d", ","), (Fields{"a", "b;d"}));
+    EXPECT_EQ(fieldsOf(",a,,", ","), (Fields{"", "a", "", ""}));
+    EXPECT_EQ(fieldsOf("", ","), Fields{""});
+}
+
 TEST(Words, AreSeparatedByCommasSemicolonsAndBlanks) {
     EXPECT_EQ(wordsOf(" a, b;c\td  e "), (Words{"a", "b", "c", "d", "e"}));
     EXPECT_EQ(wordsOf("\"a\",\"b c\""), (Words{"a", "\"b", "c\""}));

@@ -10,13 +10,9 @@
 namespace pelta {
 namespace {
 
-std::vector<std::string> fieldsOf(std::string_view line) {
-    std::vector<std::string> fields;
-    for (std::size_t begin = 0; begin <= line.size();) {
-        const std::size_t end = std::min(line.find(',', begin), line.size());
-        fields.emplace_back(unquoted(line.substr(begin, end - begin)));
-        begin = end + 1;
-    }
+std::vector<std::string_view> fieldsOf(std::string_view line) {
+    std::vector<std::string_view> fields;
+    splitFields(line, ",", fields);
     return fields;
 }
 
@@ -39,7 +35,7 @@ std::string alternatives(const std::vector<std::string>& names) {
 struct Row {
     const TextLines& lines;
     const std::vector<std::string>& heading;
-    std::vector<std::string> fields;
+    std::vector<std::string_view> fields;
 
     double real(std::size_t column) const {
         if (column >= fields.size()) fail("{}: expected {} fields, found '{}'", lines.place(), heading.size(), lines.shown());
@@ -64,7 +60,8 @@ TraceTable::TraceTable(const std::string& fileName, const TraceTableKind& kind) 
     _file = file;
     TextLines& lines = *file;
     if (!lines.next()) fail("{}: holds nothing, expected a {}", fileName, kind.what);
-    const std::vector<std::string> heading = fieldsOf(lines.line());
+    const std::vector<std::string_view> names = fieldsOf(lines.line());
+    const std::vector<std::string> heading(names.begin(), names.end());
     std::vector<std::string> valueNames;
     for (const ValueColumn& column : kind.columns) valueNames.push_back(column.heading);
     const auto trace = columnOf(heading, {"trace"}), record = columnOf(heading, {"record", "ffid"});

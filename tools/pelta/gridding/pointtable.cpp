@@ -19,15 +19,8 @@ using Fields = std::vector<std::string_view>;
 
 /* By a separator; a blank stands for any number of blanks and tabs. */
 void split(std::string_view line, char separator, Fields& fields) {
+    if (separator != ' ') return splitFields(line, {&separator, 1}, fields);
     fields.clear();
-    if (separator != ' ') {
-        for (std::size_t begin = 0; begin <= line.size();) {
-            const std::size_t end = std::min(line.find(separator, begin), line.size());
-            fields.push_back(unquoted(line.substr(begin, end - begin)));
-            begin = end + 1;
-        }
-        return;
-    }
     for (std::size_t end = 0;;) {
         const std::size_t begin = line.find_first_not_of(blanks, end);
         if (begin == std::string_view::npos) return;

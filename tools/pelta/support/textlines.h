@@ -72,6 +72,9 @@ std::string_view trimmed(std::string_view text);
 /* Without blanks and quotes around it. */
 std::string_view unquoted(std::string_view field);
 
+/* Puts what stands between separators into fields, unquoted; a field is empty where nothing does. */
+void splitFields(std::string_view line, std::string_view separators, std::vector<std::string_view>& fields);
+
 /* The words of a line, unquoted. Commas, semicolons and blanks separate; a word is empty where nothing stands between two commas
  * or semicolons or before the first, but those behind the last word part nothing. */
 std::vector<std::string_view> wordsOf(std::string_view line);

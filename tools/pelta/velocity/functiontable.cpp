@@ -53,18 +53,12 @@ double factorOf(Column column, const std::vector<std::string>& pieces) {
 
 /* Names may hold blanks where something else separates them. */
 std::vector<std::string> namesOf(std::string_view heading) {
-    std::vector<std::string> names;
-    if (heading.find_first_of(",;") == std::string_view::npos) {
-        for (std::string_view name : wordsOf(heading)) names.emplace_back(name);
-        return names;
-    }
-    for (std::size_t begin = 0; begin <= heading.size();) {
-        const std::size_t end = std::min(heading.find_first_of(",;", begin), heading.size());
-        names.emplace_back(unquoted(heading.substr(begin, end - begin)));
-        begin = end + 1;
-    }
+    constexpr std::string_view separators = ",;";
+    std::vector<std::string_view> names;
+    if (heading.find_first_of(separators) == std::string_view::npos) names = wordsOf(heading);
+    else splitFields(heading, separators, names);
     while (!names.empty() && names.back().empty()) names.pop_back();
-    return names;
+    return {names.begin(), names.end()};
 }
 
 /* Which columns of a table hold what. Behind the last one of a time and a velocity more such pairs may follow in a row. */
