@@ -14,6 +14,17 @@ inline bool hasPictures() {
     return hasPlot;
 }
 
+/* One line of complaint, and the folder as it was. */
+inline void expectRefusal(const TemporaryFolder& folder, const std::string& arguments, int status,
+                          const std::string& complaint) {
+    const std::string before = folder.listing();
+    const Outcome outcome = runPelta(arguments);
+    EXPECT_EQ(outcome.status, status) << arguments;
+    EXPECT_EQ(outcome.err, "pelta: " + complaint + "\n") << arguments;
+    EXPECT_EQ(outcome.out, "") << arguments;
+    EXPECT_EQ(folder.listing(), before) << arguments;
+}
+
 /* The answer to --picture in a build without them. */
 inline void expectPictureRefused(const Outcome& outcome, const std::string& picture) {
     EXPECT_EQ(outcome.status, 2);

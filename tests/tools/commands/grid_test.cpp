@@ -35,14 +35,8 @@ class GridCommand : public testing::Test {
   protected:
     void SetUp() override { write(points, planePoints()); }
     Outcome grid(const std::string& arguments) { return runPelta("grid " + points + " " + arguments); }
-    /* One line of complaint, and no file that was not there. */
     void expectFailure(const std::string& arguments, int status, const std::string& complaint) {
-        const std::string before = folder.listing();
-        const Outcome outcome = runPelta("grid " + arguments);
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_EQ(outcome.err, "pelta: " + complaint + "\n");
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(folder.listing(), before);
+        expectRefusal(folder, "grid " + arguments, status, complaint);
     }
     void expectFailureOf(const std::string& text, const std::string& options, const std::string& complaint) {
         write(folder / "bad.csv", text);

@@ -58,15 +58,11 @@ class Refract : public testing::Test {
         write(line, bytes);
     }
     static void write(const std::string& name, const std::string& text) { std::ofstream(name, std::ios::binary) << text; }
-    /* One line of complaint, and no file that was not there. */
     void expectFailure(const std::string& arguments, int status, const std::string& complaint) {
-        const std::string before = folder.listing();
         const std::string picture = hasPictures() ? " --picture " + (folder / "p.png") : "";
-        const Outcome outcome = refract(arguments + picture + " --residuals " + (folder / "r.csv"));
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_EQ(outcome.err, "pelta: " + complaint + "\n");
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(folder.listing(), before);
+        expectRefusal(folder,
+                      "refract " + line + " " + results + " " + arguments + picture + " --residuals " + (folder / "r.csv"),
+                      status, complaint);
     }
 
     const TemporaryFolder folder;

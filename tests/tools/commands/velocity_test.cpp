@@ -211,13 +211,8 @@ TEST_F(VelocityCommand, SaysInOneLineWhatIsWrongAndWritesNothing) {
         for (std::size_t word : {72, 76, 80, 84, 180, 184}) bytes.replace(start + word, 4, 4, '\0');
     file("zeros.sgy", bytes);
     std::filesystem::remove(grid);
-    const std::string before = folder.listing();
     const auto check = [&](const std::string& arguments, int status, const std::string& said) {
-        const Outcome outcome = runPelta(arguments);
-        EXPECT_EQ(outcome.status, status) << arguments;
-        EXPECT_EQ(outcome.err, "pelta: " + said + "\n") << arguments;
-        EXPECT_EQ(outcome.out, "") << arguments;
-        EXPECT_EQ(folder.listing(), before) << arguments;
+        expectRefusal(folder, arguments, status, said);
     };
     const std::string noTimes = ": times must ascend, but 800 ms follows 900 ms at CDP 101";
     const std::string out = folder / "out.sgy", moveout = "moveout " + line + " " + out + " --velocity-file ";
@@ -290,40 +285,6 @@ TEST_F(VelocityCommand, IsTheTruthOfASyntheticLine) {
     EXPECT_EQ(last, "144,562.5,0,2200,3507.5") << "3050 m/s and 15 % more";
     ASSERT_EQ(runPelta("synth " + (folder / "even.sgy") + " --records 2 --channels 5 --samples 50").status, 0);
     EXPECT_TRUE(contentsOf(folder / "even.sgy.velocities.csv").starts_with("time_ms,velocity_m_per_s\n400,1800\n750,2050\n"));
-}
-
-TEST_F(VelocityCommand, ShowsWhatADifferenceItMakes) {
-    if (!hasPictures()) GTEST_SKIP() << "built without pictures";
-    const std::string other = folder / "other.sgy", short_ = folder / "short.sgy", samples = folder / "samples.sgy";
-    ASSERT_EQ(runPelta("synth " + other + " --records 6 --channels 24 --samples 400 --noise 0.02").status, 0);
-    ASSERT_EQ(runPelta("synth " + short_ + " --records 5 --channels 24 --samples 400").status, 0);
-    ASSERT_EQ(runPelta("synth " + samples + " --records 6 --channels 24 --samples 300").status, 0);
-    const auto drawn = [&](const std::string& name, const std::string& arguments) {
-        const Outcome outcome = runPelta("plot " + line + " " + (folder / name) + " --title x " + arguments);
-        EXPECT_EQ(outcome.status, 0) << outcome.err;
-        return contentsOf(folder / name);
-    };
-    const std::string difference = drawn("d.png", "--records 2,3 --minus " + other);
-    EXPECT_NE(difference, drawn("l.png", "--records 2,3"));
-    EXPECT_NE(difference, drawn("n.png", "--records 2,3 --minus " + line)) << "nothing is left";
-    const auto refused = [&](const std::string& arguments, const std::string& said) {
-        const Outcome outcome = runPelta("plot " + line + " " + (folder / "r.png") + arguments);
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.err, "pelta: " + said + "\n");
-        EXPECT_FALSE(std::filesystem::exists(folder / "r.png"));
-    };
-    refused(" --minus " + short_, short_ + ": there are fewer traces than in " + line);
-    const std::string drawing = folder / "line.png";
-    std::filesystem::copy(line, drawing);
-    for (const std::string& arguments : {drawing + " " + drawing, line + " " + drawing + " --minus " + drawing})
-        expectInputKept("plot " + arguments, drawing);
-    ASSERT_EQ(runPelta("synth " + (folder / "fine.sgy") + " --records 6 --channels 24 --samples 400 --interval 4").status, 0);
-    refused(" --minus " + (folder / "fine.sgy"), (folder / "fine.sgy") + ": a sample every 4 ms, and every 2 ms in " + line);
-    std::string late = contentsOf(line);
-    late[3600 + 240 + 4 * 400 + 109] = 8;
-    file("late.sgy", late);
-    refused(" --minus " + (folder / "late.sgy"), (folder / "late.sgy") + ": trace 2 begins at 8 ms, and at 0 ms in " + line);
-    refused(" --minus " + samples, samples + ": trace 1 has 300 samples, and 400 in " + line);
 }
 
 }

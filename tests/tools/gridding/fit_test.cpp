@@ -9,17 +9,7 @@ namespace pelta::gridding {
 namespace {
 
 /* 3 x 2 nodes from (10, 5) down to (14, 2). */
-Grid smallGrid() {
-    Grid grid;
-    grid.columns = 3;
-    grid.rows = 2;
-    grid.left = 10.0;
-    grid.top = 5.0;
-    grid.columnSpacing = 2.0;
-    grid.rowSpacing = 3.0;
-    grid.values = {0, 2, 4, 10, 20, 30};
-    return grid;
-}
+Grid smallGrid() { return {3, 2, 10.0, 5.0, 2.0, 3.0, {0, 2, 4, 10, 20, 30}}; }
 
 TEST(ValueAt, IsLinearBetweenNodesAndConstantBeyond) {
     const Grid grid = smallGrid();

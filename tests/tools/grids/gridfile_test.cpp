@@ -15,15 +15,7 @@ namespace {
 
 /* Three columns and two rows; the upper left corner is the highest in y. */
 Grid smallGrid() {
-    Grid grid;
-    grid.columns = 3;
-    grid.rows = 2;
-    grid.left = 1500.0;
-    grid.top = 0.0;
-    grid.columnSpacing = 25.0;
-    grid.rowSpacing = 4.0;
-    grid.values = {1.0f, 2.5f, 0.1f, -3.0f, std::numeric_limits<float>::quiet_NaN(), 1e-7f};
-    return grid;
+    return {3, 2, 1500.0, 0.0, 25.0, 4.0, {1.0f, 2.5f, 0.1f, -3.0f, std::numeric_limits<float>::quiet_NaN(), 1e-7f}};
 }
 
 void writeGrid(const std::string& name, const Grid& grid, const std::string& what = "semblance") {

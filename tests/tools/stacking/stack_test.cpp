@@ -334,6 +334,15 @@ class StackCommandWithLittleMemory : public testing::Test {
         return runShell("cat " + in + " | " PELTA_COMMAND " stack - " + out + " --memory 1 --quiet --overwrite");
     }
 
+    /* One line on a pipe that cannot be stacked, and no output. */
+    void expectRefusedPipe(const std::vector<int>& cdps, const std::string& complaint) {
+        writeLine(cdps);
+        const Outcome outcome = stackPipe();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "pelta: standard input: " + complaint + "\n");
+        EXPECT_FALSE(std::filesystem::exists(out));
+    }
+
     const TemporaryFolder folder;
     const std::string in = folder / "in.sgy", out = folder / "out.sgy";
     SegyRecipe recipe;
@@ -384,27 +393,23 @@ TEST_F(StackCommandWithLittleMemory, FailsOnALineWhoseCdpsAllStayOpen) {
     EXPECT_EQ(file.err, "pelta: " + in +
                             ": its 5 CDPs go on side by side so that their sums take 2 MB, and --memory allows 1; raise it or "
                             "sort the traces by CDP\n");
-    const Outcome pipe = stackPipe();
-    EXPECT_EQ(pipe.status, 1);
     EXPECT_FALSE(std::filesystem::exists(out));
 }
 
 TEST_F(StackCommandWithLittleMemory, FailsOnAPipeThatIsNotSorted) {
-    writeLine({1, 2, 1, 3, 4, 5, 6});
-    const Outcome outcome = stackPipe();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err,
-              "pelta: standard input: is not sorted by CDP, and the sums of 5 CDPs are more than --memory 1 allows; raise it, "
-              "sort the traces or give a file instead of a pipe\n");
-    EXPECT_FALSE(std::filesystem::exists(out));
+    expectRefusedPipe({1, 2, 1, 3, 4, 5, 6},
+                      "is not sorted by CDP, and the sums of 5 CDPs are more than --memory 1 allows; raise it, sort the traces "
+                      "or give a file instead of a pipe");
 }
 
 TEST_F(StackCommandWithLittleMemory, FailsOnAPipeThatComesBackToACdp) {
-    writeLine({1, 2, 3, 4, 5, 6, 2});
-    const Outcome outcome = stackPipe();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err,
-              "pelta: standard input: CDP 2 goes on after others, when --memory 1 had made it be written; raise it, sort the "
-              "traces by CDP or give a file instead of a pipe\n");
-    EXPECT_FALSE(std::filesystem::exists(out));
+    expectRefusedPipe({1, 2, 3, 4, 5, 6, 2},
+                      "CDP 2 goes on after others, when --memory 1 had made it be written; raise it, sort the traces by CDP or "
+                      "give a file instead of a pipe");
+}
+
+TEST_F(StackCommandWithLittleMemory, FailsOnAPipeWhoseCdpsAllStayOpen) {
+    expectRefusedPipe({1, 2, 3, 4, 5, 1, 2, 3, 4, 5},
+                      "CDP 1 goes on after others, when --memory 1 had made it be written; raise it, sort the traces by CDP or "
+                      "give a file instead of a pipe");
 }
