@@ -52,7 +52,7 @@ void setHeader(segy::Trace& trace, const segy::Layout& layout, const synthesis::
     set("channel", station.channel);
     set("source", station.record);
     set("cdp", station.cdp);
-    set("trace_type", station.isDead ? 2 : 1);
+    set("trace_type", station.isDead ? segy::deadTrace : segy::liveTrace);
     set("offset", std::llround(station.offset()));
     set("elevation_scalar", 1);
     set("coordinate_scalar", decimetres);

@@ -9,8 +9,6 @@ namespace {
 
 using segy::Word;
 
-constexpr std::int64_t deadTrace = 2; /* trace type */
-
 using WordOf = std::function<double(const segy::Trace&)>;
 
 /* The scalar that goes with a word. */
@@ -37,7 +35,7 @@ PickOf valueOf(const std::string& name, const segy::Layout& layout, const PickOf
     if (name == "pick") return pickOf;
     if (name == "traces")
         return [](const segy::Trace&, const segy::TraceFacts& facts) {
-            return facts.traceType == deadTrace ? std::nullopt : std::optional(1.0);
+            return facts.traceType == segy::deadTrace ? std::nullopt : std::optional(1.0);
         };
     return
         [word = wordOf(name, layout)](const segy::Trace& trace, const segy::TraceFacts&) { return std::optional(word(trace)); };

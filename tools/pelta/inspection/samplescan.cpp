@@ -145,7 +145,6 @@ void SampleScan::Kind::take(std::int64_t trace) {
 }
 
 void SampleScan::take(const TraceQuality& quality, std::int64_t traceType, std::int64_t trace) {
-    constexpr std::int64_t deadType = 2;
     if (!quality.isFinite()) {
         if (bad.count == 0) firstBadSample = quality.firstBad + 1;
         bad.take(trace);
@@ -154,9 +153,9 @@ void SampleScan::take(const TraceQuality& quality, std::int64_t traceType, std::
         return;
     }
     amplitude.take(quality.min, quality.max, trace);
-    if (quality.isFlat || traceType == deadType) dead.take(trace);
+    if (quality.isFlat || traceType == segy::deadTrace) dead.take(trace);
     if (quality.isFlat) return;
-    if (traceType == deadType) {
+    if (traceType == segy::deadTrace) {
         markedButLive.take(trace);
         return;
     }

@@ -25,6 +25,8 @@ struct TraceFacts {
     double sourceElevation = 0.0, receiverElevation = 0.0;
     double delayMs = 0.0; /* time of the first sample */
 };
+/* Types of traces. */
+inline constexpr std::int64_t liveTrace = 1, deadTrace = 2;
 TraceFacts readFacts(const Trace& trace, const Layout& layout);
 
 /* Samples that are NaN or infinite. */

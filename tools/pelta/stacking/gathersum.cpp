@@ -17,15 +17,9 @@ double FoldScale::divisorOf(std::int32_t fold) {
     return _divisors[static_cast<std::size_t>(fold)];
 }
 
-namespace {
-
-constexpr std::int64_t liveTrace = 1, deadTrace = 2;
-
-}
-
 bool isLive(const WorkTrace& work) {
     const std::vector<float>& samples = work.trace.samples;
-    return work.facts.traceType != deadTrace &&
+    return work.facts.traceType != segy::deadTrace &&
            std::any_of(samples.begin(), samples.end(), [](float sample) { return sample != 0.0f; });
 }
 
@@ -85,7 +79,7 @@ void GatherSum::setHeader(const segy::Layout& layout, std::vector<unsigned char>
     };
     constexpr std::int64_t largestFold = INT16_MAX;
     set(Word::traceInCdp, 1);
-    set(Word::traceType, _fold > 0 ? liveTrace : deadTrace);
+    set(Word::traceType, _fold > 0 ? segy::liveTrace : segy::deadTrace);
     set(Word::fold, std::min(_fold, largestFold));
     set(Word::offset, 0);
     writeUnsignedWord(header.data(), layout.words[Word::samples], layout.byteOrder, layout.sampleCount);

@@ -89,10 +89,9 @@ class Trim : public Step {
 
   private:
     void killTrace(WorkTrace& work) {
-        constexpr int deadTrace = 2;
         std::fill(work.trace.samples.begin(), work.trace.samples.end(), 0.0f);
         work.trace.samplesChanged = true;
-        segy::writeWord(work.trace.header.data(), _layout.words[segy::Word::traceType], _layout.byteOrder, deadTrace);
+        segy::writeWord(work.trace.header.data(), _layout.words[segy::Word::traceType], _layout.byteOrder, segy::deadTrace);
     }
 
     void trimSamples(WorkTrace& work) {

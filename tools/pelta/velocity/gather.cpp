@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::int64_t mostSamples = std::int64_t{1} << 27; /* of a gather */
 constexpr double longestLead = 1 << 24;                     /* samples between time 0 and a trace's first */
-constexpr std::int64_t deadTrace = 2;                       /* trace type */
 
 struct ChosenTrace {
     double offset = 0.0;
@@ -76,7 +75,7 @@ std::vector<ChosenTrace> readChosen(segy::Reader& reader, const GatherChoice& ch
         segy::decode(trace, layout);
         count.badSamples += clearNotFinite(trace.samples);
         std::vector<float> samples = fromTimeZero(trace, facts.delayMs, layout.intervalMs);
-        if (facts.traceType == deadTrace || isDead(samples)) continue;
+        if (facts.traceType == segy::deadTrace || isDead(samples)) continue;
         traces.push_back({facts.offset * layout.metresPerUnit(), placeOf(facts), std::move(samples)});
         sampleCount = std::max<std::int64_t>(sampleCount, std::ssize(traces.back().fromTimeZero));
         if (sampleCount * std::ssize(traces) > mostSamples)
