@@ -41,7 +41,7 @@ TimeSlice cutTimeSlice(Field& field, double timeMs, const Area& area, double spa
 }
 
 Path straightPath(const Place& from, const Place& to, double spacing) {
-    const double length = std::hypot(to.x - from.x, to.y - from.y);
+    const double length = distance(from, to);
     Path path = {0.0, spacing, {}, "distance"};
     const std::int64_t count = nodesIn({0.0, length}, spacing);
     for (std::int64_t k = 0; k < count; ++k) {
@@ -52,8 +52,6 @@ Path straightPath(const Place& from, const Place& to, double spacing) {
 }
 
 namespace {
-
-double distance(const Place& a, const Place& b) { return std::hypot(b.x - a.x, b.y - a.y); }
 
 /* How near a point has to be to be shown on a path. */
 double reachOf(const Path& path) {

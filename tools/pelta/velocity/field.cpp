@@ -12,8 +12,6 @@ namespace {
 constexpr double straightness = 0.01; /* of a line's length: how far off it a point may stand */
 constexpr double lengthInMesh = 1e6;  /* of a line, wherever it lies: a diagonal one may be longer than the square */
 
-double distance(const Place& a, const Place& b) { return std::hypot(b.x - a.x, b.y - a.y); }
-
 const Place& farthestFrom(const Place& place, const std::vector<ControlPoint>& points) {
     return std::max_element(points.begin(), points.end(),
                             [&](const ControlPoint& a, const ControlPoint& b) {

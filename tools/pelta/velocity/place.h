@@ -13,6 +13,8 @@ struct Place {
     bool operator==(const Place&) const = default;
 };
 
+inline double distance(const Place& a, const Place& b) { return std::hypot(b.x - a.x, b.y - a.y); }
+
 /* Velocities can be interpolated in a square from -farthest to farthest in x and y. Its corners are the mesh's own. */
 inline constexpr double farthest = 40000000.0;
 inline bool isCovered(const Place& place) {
