@@ -17,12 +17,11 @@ constexpr double smallestTail = 1e-6;             /* single precision of a peak 
 constexpr double halfPeriodsToSmallestTail = 4.5; /* pi f t there */
 
 void check(const Settings& settings) {
-    const double nyquist = 500.0 / settings.intervalMs;
     if (!(settings.intervalMs > 0.0 && std::isfinite(settings.intervalMs)))
         failUsage("--interval: {:g} ms, expected a sample interval above 0", settings.intervalMs);
-    if (!(settings.frequencyHz > 0.0 && settings.frequencyHz < nyquist))
+    if (!(settings.frequencyHz > 0.0 && settings.frequencyHz < settings.nyquistHz()))
         failUsage("--frequency: {:g} Hz does not lie between 0 and {:g} Hz, the Nyquist frequency of {:g} ms",
-                  settings.frequencyHz, nyquist, settings.intervalMs);
+                  settings.frequencyHz, settings.nyquistHz(), settings.intervalMs);
     if (!(settings.tail >= smallestTail && settings.tail < 1.0))
         failUsage("--tail: an amplitude of {:g} does not lie between {:g} and 1, the peak", settings.tail, smallestTail);
     if (!(settings.noisePercent >= 0.0 && std::isfinite(settings.noisePercent)))

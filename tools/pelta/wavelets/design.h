@@ -13,6 +13,8 @@ struct Settings {
     int length = 0;            /* samples, odd; 0: as many as the tail asks for */
     int filterLength = 0;      /* samples of the shaping filter; 0: as many as the wavelet's */
     double noisePercent = 0.1; /* white noise that keeps the equations of phase and filter well behaved */
+
+    double nyquistHz() const { return 500.0 / intervalMs; }
 };
 
 /* Samples of peak 1 and their spectra, nfft / 2 + 1 values. */

@@ -20,40 +20,44 @@ Series curve(const char* name, const std::vector<float>& values, double first, d
     return series;
 }
 
-Series waveletCurve(const char* name, const Version& version, double intervalMs, const Color& color,
-                    Stroke stroke = Stroke::solid) {
-    return curve(name, version.samples, -version.origin * intervalMs, intervalMs, color, stroke);
+Graph timeGraph(const std::string& title, std::vector<Series> series) {
+    Graph graph;
+    graph.title = title;
+    graph.xTitle = "time, ms";
+    graph.yTitle = "amplitude";
+    graph.series = std::move(series);
+    return graph;
 }
 
 Graph waveletGraph(const Design& design) {
     const double interval = design.settings.intervalMs;
-    Graph graph;
-    graph.title = "wavelets";
-    graph.xTitle = "time, ms";
-    graph.yTitle = "amplitude";
-    graph.series = {waveletCurve("zero phase", design.zero, interval, black),
-                    waveletCurve("minimum phase", design.minimum, interval, blue),
-                    waveletCurve("maximum phase", design.maximum, interval, vermilion)};
-    return graph;
+    const auto waveletCurve = [&](const char* name, const Version& version, const Color& color) {
+        return curve(name, version.samples, -version.origin * interval, interval, color);
+    };
+    return timeGraph("wavelets",
+                     {waveletCurve("zero phase", design.zero, black), waveletCurve("minimum phase", design.minimum, blue),
+                      waveletCurve("maximum phase", design.maximum, vermilion)});
 }
 
-/* Frequencies beyond which nothing is to be seen. */
-Range frequencyRange(const Design& design) {
+/* Over the frequencies at which there is something to be seen. */
+Graph spectrumGraph(const Design& design, const char* title, const char* yTitle, const Range& yRange,
+                    std::vector<Series> series) {
     constexpr double shareOfPeak = 4.0;
-    return {0.0, std::min(shareOfPeak * design.settings.frequencyHz, 500.0 / design.settings.intervalMs)};
+    Graph graph;
+    graph.title = title;
+    graph.xTitle = "frequency, Hz";
+    graph.yTitle = yTitle;
+    graph.xRange = Range{0.0, std::min(shareOfPeak * design.settings.frequencyHz, design.settings.nyquistHz())};
+    graph.yRange = yRange;
+    graph.series = std::move(series);
+    return graph;
 }
 
 Graph amplitudeGraph(const Design& design) {
-    Graph graph;
-    graph.title = "amplitude spectra";
-    graph.xTitle = "frequency, Hz";
-    graph.yTitle = "amplitude";
-    graph.xRange = frequencyRange(design);
-    graph.yRange = Range{0.0, 1.05};
-    graph.series = {
-        curve("zero phase", design.zero.amplitude, 0.0, design.frequencyStepHz, black),
-        curve("minimum and maximum phase", design.minimum.amplitude, 0.0, design.frequencyStepHz, blue, Stroke::dashed)};
-    return graph;
+    const double step = design.frequencyStepHz;
+    return spectrumGraph(design, "amplitude spectra", "amplitude", {0.0, 1.05},
+                         {curve("zero phase", design.zero.amplitude, 0.0, step, black),
+                          curve("minimum and maximum phase", design.minimum.amplitude, 0.0, step, blue, Stroke::dashed)});
 }
 
 /* In degrees, where there is amplitude to have a phase. */
@@ -69,25 +73,11 @@ Series phaseCurve(const char* name, const Version& version, double stepHz, const
 }
 
 Graph phaseGraph(const Design& design) {
-    Graph graph;
-    graph.title = "phase spectra";
-    graph.xTitle = "frequency, Hz";
-    graph.yTitle = "phase, degrees";
-    graph.xRange = frequencyRange(design);
-    graph.yRange = Range{-190.0, 190.0};
-    graph.series = {phaseCurve("zero phase", design.zero, design.frequencyStepHz, black),
-                    phaseCurve("minimum phase", design.minimum, design.frequencyStepHz, blue),
-                    phaseCurve("maximum phase", design.maximum, design.frequencyStepHz, vermilion)};
-    return graph;
-}
-
-Graph timeGraph(const std::string& title, std::vector<Series> series) {
-    Graph graph;
-    graph.title = title;
-    graph.xTitle = "time, ms";
-    graph.yTitle = "amplitude";
-    graph.series = std::move(series);
-    return graph;
+    const double step = design.frequencyStepHz;
+    return spectrumGraph(
+        design, "phase spectra", "phase, degrees", {-190.0, 190.0},
+        {phaseCurve("zero phase", design.zero, step, black), phaseCurve("minimum phase", design.minimum, step, blue),
+         phaseCurve("maximum phase", design.maximum, step, vermilion)});
 }
 
 }
