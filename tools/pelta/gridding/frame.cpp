@@ -76,16 +76,16 @@ Frame frameOf(const std::array<Extent, 2>& region, const std::array<double, 2>& 
     return frame;
 }
 
-/* Without the rounding error of a product with 0.1. */
-double short12(double value) { return std::stod(fmt::format("{:.12g}", value)); }
+/* A coordinate of twelve digits: without the rounding error of a product with 0.1. */
+double withoutRoundingError(double value) { return std::stod(fmt::format("{:.12g}", value)); }
 
 /* Grown evenly to both sides, by whole spacings. */
 Frame grown(const Frame& frame) {
     const BetterSize size = betterSize(frame.columns, frame.rows);
     checkCounts({size.columns - 1.0, size.rows - 1.0});
     Frame larger = frame;
-    larger.left = short12(frame.left - (size.columns - frame.columns) / 2 * frame.columnSpacing);
-    larger.bottom = short12(frame.bottom - (size.rows - frame.rows) / 2 * frame.rowSpacing);
+    larger.left = withoutRoundingError(frame.left - (size.columns - frame.columns) / 2 * frame.columnSpacing);
+    larger.bottom = withoutRoundingError(frame.bottom - (size.rows - frame.rows) / 2 * frame.rowSpacing);
     larger.columns = size.columns;
     larger.rows = size.rows;
     return larger;

@@ -44,12 +44,12 @@ double groundRollAt(double timeMs, double offset) {
     return envelope * std::sin(2.0 * M_PI * groundRollFrequency * (timeMs - arrival) / 1000.0);
 }
 
-/* Calls add(i, time of sample i) for the samples in from .. to ms. */
-template <class Add>
-void eachSample(std::vector<float>& samples, double intervalMs, double from, double to, Add value) {
+/* Adds amplitudeAt(time in ms) to the samples in from .. to ms. */
+template <class AmplitudeAt>
+void addBetween(std::vector<float>& samples, double intervalMs, double from, double to, const AmplitudeAt& amplitudeAt) {
     const int first = std::max(0, static_cast<int>(std::ceil(from / intervalMs)));
     const int last = std::min(static_cast<int>(samples.size()) - 1, static_cast<int>(to / intervalMs));
-    for (int i = first; i <= last; ++i) samples[static_cast<std::size_t>(i)] += static_cast<float>(value(i * intervalMs));
+    for (int i = first; i <= last; ++i) samples[static_cast<std::size_t>(i)] += static_cast<float>(amplitudeAt(i * intervalMs));
 }
 
 double directTime(double offset) { return 1000.0 * offset / weatheredVelocity; }
@@ -128,7 +128,7 @@ void TraceMaker::make(const Station& station, std::vector<float>& samples) {
     const double offset = std::abs(station.offset()), interval = _survey.intervalMs;
     constexpr double arrivalLength = 100.0, reflectionLength = 60.0; /* ms: where the wavelets have died down */
     const auto addArrival = [&](double arrival, double strength) {
-        eachSample(samples, interval, arrival, arrival + arrivalLength,
+        addBetween(samples, interval, arrival, arrival + arrivalLength,
                    [&](double time) { return strength * causalWavelet(time - arrival, arrivalFrequency); });
     };
     const double direct = directTime(offset), head = headWaveTime(offset);
@@ -137,11 +137,11 @@ void TraceMaker::make(const Station& station, std::vector<float>& samples) {
     const double factor = velocityFactor(0.5 * (station.sourceX + station.receiverX));
     for (const Reflection& reflection : reflections) {
         const double arrival = std::hypot(reflection.time, 1000.0 * offset / (factor * reflection.velocity));
-        eachSample(samples, interval, arrival - reflectionLength, arrival + reflectionLength,
+        addBetween(samples, interval, arrival - reflectionLength, arrival + reflectionLength,
                    [&](double time) { return reflection.strength * ricker(time - arrival, reflectionFrequency); });
     }
     if (_survey.groundRoll > 0.0)
-        eachSample(samples, interval, direct, interval * _survey.sampleCount, [&](double time) {
+        addBetween(samples, interval, direct, interval * _survey.sampleCount, [&](double time) {
             return time > 1000.0 * offset / groundRollVelocity - 150.0 ? _survey.groundRoll * groundRollAt(time, offset) : 0.0;
         });
     if (_survey.noise > 0.0) addNoise(station, samples);

@@ -9,8 +9,7 @@
 namespace pelta::synthesis {
 
 /* A line of shot records over a flat earth: a weathered layer over a refractor, and reflectors below it, whose stacking
- * velocities may vary along the line. Lengths in metres,
- * times in ms. The same survey gives the same samples on every run. */
+ * velocities may vary along the line. Lengths in metres, times in ms. The same survey gives the same samples on every run. */
 struct Survey {
     std::uint64_t seed = 1;
     int recordCount = 24, channelCount = 48;
