@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <optional>
 
 #include "commands/command.h"
@@ -248,7 +247,7 @@ void write(const Request& request, Outputs& outputs, const Task& task, const Sur
     if (outputs.grid) outputs.grid->write(surface.grid, "surface through points");
     if (outputs.picture) {
         Map map = request.map;
-        map.title = std::filesystem::path(request.input).filename().string();
+        map.title = bareName(request.input);
         map.xTitle = task.set.xName;
         map.yTitle = task.set.yName;
         map.zTitle = task.set.zName;
@@ -261,28 +260,28 @@ void write(const Request& request, Outputs& outputs, const Task& task, const Sur
 
 void sayPoints(const Request& request, const Task& task) {
     const std::size_t read = task.set.points.size();
-    fmt::print("points        {}: {} read", std::filesystem::path(request.input).filename().string(), read);
-    if (task.places < read) fmt::print(", at {} places", task.places);
-    if (task.inside.size() < task.places) fmt::print(", {} of them in the region", task.inside.size());
-    if (task.set.withoutValue > 0) fmt::print("; {} without a value", task.set.withoutValue);
-    fmt::print("\n{:13} {}\n", task.set.zName, rangeText(extentOf(task.inside.z)));
+    printTo(stdout, "points        {}: {} read", bareName(request.input), read);
+    if (task.places < read) printTo(stdout, ", at {} places", task.places);
+    if (task.inside.size() < task.places) printTo(stdout, ", {} of them in the region", task.inside.size());
+    if (task.set.withoutValue > 0) printTo(stdout, "; {} without a value", task.set.withoutValue);
+    printTo(stdout, "\n{:13} {}\n", task.set.zName, rangeText(extentOf(task.inside.z)));
 }
 
 void sayGrid(const Task& task) {
     const Frame& frame = task.frame;
-    fmt::print("grid          {} x {} nodes, spacing {:g} x {:g}\n", frame.columns, frame.rows, frame.columnSpacing,
-               frame.rowSpacing);
-    fmt::print("{:13} {}\n", task.set.xName, rangeText(frame.left, frame.right()));
-    fmt::print("{:13} {}\n", task.set.yName, rangeText(frame.bottom, frame.top()));
+    printTo(stdout, "grid          {} x {} nodes, spacing {:g} x {:g}\n", frame.columns, frame.rows, frame.columnSpacing,
+            frame.rowSpacing);
+    printTo(stdout, "{:13} {}\n", task.set.xName, rangeText(frame.left, frame.right()));
+    printTo(stdout, "{:13} {}\n", task.set.yName, rangeText(frame.bottom, frame.top()));
 }
 
 void saySurface(const Request& request, const Task& task, const Surface& surface) {
     const Settings settings = settingsFor(request, task.gridded);
-    fmt::print("surface       {}, tension {:g} inside and {:g} at the edge, aspect {:g}\n", request.variant, settings.tension,
-               settings.boundaryTension, settings.aspect);
+    printTo(stdout, "surface       {}, tension {:g} inside and {:g} at the edge, aspect {:g}\n", request.variant,
+            settings.tension, settings.boundaryTension, settings.aspect);
     const auto [lowest, highest] = std::minmax_element(surface.grid.values.begin(), surface.grid.values.end());
-    fmt::print("values        {:.7g} .. {:.7g}\n", *lowest, *highest);
-    fmt::print("used          {} points, one a node\n", task.used);
+    printTo(stdout, "values        {:.7g} .. {:.7g}\n", *lowest, *highest);
+    printTo(stdout, "used          {} points, one a node\n", task.used);
 }
 
 std::string errorText(const Errors& errors) {
@@ -292,9 +291,9 @@ std::string errorText(const Errors& errors) {
 
 /* The fit of the grid as others will read it, to all points of the region: to those, too, that no node had room for. */
 void sayFit(const Request& request, const Task& task, const Surface& surface) {
-    fmt::print("fit           {}\n", errorText(errorsOf(surface.grid, task.inside)));
-    fmt::print("plane         RMS error {:.4g}\n", task.trend.rms);
-    fmt::print("curvature     RMS {:.4g}\n", curvatureOf(surface.grid, request.settings.aspect));
+    printTo(stdout, "fit           {}\n", errorText(errorsOf(surface.grid, task.inside)));
+    printTo(stdout, "plane         RMS error {:.4g}\n", task.trend.rms);
+    printTo(stdout, "curvature     RMS {:.4g}\n", curvatureOf(surface.grid, request.settings.aspect));
 }
 
 int grid(const Request& request) {
@@ -323,7 +322,7 @@ int grid(const Request& request) {
         saySurface(request, task, *surface);
         sayFit(request, task, *surface);
     }
-    if (heldOut) fmt::print("held out      {}\n", errorText(*heldOut));
+    if (heldOut) printTo(stdout, "held out      {}\n", errorText(*heldOut));
     return 0;
 }
 

@@ -36,7 +36,7 @@ int check(const std::string& fileName) {
     for (const std::string& finding : found.findings)
         tell(fmt::format("pelta: {}\n", oneLine(fmt::format("ledger: {}: {}", fileName, finding))));
     if (!found.findings.empty()) return 1;
-    fmt::print("{}: {} records, all whole\n", fileName, found.wholeRecords);
+    printTo(stdout, "{}: {} records, all whole\n", fileName, found.wholeRecords);
     return 0;
 }
 

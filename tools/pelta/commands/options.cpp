@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "support/failure.h"
@@ -80,6 +81,8 @@ void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<s
         ->type_name("WIDTH,HEIGHT")
         ->default_str(fmt::format("{}", fmt::join(size, ",")));
 }
+
+std::string bareName(const std::string& fileName) { return std::filesystem::path(fileName).filename().string(); }
 
 void PictureOptions::add(CLI::App& app, const std::string& what, std::array<std::int64_t, 2> leastSize) {
     app.add_option("--picture", _name, what + ": .png, .svg or .pdf")->type_name("FILE");

@@ -32,6 +32,9 @@ void addWordUnit(CLI::App& app, std::string& unit);
 /* --size of a picture, width and height, which has the default in it; not below least. */
 void addPictureSize(CLI::App& app, std::vector<std::int64_t>& size, std::array<std::int64_t, 2> least);
 
+/* A file's name without its folder, for titles. */
+std::string bareName(const std::string& fileName);
+
 /* --picture and --size of a command that can also draw what it makes. */
 class PictureOptions {
   public:

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -166,9 +165,6 @@ pictures::Style styleOf(const Request& request, std::size_t traceCount) {
                                                                                                      : pictures::Style::density;
 }
 
-/* A file's name without its folder. */
-std::string nameOf(const std::string& fileName) { return std::filesystem::path(fileName).filename().string(); }
-
 pictures::SectionStyle sectionStyle(const Request& request, const Selection& selection, const segy::Layout& layout) {
     pictures::SectionStyle style;
     style.style = styleOf(request, selection.traces.size());
@@ -193,10 +189,10 @@ pictures::SectionStyle sectionStyle(const Request& request, const Selection& sel
     constexpr std::size_t mostRecordsApart = 40;
     style.separatesRecords =
         selection.axis != "cdp" && selection.records.size() > 1 && selection.records.size() <= mostRecordsApart;
-    const std::string minus = request.subtracted.empty() ? "" : " - " + nameOf(request.subtracted);
-    style.title = request.title.empty() ? nameOf(request.input) + minus : request.title;
+    const std::string minus = request.subtracted.empty() ? "" : " - " + bareName(request.subtracted);
+    style.title = request.title.empty() ? bareName(request.input) + minus : request.title;
     style.axisTitle = selection.axis;
-    for (const std::string& file : request.pickFiles) style.pickNames.push_back(nameOf(file));
+    for (const std::string& file : request.pickFiles) style.pickNames.push_back(bareName(file));
     return style;
 }
 

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <cmath>
-#include <filesystem>
 #include <optional>
 
 #include "commands/command.h"
@@ -96,25 +95,22 @@ void writeResiduals(TextOutput& file, const std::vector<Branch>& branches) {
         }
 }
 
-/* A file's name without its folder. */
-std::string nameOf(const std::string& fileName) { return std::filesystem::path(fileName).filename().string(); }
-
 std::string text(const refraction::Window& window) {
     return std::isfinite(window.to) ? fmt::format("{:g} to {:g} m", window.from, window.to)
                                     : fmt::format("{:g} m and more", window.from);
 }
 
 void sayBranch(std::FILE* to, const Branch& branch) {
-    fmt::print(to, "{:>8} {:>4} {:>6}", branch.record, sideOf(branch), branch.refracted);
+    printTo(to, "{:>8} {:>4} {:>6}", branch.record, sideOf(branch), branch.refracted);
     if (!branch.fit) {
-        fmt::print(to, "  no fit: {}\n", branch.whyNoFit);
+        printTo(to, "  no fit: {}\n", branch.whyNoFit);
         return;
     }
     const refraction::Fit& fit = *branch.fit;
-    fmt::print(to, " {:>9} {:9.1f} +- {:<7.1f} {:7.2f} +- {:<6.2f} {:7.2f} {:9.1f} {:8.2f} {:>8} {:>9} {:>8} {:>9}\n",
-               branch.rejected, fit.robust.velocity, fit.velocityError, fit.robust.interceptMs, fit.interceptErrorMs, fit.rmsMs,
-               fit.leastSquares.velocity, fit.leastSquares.interceptMs, branch.direct, numberOrBlank(branch.directVelocity, 1),
-               numberOrBlank(branch.delayMs(), 2), numberOrBlank(branch.thickness(), 1));
+    printTo(to, " {:>9} {:9.1f} +- {:<7.1f} {:7.2f} +- {:<6.2f} {:7.2f} {:9.1f} {:8.2f} {:>8} {:>9} {:>8} {:>9}\n",
+            branch.rejected, fit.robust.velocity, fit.velocityError, fit.robust.interceptMs, fit.interceptErrorMs, fit.rmsMs,
+            fit.leastSquares.velocity, fit.leastSquares.interceptMs, branch.direct, numberOrBlank(branch.directVelocity, 1),
+            numberOrBlank(branch.delayMs(), 2), numberOrBlank(branch.thickness(), 1));
 }
 
 void sayRejected(std::FILE* to, const std::vector<Branch>& branches) {
@@ -122,8 +118,8 @@ void sayRejected(std::FILE* to, const std::vector<Branch>& branches) {
     for (const Branch& branch : branches)
         for (const refraction::FittedPick& pick : branch.picks) {
             if (!branch.fit || !pick.isRefracted || pick.weight > 0.0) continue;
-            fmt::print(to, "{}record {} channel {} (trace {}) at {:g} m: {:+.2f} ms\n", heading, pick.arrival.record,
-                       pick.arrival.channel, pick.arrival.trace, pick.arrival.offset, pick.residualMs);
+            printTo(to, "{}record {} channel {} (trace {}) at {:g} m: {:+.2f} ms\n", heading, pick.arrival.record,
+                    pick.arrival.channel, pick.arrival.trace, pick.arrival.offset, pick.residualMs);
             heading = "";
         }
 }
@@ -137,22 +133,21 @@ void sayMedians(std::FILE* to, const std::vector<Branch>& branches) {
         velocities.push_back(branch.fit->robust.velocity);
         intercepts.push_back(branch.fit->robust.interceptMs);
     }
-    fmt::print(to, "\nmedian of {} fits: velocity {:.1f} m/s, intercept {:.2f} ms", velocities.size(),
-               refraction::median(velocities), refraction::median(intercepts));
-    if (!directs.empty()) fmt::print(to, ", direct wave {:.1f} m/s", refraction::median(directs));
-    if (!thicknesses.empty()) fmt::print(to, ", thickness {:.1f} m", refraction::median(thicknesses));
-    fmt::print(to, "\n");
+    printTo(to, "\nmedian of {} fits: velocity {:.1f} m/s, intercept {:.2f} ms", velocities.size(),
+            refraction::median(velocities), refraction::median(intercepts));
+    if (!directs.empty()) printTo(to, ", direct wave {:.1f} m/s", refraction::median(directs));
+    if (!thicknesses.empty()) printTo(to, ", thickness {:.1f} m", refraction::median(thicknesses));
+    printText(to, "\n");
 }
 
 void say(std::FILE* to, const Request& request, const refraction::Settings& settings, const refraction::Arrivals& arrivals,
          const std::vector<Branch>& branches) {
-    fmt::print(to, "{}: {} first breaks; offsets from {}\n", nameOf(request.input), arrivals.list.size(), arrivals.offsetsFrom);
-    fmt::print(to, "refracted wave at {}, direct wave {}; errors are one standard error\n\n", text(settings.refracted),
-               settings.direct ? "at " + text(*settings.direct) : "not asked for");
-    fmt::print(to, "{:>24} {:^51} {:^18} {:^18}\n", "", "robust fit", "least squares", "direct wave");
-    fmt::print(to, "{:>8} {:>4} {:>6} {:>9} {:>20} {:>17} {:>7} {:>9} {:>8} {:>8} {:>9} {:>8} {:>9}\n", "record", "side",
-               "picks", "rejected", "velocity, m/s", "intercept, ms", "rms, ms", "m/s", "ms", "picks", "m/s", "delay,ms",
-               "depth, m");
+    printTo(to, "{}: {} first breaks; offsets from {}\n", bareName(request.input), arrivals.list.size(), arrivals.offsetsFrom);
+    printTo(to, "refracted wave at {}, direct wave {}; errors are one standard error\n\n", text(settings.refracted),
+            settings.direct ? "at " + text(*settings.direct) : "not asked for");
+    printTo(to, "{:>24} {:^51} {:^18} {:^18}\n", "", "robust fit", "least squares", "direct wave");
+    printTo(to, "{:>8} {:>4} {:>6} {:>9} {:>20} {:>17} {:>7} {:>9} {:>8} {:>8} {:>9} {:>8} {:>9}\n", "record", "side", "picks",
+            "rejected", "velocity, m/s", "intercept, ms", "rms, ms", "m/s", "ms", "picks", "m/s", "delay,ms", "depth, m");
     for (const Branch& branch : branches) sayBranch(to, branch);
     sayMedians(to, branches);
     sayRejected(to, branches);
@@ -190,7 +185,7 @@ int refract(const Request& request) {
              branches.size() == 1 ? "" : "s", branches.front().record, sideOf(branches.front()), branches.front().whyNoFit);
     if (outputs.results) writeResults(*outputs.results, branches);
     if (outputs.residuals) writeResiduals(*outputs.residuals, branches);
-    if (outputs.picture) drawBranches(outputs.picture->canvas(), nameOf(request.input), branches, settings);
+    if (outputs.picture) drawBranches(outputs.picture->canvas(), bareName(request.input), branches, settings);
     if (outputs.picture) outputs.picture->commit();
     if (outputs.residuals) outputs.residuals->commit();
     if (outputs.results) outputs.results->commit();

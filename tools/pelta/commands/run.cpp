@@ -38,7 +38,7 @@ struct Job {
 
     int run(const std::string& process, const std::vector<FlowStep>& steps) const {
         if (showsFlow) {
-            fmt::print("{}", writeFlow(steps));
+            printText(stdout, writeFlow(steps));
             return 0;
         }
         if (input.empty() || output.empty()) failUsage("{}: IN and OUT are needed; see pelta {} --help", process, process);

@@ -124,21 +124,20 @@ void writePicks(TextOutput& file, const std::vector<velocity::Pick>& picks, std:
 }
 
 void say(std::FILE* to, const velocity::Analysis& analysis) {
-    fmt::print(to, "{}\n{:>9} {:>14} {:>10} {:>14}\n", analysis.title, "time, ms", "velocity, m/s", "semblance",
-               "interval, m/s");
+    printTo(to, "{}\n{:>9} {:>14} {:>10} {:>14}\n", analysis.title, "time, ms", "velocity, m/s", "semblance", "interval, m/s");
     const std::vector<double> layers = velocity::intervalVelocities(analysis.picks);
     for (std::size_t k = 0; k < analysis.picks.size(); ++k)
-        fmt::print(to, "{:9.1f} {:14.1f} {:10.3f} {:14.1f}\n", analysis.picks[k].timeMs, analysis.picks[k].velocity,
-                   analysis.picks[k].semblance, layers[k]);
+        printTo(to, "{:9.1f} {:14.1f} {:10.3f} {:14.1f}\n", analysis.picks[k].timeMs, analysis.picks[k].velocity,
+                analysis.picks[k].semblance, layers[k]);
 }
 
 void sayComparison(std::FILE* to, const std::string& name, const velocity::Comparison& comparison) {
-    fmt::print(to, "\nbeside {}\n{:>9} {:>14} {:>14} {:>11} {:>9}\n", name, "time, ms", "true, m/s", "picked, m/s",
-               "error, m/s", "error, %");
+    printTo(to, "\nbeside {}\n{:>9} {:>14} {:>14} {:>11} {:>9}\n", name, "time, ms", "true, m/s", "picked, m/s", "error, m/s",
+            "error, %");
     for (const velocity::Comparison::Row& row : comparison.rows)
-        fmt::print(to, "{:9.1f} {:14.1f} {:14.1f} {:11.1f} {:9.2f}\n", row.timeMs, row.truth, row.picked, row.error(),
-                   row.errorPercent());
-    fmt::print(to, "RMS error {:.1f} m/s, {:.2f} %\n", comparison.rmsError, comparison.rmsErrorPercent);
+        printTo(to, "{:9.1f} {:14.1f} {:14.1f} {:11.1f} {:9.2f}\n", row.timeMs, row.truth, row.picked, row.error(),
+                row.errorPercent());
+    printTo(to, "RMS error {:.1f} m/s, {:.2f} %\n", comparison.rmsError, comparison.rmsErrorPercent);
 }
 
 /* Everything that the command writes, opened before the work. */
@@ -163,8 +162,8 @@ struct Outputs {
 };
 
 std::string titleOf(const Request& request, const velocity::GatherChoice& choice, const velocity::Gather& gather) {
-    return fmt::format("{}, {}: {} traces, offsets {:g} to {:g} m", std::filesystem::path(request.input).filename().string(),
-                       choice.name(), gather.traceCount(), gather.offsets.front(), gather.offsets.back());
+    return fmt::format("{}, {}: {} traces, offsets {:g} to {:g} m", bareName(request.input), choice.name(), gather.traceCount(),
+                       gather.offsets.front(), gather.offsets.back());
 }
 
 int analyse(const Request& request) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <optional>
 
 #include "commands/command.h"
@@ -97,7 +96,7 @@ velocity::TimeSlice timeSlice(const Request& request, Field& field) {
 velocity::Path straightPath(const Request& request) {
     const Place from = placeFrom("--section", request.section[0], request.section[1]);
     const Place to = placeFrom("--section", request.section[2], request.section[3]);
-    const double length = std::hypot(to.x - from.x, to.y - from.y);
+    const double length = distance(from, to);
     if (!(length > 0.0)) failUsage("--section: both ends are x {:g}, y {:g}", from.x, from.y);
     constexpr double columns = 400.0;
     const double spacing = request.spacing > 0.0 ? request.spacing : roundedDown(length / columns);
@@ -158,13 +157,13 @@ void checkHeld(const Request& request, const Grid& grid) {
 
 void say(const std::string& title, const Field& field, const Grid& grid, double insideShare) {
     const auto [lowest, highest] = extentOf(grid);
-    fmt::print("{}\n{} functions {}\n", title, field.points().size(),
-               field.points().size() == 1 ? "hold everywhere"
-               : field.isLine()           ? "along a line"
-                                          : fmt::format("over an area, with {} sides of triangles and {} corners of the hull",
-                                                        field.sides().size(), field.hull().size()));
-    fmt::print("{} x {} nodes, {:.1f} to {:.1f} m/s, {:.0f} % of them inside the hull\n", grid.columns, grid.rows, lowest,
-               highest, 100.0 * insideShare);
+    printTo(stdout, "{}\n{} functions {}\n", title, field.points().size(),
+            field.points().size() == 1 ? "hold everywhere"
+            : field.isLine()           ? "along a line"
+                                       : fmt::format("over an area, with {} sides of triangles and {} corners of the hull",
+                                                     field.sides().size(), field.hull().size()));
+    printTo(stdout, "{} x {} nodes, {:.1f} to {:.1f} m/s, {:.0f} % of them inside the hull\n", grid.columns, grid.rows, lowest,
+            highest, 100.0 * insideShare);
 }
 
 template <class Values, class IsInside>
@@ -183,7 +182,7 @@ int cut(const Request& request) {
     const velocity::FunctionTable table = velocity::readFunctions(request.input);
     Field field(controlPoints(request, table, headers).points);
     Outputs outputs(request);
-    const std::string name = std::filesystem::path(request.input).filename().string();
+    const std::string name = bareName(request.input);
     if (request.timeMs) {
         const velocity::TimeSlice slice = timeSlice(request, field);
         checkHeld(request, slice.grid);

@@ -48,22 +48,20 @@ void writeSpectra(TextOutput& file, const wavelets::Design& design) {
 
 void say(std::FILE* to, const wavelets::Design& design) {
     const wavelets::Settings& settings = design.settings;
-    fmt::print(
-        to,
-        "Ricker wavelet of {:g} Hz: {} samples at {:g} ms, time 0 at {:g} ms (zero phase), 0 ms (minimum phase) and {:g} "
-        "ms (maximum phase)\n"
-        "shaping filter from minimum to zero phase: {} samples, {:g} % white noise, {:.3g} % of the energy is off\n",
-        settings.frequencyHz, settings.length, settings.intervalMs, design.zero.origin * settings.intervalMs,
-        design.maximum.origin * settings.intervalMs, settings.filterLength, settings.noisePercent, design.errorPercent);
+    printTo(to,
+            "Ricker wavelet of {:g} Hz: {} samples at {:g} ms, time 0 at {:g} ms (zero phase), 0 ms (minimum phase) and {:g} "
+            "ms (maximum phase)\n"
+            "shaping filter from minimum to zero phase: {} samples, {:g} % white noise, {:.3g} % of the energy is off\n",
+            settings.frequencyHz, settings.length, settings.intervalMs, design.zero.origin * settings.intervalMs,
+            design.maximum.origin * settings.intervalMs, settings.filterLength, settings.noisePercent, design.errorPercent);
 }
 
 /* The spectrum falls to a hundredth of its peak at 2.6 times the peak's frequency. */
 void warnOfAliasing(const wavelets::Settings& settings) {
     constexpr double highest = 2.6;
-    const double nyquist = 500.0 / settings.intervalMs;
-    if (highest * settings.frequencyHz > nyquist)
+    if (highest * settings.frequencyHz > settings.nyquistHz())
         warn(fmt::format("a Ricker wavelet of {:g} Hz holds frequencies up to {:g} Hz; {:g} ms resolve {:g} Hz",
-                         settings.frequencyHz, highest * settings.frequencyHz, settings.intervalMs, nyquist));
+                         settings.frequencyHz, highest * settings.frequencyHz, settings.intervalMs, settings.nyquistHz()));
 }
 
 int writeWavelets(const Request& request) {

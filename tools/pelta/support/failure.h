@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -46,6 +47,14 @@ std::string oneLine(std::string text);
 /* Puts text on standard error, in one piece that other threads' texts stay apart from. The work goes on where it cannot be
  * written, on a full disk or without a standard error. */
 void tell(std::string_view text);
+
+/* Puts text on standard output or, where that takes data, on standard error. Standard output that cannot be written fails
+ * (Failure). */
+void printText(std::FILE* to, std::string_view text);
+template <class... Arguments>
+void printTo(std::FILE* to, fmt::format_string<Arguments...> text, Arguments&&... arguments) {
+    printText(to, fmt::format(text, std::forward<Arguments>(arguments)...));
+}
 
 /* One line on standard error that begins "pelta: warning: "; the work goes on. Safe to call from several threads. */
 void warn(const std::string& text);
