@@ -120,13 +120,6 @@ void writeResponse(BandPassFilter& f, int count, int nyquist) {
         if (f._magfilter[i] != 0.0f) f._magfilter[i] = 1.0f / f._magfilter[i];
 }
 
-float largestMagnitude(const float* values, int count) {
-    float largest = 0.0f;
-    for (int i = 0; i < count; ++i)
-        if (std::fabs(values[i]) > largest) largest = std::fabs(values[i]);
-    return largest;
-}
-
 /* Turns the zero-phase impulse response (time zero first) into the minimum-phase one of the same amplitudes and RMS. It is one
  * sample longer than the transform, with a 0 at its end. */
 bool makeMinimumPhase(BandPassFilter& f, float* impulse) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <numbers>
 
+#include "spectral/spectra.h"
 #include "vectorize.h"
 #include "workarray.h"
 
@@ -100,9 +101,7 @@ void unwrap(float* phase, int binCount) {
 
 /* The largest magnitude, or 1 if all are 0. */
 float peakOf(const float* values, int count) {
-    float peak = 0.0f;
-    for (int i = 0; i < count; ++i)
-        if (std::fabs(values[i]) > peak) peak = std::fabs(values[i]);
+    const float peak = largestMagnitude(values, count);
     return peak == 0.0f ? 1.0f : peak;
 }
 
@@ -182,7 +181,7 @@ int changePhase(float* filter, int nsamp, int nfft, int iopt, float phase_char, 
     const WorkArray series = zeros(length), floats = zeros(2 * length + 2);
     if (!series || !floats) return 1;
     if (!loadWavelet(filter, nsamp, iopt != 0, phase_char, noise, series.get(), nfft)) return 1;
-    auto* const spectrum = reinterpret_cast<peltaComplex*>(floats.get());
+    peltaComplex* const spectrum = bins(floats.get());
     const int binCount = nfft / 2 + 1;
     findSpectra(series.get(), nfft, spectrum, mag, phase);
     changePhases(phase, binCount, -phase_char, phase_shift);
