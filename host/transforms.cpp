@@ -107,9 +107,6 @@ bool isAligned(float* array) { return fftwf_alignment_of(array) == 0; }
 
 thread_local Scratch inputScratch, outputScratch;
 
-/* Wide vectors pass between functions that are always inlined, so that no calling convention is concerned. */
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 template <int bytes, class Indices = std::make_integer_sequence<int, bytes / 4>>
 struct Bins;
 

@@ -29,8 +29,7 @@
 
 #ifdef __cplusplus
 
-/* Functions of one variable (say, velocity against time) known at scattered places, and from them at any place: a Delaunay
- * triangulation that grows point by point, planar interpolation inside the hull of the points, extrapolation outside.
+/* A Delaunay triangulation that grows point by point, planar interpolation inside the hull of the points, extrapolation outside.
  *
  * The mesh lies in a square whose corners are vertices too, so that every point of the square lies in a face. All tests are
  * exact comparisons of double-precision products: no tolerance. Records are linked by pointers; they belong to the model and
@@ -123,9 +122,9 @@ struct MStruct {
     float Vc[4];                           /* not used */
     Vertex* CV[4];    /* vertices at the corners; they carry the function of the nearest point linked to them */
     int npnts;        /* 0: records come from tracked memory; 1 or more: from the pool */
-    int mbytes;       /* the pool: its size, */
-    char* pntr;       /* its next free byte, */
-    int mused;        /* what is used of it */
+    int mbytes;       /* the pool's size in bytes */
+    char* pntr;       /* its next free byte */
+    int mused;        /* bytes used of it */
     Hull hull;        /* of the points, without the square's corners */
     Tracker* tracker; /* everything to be freed */
 };
@@ -188,7 +187,7 @@ class PELTA_API triModel {
     void trifree(Tracker** list, void* p);         /* unlists and frees; nothing where p is not listed */
     void trigfree(Tracker** list, void* p);        /* the same */
     void tri_free_all(Tracker** list);             /* frees all that is listed, and the list */
-    /* n bytes of the pool, or null and a message. */
+    /* n bytes of the pool; null with a message where it has no more, and before triStart. */
     char* tri_malloc_mem(int n);
 
     void tri_vu_eu(VertexUse* vu, EdgeUse* eu);     /* the side starts at the corner */
@@ -237,8 +236,9 @@ class PELTA_API triModel {
      * through them, constant beyond both. */
     void tri_degenr(VertexHull* VH, VertexHull* VH0, Coord* x, Coord* y, float* a0, float* ainc, float* wrk, float* ord,
                     int* nord);
-    /* 1 when the hull's side between the two cannot be extrapolated between bisectors: at one of them its neighbours' slopes
-     * cancel. */
+    /* 1 when the hull's side between the two is not extrapolated between bisectors but by tri_degenr: at one of them, v, the
+     * slopes to its neighbours' bisector points p and n cancel, (vx - px)(vy - ny) = -(vy - py)(vx - nx) exactly. Kept on
+     * purpose: the sign, which finds points mirrored about an upright or a level line instead of points on a line. */
     int tri_deg(VertexHull* VH, VertexHull* VH0);
     /* The point at distance 1 from place 2, out of a hull that goes clockwise from 1 over 2 to 3, between its two sides. */
     void tri_bisector(Coord x1, Coord y1, Coord x2, Coord y2, Coord x3, Coord y3, Cflt* x, Cflt* y);

@@ -22,9 +22,6 @@ PELTA_INLINE Front<Real> frontOf(const SkewedGrid<Real>& grid, int number) {
     return front;
 }
 
-/* Vectors are passed between functions that are inlined into one another only: no calling convention is concerned. */
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 /* Several nodes at a time. */
 template <class Real>
 struct Pack {

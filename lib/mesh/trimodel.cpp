@@ -394,6 +394,7 @@ void triModel::tri_degenr(VertexHull* VH, VertexHull* VH0, Coord* x, Coord* y, f
     mixResampled(high, low, distance(footX, footY, low->x, low->y) / distance(high->x, high->y, low->x, low->y));
 }
 
+/* Kept on purpose: the sign of the second product. */
 int triModel::tri_deg(VertexHull* VH, VertexHull* VH0) {
     const auto isDegenerate = [](const VertexHull* record) {
         const VertexHull *previous = record->vhPrev, *next = record->vhNext;
