@@ -114,21 +114,9 @@ void solve(tension::Block<int> numbers) {
     state.iu = obtainOr<char>(padded, noStates);
     state.u = obtainOr<float>(padded, noSurface);
     tension::setCoefficients(state);
-    while (true) {
-        state.old_grid = state.grid;
-        tension::findNearestPoint(state);
-        if (state.grid < 2) {
-            numbers.reset();
-            std::free(std::exchange(state.data, nullptr));
-        }
-        if (!tension::iterate(state)) endWithout(noSurface);
-        if (state.grid < 2) return;
-        tension::smartDivide(state);
-        tension::setGridParameters(state);
-        if (!tension::setIndex(state, numbers.get())) endWithout(noData);
-        tension::fillInForecast(state);
-        if (!tension::iterate(state)) endWithout(noSurface);
-    }
+    const auto shortage = tension::solveLevels(state, std::move(numbers), [] { tension::setGridParameters(state); });
+    if (shortage == tension::Shortage::points) endWithout(noData);
+    if (shortage == tension::Shortage::surface) endWithout(noSurface);
 }
 
 float kept(float z) { return z < state.z_min ? state.z_min : z > state.z_max ? state.z_max : z; }

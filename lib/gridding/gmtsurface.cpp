@@ -107,37 +107,21 @@ bool prepare(SURFACE_INFO& s) {
     return s.briggs && s.iu && s.u;
 }
 
+void enterLevel(SURFACE_INFO& s) {
+    GMT1set_grid_parameters(&s, SG);
+    GMT1set_offset(&s);
+}
+
 bool solve(SURFACE_INFO& s, tension::Block<int> numbers) {
     s.grid = GMT1gcd_euclid(s.nx - 1, s.ny - 1);
     s.n_fact = GMT1get_prime_factors(s.grid, s.factors);
     if (s.grid < 1) s.grid = 1;
     tension::startCoarse(s);
-    GMT1set_grid_parameters(&s, SG);
-    GMT1set_offset(&s);
+    enterLevel(s);
     if (!tension::setIndex(s, numbers.get()) || !prepare(s)) return false;
     GMT1set_coefficients(&s);
     if (s.radius > 0.0) GMT1initialize_grid(&s);
-    s.old_grid = s.grid;
-    const auto settle = [&] {
-        GMT1find_nearest_point(&s);
-        if (s.grid == 1) {
-            numbers.reset();
-            std::free(std::exchange(s.data, nullptr));
-        }
-        return tension::iterate(s);
-    };
-    if (!settle()) return false;
-    while (s.grid > 1) {
-        GMT1smart_divide(&s);
-        GMT1set_grid_parameters(&s, SG);
-        GMT1set_offset(&s);
-        if (!tension::setIndex(s, numbers.get())) return false;
-        GMT1fill_in_forecast(&s);
-        if (!tension::iterate(s)) return false;
-        s.old_grid = s.grid;
-        if (!settle()) return false;
-    }
-    return true;
+    return tension::solveLevels(s, std::move(numbers), [&] { enterLevel(s); }) == tension::Shortage::none;
 }
 
 void writeSurface(const SURFACE_INFO& s, float* z) {
