@@ -13,20 +13,35 @@ _pelta_list() {
     compopt -o nospace
 }
 
+# The same where bytes are assigned to each name; a byte itself is for the user to know.
+_pelta_assignments() {
+    local before= last=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    if [[ $1 == *,* ]]; then
+        before=${1%,*},
+    elif [[ $last == '=' ]]; then
+        [[ $previous == -* ]] || return
+    elif [[ $previous == [=:] ]]; then
+        [[ ${COMP_WORDS[COMP_CWORD - 2]} == -* ]] || return
+    fi
+    mapfile -t COMPREPLY < <(compgen -P "$before" -S = -W "$2" -- "${1##*,}")
+    compopt -o nospace
+}
+
 _pelta_files() {
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -f -- "$1")
 }
 
 _pelta() {
-    local word=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD - 1]} command= options= k
+    local word=${COMP_WORDS[COMP_CWORD]} option command= options= k=$COMP_CWORD
     COMPREPLY=()
-    # bash makes three words of --option=value.
-    if [[ $word == '=' ]]; then
-        word=
-    elif [[ $option == '=' ]]; then
-        option=${COMP_WORDS[COMP_CWORD - 2]}
-    fi
+    # bash makes several words of --option=value and of name=byte:size.
+    while ((k > 1)) && [[ ${COMP_WORDS[k]} == [=:] || ${COMP_WORDS[k - 1]} == [=:] ]]; do
+        ((--k))
+    done
+    option=${COMP_WORDS[k - 1]}
+    [[ $k == "$COMP_CWORD" || ${COMP_WORDS[k]} != -* ]] || option=${COMP_WORDS[k]}
+    [[ $word != '=' ]] || word=
     for ((k = 1; k < COMP_CWORD; ++k)); do
         if [[ ${COMP_WORDS[k]} != -* ]]; then
             command=${COMP_WORDS[k]}
@@ -42,7 +57,8 @@ _pelta() {
         bandpass)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --shape --corners --corners-hz --slopes --slopes-db-per-octave --phase --inverse --domain --truncation --keep-level"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --corners | --corners-hz | --slopes | --slopes-db-per-octave | --truncation) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --corners | --corners-hz | --slopes | --slopes-db-per-octave | --truncation) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
                 --shape) _pelta_names "$word" "ormsby butterworth"; return ;;
@@ -53,7 +69,8 @@ _pelta() {
         check)
             options="-h --help --map --samples --interval --format --endian --tape --json"
             case $option in
-                --map | --samples | --interval) return ;;
+                --samples | --interval) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
             esac
@@ -61,7 +78,8 @@ _pelta() {
         gain)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --window --window-ms --gains-file"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --window | --window-ms) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --window | --window-ms) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --gains-file) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
@@ -70,7 +88,8 @@ _pelta() {
         grid)
             options="-h --help --x --y --z --segy --map --samples --interval --format --endian --tape --salvage --picks --word-unit --region --spacing --nodes --block --tension --boundary-tension --aspect --bounds --variant --sweeps --converge --check --held-out --picture --size --shaded --contours --no-points --quiet --overwrite"
             case $option in
-                --map | --samples | --interval | --region | --spacing | --nodes | --tension | --boundary-tension | --aspect | --bounds | --sweeps | --converge | --held-out | --size | --contours) return ;;
+                --samples | --interval | --region | --spacing | --nodes | --tension | --boundary-tension | --aspect | --bounds | --sweeps | --converge | --held-out | --size | --contours) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --picks | --picture) _pelta_files "$word"; return ;;
                 --x | --y | --z) _pelta_names "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
@@ -83,7 +102,8 @@ _pelta() {
         hilbert)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
             esac
@@ -91,7 +111,8 @@ _pelta() {
         info)
             options="-h --help --map --samples --interval --format --endian --tape --json --text"
             case $option in
-                --map | --samples | --interval) return ;;
+                --samples | --interval) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
             esac
@@ -106,7 +127,8 @@ _pelta() {
         moveout)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --mode --velocity --velocity-m-per-s --velocity-table --velocity-table-ms-m-per-s --velocity-file --velocity-by --fourth-order --converted-wave --one-way --stretch --stretch-percent --stretch-from-offset --stretch-from-offset-m --window --window-ms"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --velocity | --velocity-m-per-s | --velocity-table | --velocity-table-ms-m-per-s | --fourth-order | --stretch | --stretch-percent | --stretch-from-offset | --stretch-from-offset-m | --window | --window-ms) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --velocity | --velocity-m-per-s | --velocity-table | --velocity-table-ms-m-per-s | --fourth-order | --stretch | --stretch-percent | --stretch-from-offset | --stretch-from-offset-m | --window | --window-ms) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --velocity-file) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --velocity-by) _pelta_names "$word" "coordinates cdp"; return ;;
@@ -117,7 +139,8 @@ _pelta() {
         mute)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --top --top-m-ms --top-file --bottom --bottom-m-ms --bottom-file --taper --taper-ms --taper-shape"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --top | --top-m-ms | --bottom | --bottom-m-ms | --taper | --taper-ms) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --top | --top-m-ms | --bottom | --bottom-m-ms | --taper | --taper-ms) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --top-file | --bottom-file) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --taper-shape) _pelta_names "$word" "cosine linear"; return ;;
@@ -127,7 +150,8 @@ _pelta() {
         phase)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --angle --angle-deg"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --angle | --angle-deg) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --angle | --angle-deg) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
             esac
@@ -135,7 +159,8 @@ _pelta() {
         pick)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --ipmethod --method --velocity --velocity-m-per-s --delay --delay-samples --shiftpick --direction --envelope --envelope-ms --stablizer --stablizer-percent --winlen --winlen-ms --winlen1 --winlen1-ms --winlen2 --winlen2-ms --winlen3 --winlen3-ms --win1 --win1-ms --win2 --win2-ms --wina --wina-ms --winar --winar-ms --threshold --threshspd --freqspd --freqspd-hz --winspd --winspd-ms --limkey --ilkey --picks-file --word-unit"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --velocity | --velocity-m-per-s | --delay | --delay-samples | --envelope | --envelope-ms | --stablizer | --stablizer-percent | --winlen | --winlen-ms | --winlen1 | --winlen1-ms | --winlen2 | --winlen2-ms | --winlen3 | --winlen3-ms | --win1 | --win1-ms | --win2 | --win2-ms | --wina | --wina-ms | --winar | --winar-ms | --threshold | --threshspd | --freqspd | --freqspd-hz | --winspd | --winspd-ms | --limkey | --ilkey) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --velocity | --velocity-m-per-s | --delay | --delay-samples | --envelope | --envelope-ms | --stablizer | --stablizer-percent | --winlen | --winlen-ms | --winlen1 | --winlen1-ms | --winlen2 | --winlen2-ms | --winlen3 | --winlen3-ms | --win1 | --win1-ms | --win2 | --win2-ms | --wina | --wina-ms | --winar | --winar-ms | --threshold | --threshspd | --freqspd | --freqspd-hz | --winspd | --winspd-ms | --limkey | --ilkey) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --picks-file) _pelta_files "$word"; return ;;
                 --direction) _pelta_names "$word" "backward both forward"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
@@ -149,7 +174,8 @@ _pelta() {
         plot)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --style --palette --axis --records --traces --times --clip --gain --balance --minus --picks --title --size --overwrite"
             case $option in
-                --map | --samples | --interval | --records | --traces | --times | --clip | --gain | --title | --size) return ;;
+                --samples | --interval | --records | --traces | --times | --clip | --gain | --title | --size) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --minus | --picks) _pelta_files "$word"; return ;;
                 --axis) _pelta_names "$word" "$words"; return ;;
                 --style) _pelta_names "$word" "auto wiggle density"; return ;;
@@ -161,7 +187,8 @@ _pelta() {
         refract)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --picks --word-unit --offsets --direct --records --offsets-from --least-picks --trim --residuals --picture --size --overwrite"
             case $option in
-                --map | --samples | --interval | --offsets | --direct | --records | --least-picks | --trim | --size) return ;;
+                --samples | --interval | --offsets | --direct | --records | --least-picks | --trim | --size) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --picks | --residuals | --picture) _pelta_files "$word"; return ;;
                 --offsets-from) _pelta_names "$word" "auto word coordinates"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
@@ -172,7 +199,8 @@ _pelta() {
         run)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
             esac
@@ -180,7 +208,8 @@ _pelta() {
         sort)
             options="-h --help --by --descending --memory --map --samples --interval --format --endian --tape --salvage --overwrite --quiet --history --ledger-area --ledger-line"
             case $option in
-                --memory | --map | --samples | --interval | --ledger-area | --ledger-line) return ;;
+                --memory | --samples | --interval | --ledger-area | --ledger-line) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --by | --descending) _pelta_list "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
@@ -189,7 +218,8 @@ _pelta() {
         stack)
             options="-h --help --flow --fold-exponent --memory --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line"
             case $option in
-                --fold-exponent | --memory | --map | --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --fold-exponent | --memory | --samples | --interval | --threads | --ledger-area | --ledger-line) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --flow) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
@@ -198,7 +228,8 @@ _pelta() {
         static)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --shift --shift-ms --word --statics-file --remove"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --shift | --shift-ms) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --shift | --shift-ms) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --statics-file) _pelta_files "$word"; return ;;
                 --word) _pelta_names "$word" "$words"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
@@ -217,7 +248,8 @@ _pelta() {
         trim)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --threads --overwrite --quiet --profile --history --ledger-area --ledger-line --show --polygon --polygon-file --position --gate --gate-m-ms --gate-file --signed-offset --keep --removal"
             case $option in
-                --map | --samples | --interval | --threads | --ledger-area | --ledger-line | --polygon | --gate | --gate-m-ms) return ;;
+                --samples | --interval | --threads | --ledger-area | --ledger-line | --polygon | --gate | --gate-m-ms) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --polygon-file | --gate-file) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --removal) _pelta_names "$word" "drop kill"; return ;;
@@ -229,7 +261,8 @@ _pelta() {
         velan)
             options="-h --help --map --samples --interval --format --endian --tape --salvage --cdp --cdps --record --cdp-column --velocities --stretch --window --least-semblance --least-spacing --interval-velocities --panel --picture --size --truth --threads --overwrite"
             case $option in
-                --map | --samples | --interval | --cdp | --cdps | --record | --velocities | --stretch | --window | --least-semblance | --least-spacing | --interval-velocities | --size | --threads) return ;;
+                --samples | --interval | --cdp | --cdps | --record | --velocities | --stretch | --window | --least-semblance | --least-spacing | --interval-velocities | --size | --threads) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --panel | --picture | --truth) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --format) _pelta_names "$word" "ibm ieee int8 int16 int32"; return ;;
@@ -238,7 +271,8 @@ _pelta() {
         velocity)
             options="-h --help --time --section --cdps --line --velocity-by --region --spacing --times --time-spacing --only-inside --picture --size --overwrite --map --samples --interval --format --endian --tape --salvage"
             case $option in
-                --time | --section | --cdps | --region | --spacing | --times | --time-spacing | --size | --map | --samples | --interval) return ;;
+                --time | --section | --cdps | --region | --spacing | --times | --time-spacing | --size | --samples | --interval) return ;;
+                --map) _pelta_assignments "$word" "$words"; return ;;
                 --line | --picture) _pelta_files "$word"; return ;;
                 --endian) _pelta_names "$word" "big little"; return ;;
                 --velocity-by) _pelta_names "$word" "coordinates cdp"; return ;;

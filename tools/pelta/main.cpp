@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "commands/command.h"
+#include "commands/complaint.h"
 #include "support/failure.h"
 #include "support/libraryvoice.h"
-#include "support/nearest.h"
 #include "support/outputfile.h"
 
 namespace pelta {
@@ -25,39 +25,6 @@ int finish(int status) {
     return isWritten || status != 0 ? status : complain(workFailed, "standard output: cannot be written");
 }
 
-std::vector<std::string> optionNames(const CLI::App& app) {
-    std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options())
-        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-    return names;
-}
-
-std::vector<std::string> commandNames() {
-    std::vector<std::string> names;
-    for (const Command& command : commands()) names.push_back(command.name);
-    return names;
-}
-
-/* What the parser did not know, with the nearest name that it would have known. */
-std::string unknownText(const CLI::App& app) {
-    const CLI::App* used = app.get_subcommands().empty() ? &app : app.get_subcommands().front();
-    std::vector<std::string> extras = used->remaining();
-    if (extras.empty()) extras = app.remaining(true);
-    if (extras.empty()) return "";
-    const std::string name = extras.front().substr(0, extras.front().find('='));
-    if (name.starts_with('-')) return fmt::format("unknown option {}{}", name, didYouMean(name, optionNames(*used)));
-    if (used == &app) return fmt::format("unknown command '{}'{}", name, didYouMean(name, commandNames()));
-    return fmt::format("{}: '{}' is one argument too many", used->get_name(), name);
-}
-
-int complainOfUsage(const CLI::App& app, const CLI::ParseError& error) {
-    const bool hasCommand = !app.get_subcommands().empty();
-    std::string text = unknownText(app);
-    if (text.empty()) text = hasCommand ? error.what() : "a command is required";
-    const std::string command = hasCommand ? " " + app.get_subcommands().front()->get_name() : "";
-    return complain(wrongUsage, fmt::format("{} (see pelta{} --help)", text, command));
-}
-
 int runCommandLine(int argc, char** argv) {
     CLI::App app("Seismic trace processing on SEG-Y files.", "pelta");
     const std::vector<Subcommand> subcommands = defineCommandLine(app);
@@ -69,9 +36,9 @@ int runCommandLine(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         /* The help of a command that does not exist is not the general one. */
-        if (app.get_subcommands().empty() && !unknownText(app).empty()) return complainOfUsage(app, request);
+        if (app.get_subcommands().empty() && !unknownText(app).empty()) return complain(wrongUsage, complaintOf(app, request));
         return app.exit(request);
-    } catch (const CLI::ParseError& error) { return complainOfUsage(app, error); }
+    } catch (const CLI::ParseError& error) { return complain(wrongUsage, complaintOf(app, error)); }
     for (const Subcommand& subcommand : subcommands)
         if (subcommand.app->parsed()) return subcommand.run();
     return 0;

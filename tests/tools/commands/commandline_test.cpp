@@ -38,6 +38,15 @@ TEST_F(CommandLine, AnswersWrongUsageWithStatusTwoAndTheNearestName) {
         {"gain a b --window soon", "pelta: --window: 'soon' is not a whole number\n"},
         {"gain a b --endian middle",
          "pelta: --endian: 'middle' is none of big, little, did you mean 'little'? (see pelta gain --help)\n"},
+        {"gain a b --threads 0", "pelta: --threads: 0 lies outside 1 .. 1024 (see pelta gain --help)\n"},
+        {"gain a b --threads 1.5", "pelta: --threads: '1.5' is not a whole number (see pelta gain --help)\n"},
+        {"gain a b --interval -1", "pelta: --interval: -1 is not above 0 (see pelta gain --help)\n"},
+        {"gain a b --samples many", "pelta: --samples: 'many' is not a number (see pelta gain --help)\n"},
+        {"gain a b --map ofset=37:4", "pelta: --map: 'ofset' is no trace-header word, did you mean 'offset'?\n"},
+        {"gain a b --threads", "pelta: --threads: its value is missing (see pelta gain --help)\n"},
+        {"grid a --region 1,2,3", "pelta: --region: takes 4 numbers, not 3 (see pelta grid --help)\n"},
+        {"grid a --region 1,2,3,x", "pelta: --region: '1,2,3,x' is not a list of numbers (see pelta grid --help)\n"},
+        {"wavelet a --frequency high", "pelta: --frequency: 'high' is not a number (see pelta wavelet --help)\n"},
         {"gain", "pelta: gain: IN and OUT are needed; see pelta gain --help\n"},
         {"run", "pelta: FLOW is required (see pelta run --help)\n"},
     };
@@ -60,6 +69,14 @@ TEST_F(CommandLine, HelpsWithAnExampleForEveryCommand) {
         EXPECT_EQ(outcome.status, 0);
         EXPECT_NE(outcome.out.find(std::string("  pelta ") + command), std::string::npos) << command;
     }
+}
+
+TEST_F(CommandLine, HelpsWithWhatAStepTakesBeforeAllElse) {
+    const std::string help = runPelta("gain --help").out;
+    EXPECT_NE(help.find("\n\nStep:\n  --window, --window-ms INT"), std::string::npos) << help;
+    EXPECT_LT(help.find("\nStep:\n"), help.find("\n\nOptions:\n"));
+    EXPECT_LT(help.find("\n\nOptions:\n"), help.find("\n\nReading SEG-Y:\n")) << help;
+    EXPECT_TRUE(help.ends_with("\n\nExample:\n  pelta gain in.sgy out.sgy --window 500\n")) << help;
 }
 
 TEST_F(CommandLine, MakesTheSameSyntheticLineFromTheSameSeed) {

@@ -20,7 +20,7 @@ class Facts : public testing::Test {
 
 TEST_F(Facts, HoldNamesValueRangeAndDefaultOfANumber) {
     const OptionFacts facts = factsOf(*app.add_option("-t,--tail,--tail-ms", number, "length of the tail, ms")
-                                           ->check(CLI::Range(-4.0, 90.0))
+                                           ->check(inRange(-4.0, 90.0))
                                            ->capture_default_str());
     EXPECT_EQ(facts.names, (Texts{"-t", "--tail", "--tail-ms"}));
     EXPECT_EQ(facts.value, "NUMBER");
@@ -50,8 +50,7 @@ TEST_F(Facts, TakeParenthesesAtTheEndForTheDefaultUnlessThereIsOne) {
 }
 
 TEST_F(Facts, KeepAValuesNameThatHoldsAColon) {
-    const CLI::Option* option =
-        app.add_option("--pairs", text, "pairs")->type_name("A:B,...")->check(CLI::Range(0, 1000000000));
+    const CLI::Option* option = app.add_option("--pairs", text, "pairs")->type_name("A:B,...")->check(inRange(0, 1000000000));
     EXPECT_EQ(factsOf(*option).value, "A:B,...");
     EXPECT_EQ(factsOf(*option).range, "at least 0");
 }
@@ -71,6 +70,16 @@ TEST_F(Facts, NameTheOptionsThatAnotherRulesOut) {
     const CLI::Option* user = app.add_option("--user", text, "user")->excludes(check);
     EXPECT_EQ(factsOf(*user).excluded, Texts{"--check"});
     EXPECT_EQ(factsOf(*check).excluded, Texts{"--user"});
+}
+
+TEST(InRange, RefusesWhatLiesOutsideOrIsNoNumber) {
+    const CLI::Validator check = inRange(0.05, 32.767);
+    for (const char* inside : {"0.05", "+2", "32.767", "1e1"}) EXPECT_EQ(check(std::string(inside)), "") << inside;
+    EXPECT_EQ(check(std::string("33")), "33 lies outside 0.05 .. 32.767");
+    EXPECT_EQ(check(std::string("nan")), "nan lies outside 0.05 .. 32.767");
+    EXPECT_EQ(check(std::string("2m")), "'2m' is not a number");
+    EXPECT_EQ(inRange(1, 1 << 20).get_description(), "NUMBER in [1 - 1048576]");
+    EXPECT_EQ(aboveZero()(std::string("0")), "0 is not above 0");
 }
 
 TEST(OneOf, RefusesWhatIsNoneOfTheNamesWithTheNearest) {

@@ -22,6 +22,11 @@ COMPLETED = [  # what is typed, and what stands there after the tab key
     ("pelta plot a.sgy --palette s", "pelta plot a.sgy --palette seismic "),
     ("pelta bandpass --shape butter", "pelta bandpass --shape butterworth "),
     ("pelta sort --by cdp,off", "pelta sort --by cdp,offset"),
+    ("pelta info --map off", "pelta info --map offset="),
+    ("pelta info --map=cdp_x", "pelta info --map=cdp_x="),
+    ("pelta info --map offset=37:4,chan", "pelta info --map offset=37:4,channel="),
+    ("pelta info --map offset=f", "pelta info --map offset=f"),  # a byte is not a file
+    ("pelta mute --top 0:0,300:f", "pelta mute --top 0:0,300:f"),  # nor is a time
     ("pelta static --word total", "pelta static --word total_static "),
     ("pelta run fl", "pelta run flow.toml "),
     ("pelta run flow.toml lin", "pelta run flow.toml line\\ one.sgy "),

@@ -328,10 +328,9 @@ TEST_F(Sorting, WarnsOfAWordThatIsNeverFilled) {
 TEST_F(Sorting, RefusesInOneLineAndLeavesNothing) {
     const std::string file = writeLine();
     const std::string files = in + " " + out;
-    expectFailure(sort(files + " --by cpd"), "'cpd' is no trace-header word, did you mean 'cdp'?", 2);
+    expectFailure(sort(files + " --by cpd"), "--by: 'cpd' is no trace-header word, did you mean 'cdp'?", 2);
     expectFailure(sort(files), "--by is required (see pelta sort --help)", 2);
-    expectFailure(sort(files + " --by cdp --memory 0"), "--memory: Value 0 not in range 1 to 1048576 (see pelta sort --help)",
-                  2);
+    expectFailure(sort(files + " --by cdp --memory 0"), "--memory: 0 lies outside 1 .. 1048576 (see pelta sort --help)", 2);
     expectFailure(sort(in + ".none " + out + " --by cdp"), in + ".none: cannot be read: No such file or directory");
     expectFailure(sort(in + " " + in + " --by cdp --overwrite"),
                   in + ": is the input itself; choose another name for the output");

@@ -48,8 +48,8 @@ TEST(SortFields, AreHeaderWordsByNameOrPlace) {
 TEST(SortFields, RefuseWhatMakesNoOrder) {
     EXPECT_EQ(refusal({}), "--by: takes one to 3 header words, not 0");
     EXPECT_EQ(refusal({"cdp", "offset", "record", "channel"}), "--by: takes one to 3 header words, not 4");
-    EXPECT_EQ(refusal({"ofset"}), "'ofset' is no trace-header word, did you mean 'offset'?");
-    EXPECT_EQ(refusal({"cdp", ""}), "'' is no trace-header word");
+    EXPECT_EQ(refusal({"ofset"}), "--by: 'ofset' is no trace-header word, did you mean 'offset'?");
+    EXPECT_EQ(refusal({"cdp", ""}), "--by: '' is no trace-header word");
     EXPECT_EQ(refusal({"pick"}), "--by: pick has no place in the trace header; --map pick=BYTE:SIZE gives it one");
     EXPECT_EQ(refusal({"cdp", "21:4"}), "--by: cdp and 21:4 are the same header word");
     EXPECT_EQ(refusal({"cdp", "offset"}, {"channel"}), "--descending: 'channel' is none of --by cdp,offset");

@@ -101,7 +101,7 @@ TEST(StaticStep, RefusesStaticsFromNowhereOrFromTwoPlaces) {
     EXPECT_EQ(refusal("static", {{"shift", "1"}, {"word", "total_static"}}),
               "static: give one of shift_ms, word and statics_file");
     EXPECT_EQ(refusal("static", {{"word", "total_statc"}}),
-              "'total_statc' is no trace-header word, did you mean 'total_static'?");
+              "static: word: 'total_statc' is no trace-header word, did you mean 'total_static'?");
     EXPECT_EQ(refusal("static", {{"word", "pick"}}),
               "static: pick has no place in the trace header; give it one with --map pick=BYTE:SIZE");
 }

@@ -1,6 +1,7 @@
 #include "commands/command.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "commands/helpformat.h"
 
@@ -25,6 +26,18 @@ CommandRegistration::CommandRegistration(Command command) {
 
 void registerStepCommands();
 
+namespace {
+
+/* Indented, so that its lines are not broken. */
+std::string exampleText(const std::string& commandLines) {
+    std::string text = "Example:";
+    std::istringstream lines(commandLines);
+    for (std::string line; std::getline(lines, line);) text += "\n  " + line;
+    return text;
+}
+
+}
+
 std::vector<Subcommand> defineCommandLine(CLI::App& app) {
     registerStepCommands();
     const auto format = std::make_shared<HelpFormat>();
@@ -38,7 +51,7 @@ std::vector<Subcommand> defineCommandLine(CLI::App& app) {
     for (const Command& command : commands()) {
         CLI::App* subcommand = app.add_subcommand(command.name, command.summary)->group(command.group);
         const std::string details = command.details.empty() ? "" : command.details + "\n\n";
-        subcommand->footer(details + "Example:\n  " + command.example);
+        subcommand->footer(details + exampleText(command.example));
         subcommands.push_back({&command, subcommand, command.define(*subcommand)});
     }
     return subcommands;

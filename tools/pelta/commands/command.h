@@ -14,7 +14,7 @@ namespace pelta {
 struct Command {
     std::string name;
     std::string summary; /* what it does, without a stop */
-    std::string example;
+    std::string example; /* command lines that work, one a line */
     /* Adds options to its subcommand and returns what to do when it was called: the exit status, or a thrown Failure or
      * UsageError. */
     std::function<std::function<int()>(CLI::App&)> define;
@@ -23,7 +23,7 @@ struct Command {
     std::string group = "Commands";            /* that the help and the manual list it in */
 };
 
-/* All commands in their order of registration's names. */
+/* All commands, by name. */
 const std::vector<Command>& commands();
 
 struct CommandRegistration {

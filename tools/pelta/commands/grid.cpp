@@ -371,7 +371,7 @@ std::function<int()> define(CLI::App& app) {
         ->capture_default_str();
     app.add_option("--boundary-tension", request->boundaryTension, "the same at the edge of the grid (as --tension)");
     app.add_option("--aspect", settings.aspect, "length of a unit of x in units of y: 0.87 for degrees at 30 N")
-        ->check(CLI::Range(1e-6, 1e6))
+        ->check(inRange(1e-6, 1e6))
         ->capture_default_str();
     app.add_option("--bounds", request->bounds,
                    "keeps the surface within data (that of the points) or values: 0,40 or 0,none (none)")
@@ -382,13 +382,13 @@ std::function<int()> define(CLI::App& app) {
                    "routine; gmtsurface works in double precision, gmtgrid in single and shows no progress")
         ->check(oneOf({"gmtsurface", "gmtgrid"}))
         ->capture_default_str();
-    app.add_option("--sweeps", settings.sweeps, "most sweeps at a level")->check(CLI::Range(1, 1000000))->capture_default_str();
+    app.add_option("--sweeps", settings.sweeps, "most sweeps at a level")->check(inRange(1, 1000000))->capture_default_str();
     app.add_option("--converge", request->converge,
                    "a level is done when no node changes by more, over the level's stride (a thousandth of the points' RMS "
                    "about a plane)");
     app.add_flag("--check", request->check, "grid a second time without a share of the points and say how far off it is there");
     app.add_option("--held-out", request->heldOutPercent, "that share, percent")
-        ->check(CLI::Range(0.01, 90.0))
+        ->check(inRange(0.01, 90.0))
         ->capture_default_str();
     request->picture.add(app, "map of the surface", {300, 200});
     app.add_flag("--shaded", request->map.isShaded, "draw the surface as a relief");
@@ -401,7 +401,9 @@ std::function<int()> define(CLI::App& app) {
 
 const CommandRegistration registration(
     {"grid", "puts a surface through scattered points, on a regular grid",
-     "pelta grid points.csv surface.asc --x easting --y northing --z depth --picture map.png", define,
+     "pelta grid points.csv surface.asc --x easting --y northing --z depth --picture map.png\n"
+     "pelta grid line.sgy times.asc --x channel --y record --z pick --picks picks.csv",
+     define,
      "A continuous-curvature spline in tension through the points, on a regular grid. Numbers stand between "
      "commas, semicolons, tabs or blanks; the first line may hold headings. Errors are those of the grid, linear "
      "between its nodes, less the points; the curvature is the RMS of the sum of both second derivatives."});

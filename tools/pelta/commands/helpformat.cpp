@@ -31,10 +31,15 @@ std::string wrapped(const std::string& line, std::size_t width) {
 
 }
 
-/* One blank line between groups. */
-std::string HelpFormat::make_group(std::string group, bool isPositional, std::vector<const CLI::Option*> options) const {
-    const std::string text = Formatter::make_group(group, isPositional, std::move(options));
-    return isPositional || group == "Options" ? text : text.substr(1);
+/* In groups, those of a step before all others. */
+std::string HelpFormat::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
+    std::string text = make_description(app) + make_usage(app, name) + make_positionals(app);
+    for (const std::string& group : groupsOf(factsOf(*app))) {
+        const auto options = app->get_options(
+            [&](const CLI::Option* option) { return option->nonpositional() && option->get_group() == group; });
+        if (!options.empty()) text += make_group(group, false, options);
+    }
+    return text + make_subcommands(app, mode) + "\n" + make_footer(app);
 }
 
 std::string HelpFormat::make_option_name(const CLI::Option* option, bool) const {

@@ -4,6 +4,7 @@
 
 #include "accounting/ledgercheck.h"
 #include "commands/command.h"
+#include "commands/options.h"
 #include "support/failure.h"
 
 namespace pelta {
@@ -45,11 +46,10 @@ std::function<int()> define(CLI::App& app) {
     CLI::Option* const filters[] = {
         app.add_option("--user", request->user, "records of this user; ignored beside --process"),
         app.add_option("--process", request->process, "records of this process, such as pelta-run"),
-        app.add_option("--year", request->year, "records of this year, whoever's they are: 2026")
-            ->check(CLI::Range(1901, 9999)),
+        app.add_option("--year", request->year, "records of this year, whoever's they are: 2026")->check(inRange(1901, 9999)),
         app.add_option("--month", request->month,
                        "all records of this month, whatever the other filters say; January cannot be chosen")
-            ->check(CLI::Range(2, 12))};
+            ->check(inRange(2, 12))};
     CLI::Option* const check =
         app.add_flag("--check", request->check,
                      "list nothing, but report where the ledger is not a row of whole records, and how to mend it");

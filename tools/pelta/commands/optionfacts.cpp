@@ -80,6 +80,14 @@ OptionFacts factsOf(const CLI::Option& option) {
     return facts;
 }
 
+std::vector<std::string> groupsOf(const std::vector<OptionFacts>& options) {
+    std::vector<std::string> groups;
+    for (const OptionFacts& facts : options)
+        if (std::find(groups.begin(), groups.end(), facts.group) == groups.end()) groups.push_back(facts.group);
+    std::stable_partition(groups.begin(), groups.end(), [](const std::string& group) { return group == "Step"; });
+    return groups;
+}
+
 std::vector<OptionFacts> factsOf(const CLI::App& command) {
     std::vector<OptionFacts> all;
     for (const CLI::Option* option : command.get_options()) all.push_back(factsOf(*option));

@@ -29,6 +29,8 @@ struct OptionFacts {
 std::string rangeText(double from, double to);
 
 OptionFacts factsOf(const CLI::Option& option);
+/* The groups of options in the order of their declaration, but what a step takes before all others. */
+std::vector<std::string> groupsOf(const std::vector<OptionFacts>& options);
 /* Of all arguments, then of all options, in the order of their declaration. */
 std::vector<OptionFacts> factsOf(const CLI::App& command);
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "support/failure.h"
@@ -53,6 +54,30 @@ CLI::Validator oneOf(std::vector<std::string> names) {
     return CLI::Validator(check, named(names).get_description());
 }
 
+namespace {
+
+template <class IsInside>
+CLI::Validator numberCheck(const IsInside& isInside, const std::string& complaint, const std::string& description) {
+    const auto check = [=](const std::string& text) {
+        const std::optional<double> number = realNumberIn(text);
+        if (!number) return fmt::format("'{}' is not a number", text);
+        return isInside(*number) ? std::string() : fmt::format("{} {}", text, complaint);
+    };
+    return CLI::Validator(check, description);
+}
+
+}
+
+CLI::Validator inRange(double from, double to) {
+    return numberCheck([=](double number) { return number >= from && number <= to; },
+                       fmt::format("lies outside {:.10g} .. {:.10g}", from, to),
+                       fmt::format("NUMBER in [{:.10g} - {:.10g}]", from, to));
+}
+
+CLI::Validator aboveZero() {
+    return numberCheck([](double number) { return number > 0.0; }, "is not above 0", "POSITIVE");
+}
+
 void addOverwrite(CLI::App& app, bool& overwrite) {
     app.add_flag("--overwrite", overwrite, "replace files that stand under the outputs' names");
 }
@@ -60,7 +85,7 @@ void addOverwrite(CLI::App& app, bool& overwrite) {
 void addThreads(CLI::App& app, int& threads) {
     threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     app.add_option("--threads", threads, "worker threads; the output is the same for any number (one a processor)")
-        ->check(CLI::Range(1, 1024));
+        ->check(inRange(1, 1024));
 }
 
 void addWordUnit(CLI::App& app, std::string& unit) {
@@ -94,14 +119,29 @@ std::unique_ptr<pictures::PictureFile> PictureOptions::open(bool overwrite) cons
     return std::make_unique<pictures::PictureFile>(_name, static_cast<int>(_size[0]), static_cast<int>(_size[1]), overwrite);
 }
 
+CLI::Option* addFormat(CLI::App& app, std::string& format, const std::string& help) {
+    return app.add_option("--format", format, help)->check(named({"ibm", "ieee", "int8", "int16", "int32"}));
+}
+
+segy::SampleFormat formatFrom(const std::string& text) {
+    return naming("--format", [&] { return segy::formatNamed(text); });
+}
+
+CLI::Option* addEndian(CLI::App& app, std::string& order, const std::string& help) {
+    return app.add_option("--endian", order, help)->check(oneOf({"big", "little"}));
+}
+
+segy::ByteOrder byteOrderFrom(const std::string& text) {
+    return text == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
+}
+
 void InputOptions::add(CLI::App& app) {
     app.add_option("--map", _map, "where header words stand, first byte from 1 and size: offset=37:4,record=9:4,pick=233:2")
         ->type_name("NAME=BYTE:SIZE,...");
-    app.add_option("--samples", _samples, "samples a trace, overriding the file")->check(CLI::PositiveNumber);
-    app.add_option("--interval", _intervalMs, "sample interval, ms, overriding the file")->check(CLI::PositiveNumber);
-    app.add_option("--format", _format, "sample format, overriding the file")
-        ->check(named({"ibm", "ieee", "int8", "int16", "int32"}));
-    app.add_option("--endian", _endian, "byte order, overriding the file")->check(oneOf({"big", "little"}));
+    app.add_option("--samples", _samples, "samples a trace, overriding the file")->check(aboveZero());
+    app.add_option("--interval", _intervalMs, "sample interval, ms, overriding the file")->check(aboveZero());
+    addFormat(app, _format, "sample format, overriding the file");
+    addEndian(app, _endian, "byte order, overriding the file");
     app.add_flag("--tape", _fromTape, "the input is a tape drive (/dev/nst0): its first file is read, a record a trace");
     app.add_flag("--salvage", _salvage, "take the whole traces of a file whose last trace is cut off");
     for (const char* name : {"--map", "--samples", "--interval", "--format", "--endian", "--tape", "--salvage"})
@@ -112,9 +152,9 @@ segy::ReadOptions InputOptions::read() const {
     segy::ReadOptions options;
     if (_samples > 0) options.overrides.samples = _samples;
     if (_intervalMs > 0.0) options.overrides.intervalMs = _intervalMs;
-    if (!_format.empty()) options.overrides.format = segy::formatNamed(_format);
-    if (!_endian.empty()) options.overrides.byteOrder = _endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
-    if (!_map.empty()) options.overrides.words.remap(_map);
+    if (!_format.empty()) options.overrides.format = formatFrom(_format);
+    if (!_endian.empty()) options.overrides.byteOrder = byteOrderFrom(_endian);
+    if (!_map.empty()) naming("--map", [&] { options.overrides.words.remap(_map); });
     options.salvage = _salvage;
     options.fromTape = _fromTape;
     return options;

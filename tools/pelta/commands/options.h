@@ -23,6 +23,9 @@ CLI::Option* addWholeNumbers(CLI::App& app, const std::string& name, std::vector
 CLI::Validator named(const std::vector<std::string>& names);
 /* The same, and what is none of the names is refused with the nearest. */
 CLI::Validator oneOf(std::vector<std::string> names);
+/* Refuses what is no number between the two, themselves included, or none above 0. */
+CLI::Validator inRange(double from, double to);
+CLI::Validator aboveZero();
 /* --overwrite */
 void addOverwrite(CLI::App& app, bool& overwrite);
 /* --threads, as many as the machine has processors unless told. */
@@ -48,6 +51,12 @@ class PictureOptions {
     std::string _name;
     std::vector<std::int64_t> _size;
 };
+
+/* --format and --endian, and what they mean. */
+CLI::Option* addFormat(CLI::App& app, std::string& format, const std::string& help);
+segy::SampleFormat formatFrom(const std::string& text);
+CLI::Option* addEndian(CLI::App& app, std::string& order, const std::string& help);
+segy::ByteOrder byteOrderFrom(const std::string& text);
 
 /* --map, --samples, --interval, --format, --endian, --tape, --salvage: what the user says against a file. */
 class InputOptions {

@@ -67,7 +67,7 @@ double axisValueOf(const Request& request, const segy::Trace& trace, const segy:
                    const segy::Layout& layout) {
     if (request.axis == "auto") return static_cast<double>(facts.channel);
     if (request.axis == "offset") return facts.offset;
-    const auto word = layout.words.find(request.axis);
+    const auto word = naming("--axis", [&] { return layout.words.find(request.axis); });
     if (!word)
         failUsage("--axis: {} has no place in the trace header; give it one with --map {}=BYTE:SIZE", request.axis,
                   request.axis);
@@ -231,10 +231,10 @@ std::function<int()> define(CLI::App& app) {
         ->expected(2)
         ->type_name("FROM,TO");
     app.add_option("--clip", request->clip, "percentile of amplitudes that fills a trace's place")
-        ->check(CLI::Range(1.0, 100.0))
+        ->check(inRange(1.0, 100.0))
         ->capture_default_str();
     app.add_option("--gain", request->gain, "factor on amplitudes beyond that")
-        ->check(CLI::Range(0.01, 100.0))
+        ->check(inRange(0.01, 100.0))
         ->capture_default_str();
     CLI::Option* balance =
         app.add_flag("--balance", request->balancesTraces, "clip every trace by its own amplitudes instead of by all traces'");

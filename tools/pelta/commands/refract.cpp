@@ -218,10 +218,10 @@ std::function<int()> define(CLI::App& app) {
         ->check(oneOf({"auto", "word", "coordinates"}))
         ->capture_default_str();
     app.add_option("--least-picks", request->settings.leastPicks, "picks that a side of a record needs for a fit")
-        ->check(CLI::Range(3, 1000000))
+        ->check(inRange(3, 1000000))
         ->capture_default_str();
     app.add_option("--trim", request->settings.trimPercent, "percentage of outer ratios that the direct wave's mean leaves out")
-        ->check(CLI::Range(0, 99))
+        ->check(inRange(0, 99))
         ->capture_default_str();
     app.add_option("--residuals", request->residualsName, "CSV file of every pick with its weight and residual")
         ->type_name("FILE");

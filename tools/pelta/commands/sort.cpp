@@ -72,7 +72,7 @@ std::function<int()> define(CLI::App& app) {
         ->allow_extra_args(false)
         ->type_name("WORD,...");
     app.add_option("--memory", request->memory, "most memory for traces and their keys, MB")
-        ->check(CLI::Range(1, 1 << 20))
+        ->check(inRange(1, 1 << 20))
         ->capture_default_str();
     request->inputOptions.add(app);
     addOverwrite(app, request->options.overwrite);

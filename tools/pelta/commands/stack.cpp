@@ -81,10 +81,10 @@ std::function<int()> define(CLI::App& app) {
         ->type_name("FILE");
     app.add_option("--fold-exponent", request->foldExponent,
                    "divide each sample by its live fold to this power: 1 is the mean, 0.5 keeps noise at one level, 0 the sum")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(inRange(0.0, 1.0))
         ->capture_default_str();
     app.add_option("--memory", request->memory, "most memory for CDPs that are not complete yet, MB")
-        ->check(CLI::Range(1, 1 << 20))
+        ->check(inRange(1, 1 << 20))
         ->capture_default_str();
     request->inputOptions.add(app);
     request->workOptions.add(app);

@@ -21,8 +21,8 @@ struct Request {
 
 segy::Layout layoutOf(const Request& request) {
     segy::Layout layout;
-    layout.format = segy::formatNamed(request.format);
-    layout.byteOrder = request.endian == "big" ? segy::ByteOrder::big : segy::ByteOrder::little;
+    layout.format = formatFrom(request.format);
+    layout.byteOrder = byteOrderFrom(request.endian);
     layout.sampleCount = request.survey.sampleCount;
     layout.intervalMs = request.survey.intervalMs;
     layout.revisionMajor = 1;
@@ -41,27 +41,28 @@ float levelFor(segy::SampleFormat format) {
 
 void setHeader(segy::Trace& trace, const segy::Layout& layout, const synthesis::Station& station) {
     trace.header.assign(segy::traceHeaderBytes, 0);
-    const auto set = [&](const char* name, std::int64_t value) {
-        segy::writeWord(trace.header.data(), *layout.words.find(name), layout.byteOrder, value);
+    using segy::Word;
+    const auto set = [&](Word word, std::int64_t value) {
+        segy::writeWord(trace.header.data(), layout.words[word], layout.byteOrder, value);
     };
     constexpr int decimetres = -10; /* coordinate scalar: words hold tenths */
     const auto tenths = [](double metres) { return std::llround(10.0 * metres); };
-    set("trace", trace.number + 1);
-    set("trace_in_file", trace.number + 1);
-    set("record", station.record);
-    set("channel", station.channel);
-    set("source", station.record);
-    set("cdp", station.cdp);
-    set("trace_type", station.isDead ? segy::deadTrace : segy::liveTrace);
-    set("offset", std::llround(station.offset()));
-    set("elevation_scalar", 1);
-    set("coordinate_scalar", decimetres);
-    set("coordinate_units", 1);
-    set("source_x", tenths(station.sourceX));
-    set("receiver_x", tenths(station.receiverX));
-    set("cdp_x", tenths(0.5 * (station.sourceX + station.receiverX)));
-    set("samples", layout.sampleCount);
-    set("interval", std::llround(1000.0 * layout.intervalMs));
+    set(Word::trace, trace.number + 1);
+    set(Word::traceInFile, trace.number + 1);
+    set(Word::record, station.record);
+    set(Word::channel, station.channel);
+    set(Word::source, station.record);
+    set(Word::cdp, station.cdp);
+    set(Word::traceType, station.isDead ? segy::deadTrace : segy::liveTrace);
+    set(Word::offset, std::llround(station.offset()));
+    set(Word::elevationScalar, 1);
+    set(Word::coordinateScalar, decimetres);
+    set(Word::coordinateUnits, 1);
+    set(Word::sourceX, tenths(station.sourceX));
+    set(Word::receiverX, tenths(station.receiverX));
+    set(Word::cdpX, tenths(0.5 * (station.sourceX + station.receiverX)));
+    set(Word::samples, layout.sampleCount);
+    set(Word::interval, std::llround(1000.0 * layout.intervalMs));
 }
 
 std::vector<std::string> textHeader(const Request& request) {
@@ -89,17 +90,9 @@ void writeVelocities(TextOutput& file, const synthesis::Survey& survey, const sy
     }
 }
 
-int synthesise(const Request& request) {
-    const segy::Layout layout = layoutOf(request);
-    synthesis::Survey survey = request.survey;
-    survey.lateral = request.lateralPercent / 100.0;
-    segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
-    TextOutput firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
-                           request.overwrite);
-    TextOutput velocities(request.velocitiesName.empty() ? request.output + ".velocities.csv" : request.velocitiesName,
-                          request.overwrite);
-    synthesis::TraceMaker maker(survey);
-    writeVelocities(velocities, survey, maker);
+/* Traces and their true first breaks; returns how many there are. */
+std::int64_t writeTraces(segy::Writer& writer, TextOutput& firstBreaks, const segy::Layout& layout,
+                         const synthesis::Survey& survey, synthesis::TraceMaker& maker) {
     firstBreaks.write("trace,record,channel,offset_m,first_break_ms,live\n");
     segy::Trace trace;
     const float level = levelFor(layout.format);
@@ -115,10 +108,25 @@ int synthesise(const Request& request) {
             firstBreaks.write(fmt::format("{},{},{},{:g},{:.4f},{}\n", trace.number + 1, station.record, station.channel,
                                           station.offset(), maker.firstBreakMs(station), station.isDead ? 0 : 1));
         }
+    return trace.number;
+}
+
+int synthesise(const Request& request) {
+    const segy::Layout layout = layoutOf(request);
+    synthesis::Survey survey = request.survey;
+    survey.lateral = request.lateralPercent / 100.0;
+    segy::Writer writer(request.output, request.overwrite, segy::makePreamble(layout, textHeader(request)));
+    TextOutput firstBreaks(request.firstBreaksName.empty() ? request.output + ".first_breaks.csv" : request.firstBreaksName,
+                           request.overwrite);
+    TextOutput velocities(request.velocitiesName.empty() ? request.output + ".velocities.csv" : request.velocitiesName,
+                          request.overwrite);
+    synthesis::TraceMaker maker(survey);
+    writeVelocities(velocities, survey, maker);
+    const std::int64_t traces = writeTraces(writer, firstBreaks, layout, survey, maker);
     firstBreaks.commit();
     velocities.commit();
     writer.commit();
-    tell(fmt::format("pelta: {} traces -> {}, first breaks -> {}, velocities -> {}\n", trace.number, request.output,
+    tell(fmt::format("pelta: {} traces -> {}, first breaks -> {}, velocities -> {}\n", traces, request.output,
                      firstBreaks.name(), velocities.name()));
     return 0;
 }
@@ -133,40 +141,36 @@ std::function<int()> define(CLI::App& app) {
                    "CSV file of the reflections' zero-offset times and stacking velocities (OUT.velocities.csv)")
         ->type_name("FILE");
     app.add_option("--seed", survey.seed, "seed of everything random")->capture_default_str();
-    app.add_option("--records", survey.recordCount, "shot records")->check(CLI::Range(1, 1000000))->capture_default_str();
-    app.add_option("--channels", survey.channelCount, "channels a record")->check(CLI::Range(1, 100000))->capture_default_str();
-    app.add_option("--samples", survey.sampleCount, "samples a trace")->check(CLI::Range(8, 65535))->capture_default_str();
-    app.add_option("--interval", survey.intervalMs, "sample interval, ms")
-        ->check(CLI::Range(0.05, 32.767))
-        ->capture_default_str();
+    app.add_option("--records", survey.recordCount, "shot records")->check(inRange(1, 1000000))->capture_default_str();
+    app.add_option("--channels", survey.channelCount, "channels a record")->check(inRange(1, 100000))->capture_default_str();
+    app.add_option("--samples", survey.sampleCount, "samples a trace")->check(inRange(8, 65535))->capture_default_str();
+    app.add_option("--interval", survey.intervalMs, "sample interval, ms")->check(inRange(0.05, 32.767))->capture_default_str();
     app.add_option("--receiver-interval", survey.receiverInterval, "distance of receivers, m")
-        ->check(CLI::Range(0.1, 10000.0))
+        ->check(inRange(0.1, 10000.0))
         ->capture_default_str();
     app.add_option("--source-interval", survey.sourceInterval, "distance of shots, m")
-        ->check(CLI::Range(0.0, 10000.0))
+        ->check(inRange(0.0, 10000.0))
         ->capture_default_str();
     app.add_option("--near-offset", survey.nearOffset, "distance of the first receiver, m")
-        ->check(CLI::Range(0.0, 100000.0))
+        ->check(inRange(0.0, 100000.0))
         ->capture_default_str();
     app.add_option("--noise", survey.noise, "RMS of the noise, as a share of the first break's peak")
-        ->check(CLI::Range(0.0, 1000.0))
+        ->check(inRange(0.0, 1000.0))
         ->capture_default_str();
-    app.add_option("--dead", survey.deadShare, "share of dead traces")->check(CLI::Range(0.0, 1.0))->capture_default_str();
+    app.add_option("--dead", survey.deadShare, "share of dead traces")->check(inRange(0.0, 1.0))->capture_default_str();
     app.add_option("--reversed", survey.reversedShare, "share of traces with reversed polarity")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(inRange(0.0, 1.0))
         ->capture_default_str();
     app.add_option("--ground-roll", survey.groundRoll, "peak of the ground roll, as a share of the first break's peak")
-        ->check(CLI::Range(0.0, 1000.0))
+        ->check(inRange(0.0, 1000.0))
         ->capture_default_str();
     app.add_option("--lateral", request->lateralPercent,
                    "percent by which stacking velocities rise from the first CDP to the last, about their usual values in the "
                    "middle; the table of velocities then has columns cdp, x and y")
-        ->check(CLI::Range(-150.0, 150.0))
+        ->check(inRange(-150.0, 150.0))
         ->capture_default_str();
-    app.add_option("--format", request->format, "sample format")
-        ->check(named({"ibm", "ieee", "int8", "int16", "int32"}))
-        ->capture_default_str();
-    app.add_option("--endian", request->endian, "byte order")->check(oneOf({"big", "little"}))->capture_default_str();
+    addFormat(app, request->format, "sample format")->capture_default_str();
+    addEndian(app, request->endian, "byte order")->capture_default_str();
     addOverwrite(app, request->overwrite);
     return [request] { return synthesise(*request); };
 }

@@ -221,17 +221,17 @@ std::function<int()> define(CLI::App& app) {
         ->expected(3)
         ->type_name("FIRST,LAST,COUNT");
     app.add_option("--stretch", request->stretchPercent, "mute what is stretched by more, percent; 100 mutes nothing")
-        ->check(CLI::Range(0.0, 100.0))
+        ->check(inRange(0.0, 100.0))
         ->capture_default_str();
     app.add_option("--window", request->windowMs, "window over which semblance is smoothed, ms; 0 for none")
-        ->check(CLI::Range(0.0, 1e6))
+        ->check(inRange(0.0, 1e6))
         ->capture_default_str();
     app.add_option("--least-semblance", request->picking.leastSemblance,
                    "pick nothing with less semblance: a share of the way from 1/traces, which noise has, to 1")
-        ->check(CLI::Range(0.01, 1.0))
+        ->check(inRange(0.01, 1.0))
         ->capture_default_str();
     app.add_option("--least-spacing", request->picking.leastSpacingMs, "least time between two picks, ms")
-        ->check(CLI::Range(0.001, 1e6))
+        ->check(inRange(0.001, 1e6))
         ->capture_default_str();
     app.add_option("--interval-velocities", request->intervalVelocities,
                    "lowest and highest velocity of a layer between picks, m/s (1400,7000)")

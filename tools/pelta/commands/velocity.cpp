@@ -233,13 +233,13 @@ std::function<int()> define(CLI::App& app) {
         ->delimiter(',')
         ->expected(4)
         ->type_name("LEFT,RIGHT,BOTTOM,TOP");
-    app.add_option("--spacing", request->spacing, "distance of nodes (by the size)")->check(CLI::Range(1e-3, 1e8));
+    app.add_option("--spacing", request->spacing, "distance of nodes (by the size)")->check(inRange(1e-3, 1e8));
     app.add_option("--times", request->timesMs, "first and last time of a section, ms (0 to that of the last pair)")
         ->delimiter(',')
         ->expected(2)
         ->type_name("FROM,TO");
     app.add_option("--time-spacing", request->timeSpacingMs, "distance of nodes in time, ms (by the size)")
-        ->check(CLI::Range(1e-3, 1e6));
+        ->check(inRange(1e-3, 1e6));
     app.add_flag("--only-inside", request->onlyInside, "no values outside the hull of the functions");
     request->picture.add(app, "picture of the velocities and the mesh", {400, 300});
     addOverwrite(app, request->overwrite);
@@ -249,8 +249,9 @@ std::function<int()> define(CLI::App& app) {
 
 const CommandRegistration registration({"velocity",
                                         "interpolates velocity functions known at some places, as slices and sections",
-                                        "pelta velocity functions.csv slice.asc --time 1000 --picture slice.png", define,
-                                        "One of --time, --section and --cdps chooses the cut."});
+                                        "pelta synth line.sgy --lateral 10\n"
+                                        "pelta velocity line.sgy.velocities.csv slice.asc --time 1000 --picture slice.png",
+                                        define, "One of --time, --section and --cdps chooses the cut."});
 
 }
 }

@@ -105,9 +105,9 @@ std::function<int()> define(CLI::App& app) {
 const CommandRegistration registration(
     {"wavelet", "makes Ricker wavelets of minimum, zero and maximum phase, and a shaping filter",
      "pelta wavelet wavelets.csv --frequency 30 --interval 2 --picture wavelets.png", define,
-     "Times in the table count from the first sample. There the minimum-phase wavelet has its time 0; the zero- "
-     "phase one has it at the middle sample, the maximum-phase one at the last. The shaping filter makes the zero- "
-     "phase wavelet out of the minimum-phase one: column filtered, beside what was wanted."});
+     "Times in the table count from the first sample. There the minimum-phase wavelet has its time 0; the zero-phase "
+     "one has it at the middle sample, the maximum-phase one at the last. The shaping filter makes the zero-phase "
+     "wavelet out of the minimum-phase one: column filtered, beside what was wanted."});
 
 }
 }

@@ -26,20 +26,35 @@ _pelta_list() {
     compopt -o nospace
 }
 
+# The same where bytes are assigned to each name; a byte itself is for the user to know.
+_pelta_assignments() {
+    local before= last=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    if [[ $1 == *,* ]]; then
+        before=${1%,*},
+    elif [[ $last == '=' ]]; then
+        [[ $previous == -* ]] || return
+    elif [[ $previous == [=:] ]]; then
+        [[ ${COMP_WORDS[COMP_CWORD - 2]} == -* ]] || return
+    fi
+    mapfile -t COMPREPLY < <(compgen -P "$before" -S = -W "$2" -- "${1##*,}")
+    compopt -o nospace
+}
+
 _pelta_files() {
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -f -- "$1")
 }
 
 _pelta() {
-    local word=${COMP_WORDS[COMP_CWORD]} option=${COMP_WORDS[COMP_CWORD - 1]} command= options= k
+    local word=${COMP_WORDS[COMP_CWORD]} option command= options= k=$COMP_CWORD
     COMPREPLY=()
-    # bash makes three words of --option=value.
-    if [[ $word == '=' ]]; then
-        word=
-    elif [[ $option == '=' ]]; then
-        option=${COMP_WORDS[COMP_CWORD - 2]}
-    fi
+    # bash makes several words of --option=value and of name=byte:size.
+    while ((k > 1)) && [[ ${COMP_WORDS[k]} == [=:] || ${COMP_WORDS[k - 1]} == [=:] ]]; do
+        ((--k))
+    done
+    option=${COMP_WORDS[k - 1]}
+    [[ $k == "$COMP_CWORD" || ${COMP_WORDS[k]} != -* ]] || option=${COMP_WORDS[k]}
+    [[ $word != '=' ]] || word=
     for ((k = 1; k < COMP_CWORD; ++k)); do
         if [[ ${COMP_WORDS[k]} != -* ]]; then
             command=${COMP_WORDS[k]}
@@ -62,6 +77,7 @@ complete -F _pelta pelta
 std::string completed(const OptionFacts& facts) {
     if (!facts.choices.empty()) return fmt::format("_pelta_names \"$word\" \"{}\"", fmt::join(facts.choices, " "));
     if (facts.value.starts_with("FILE")) return "_pelta_files \"$word\"";
+    if (facts.value.starts_with("NAME=")) return "_pelta_assignments \"$word\" \"$words\"";
     if (facts.value == "WORD") return "_pelta_names \"$word\" \"$words\"";
     if (facts.value == "WORD,...") return "_pelta_list \"$word\" \"$words\"";
     return "";

@@ -72,11 +72,7 @@ void addArguments(Page& page, const std::vector<OptionFacts>& options) {
 }
 
 void addOptions(Page& page, const std::vector<OptionFacts>& options) {
-    std::vector<std::string> groups;
-    for (const OptionFacts& facts : options)
-        if (std::find(groups.begin(), groups.end(), facts.group) == groups.end()) groups.push_back(facts.group);
-    /* A step's own options come first. */
-    std::stable_partition(groups.begin(), groups.end(), [](const std::string& group) { return group == "Step"; });
+    const std::vector<std::string> groups = groupsOf(options);
     page.section("Options");
     for (const std::string& group : groups) {
         if (group != groups.front()) page.subsection(group == "Options" ? "General" : group);

@@ -14,7 +14,7 @@ std::vector<Field> findFields(const segy::HeaderMap& words, const std::vector<st
         failUsage("--by: takes one to {} header words, not {}", mostFields, names.size());
     std::vector<Field> fields;
     for (const std::string& name : names) {
-        const auto word = words.find(name);
+        const auto word = naming("--by", [&] { return words.find(name); });
         if (!word) failUsage("--by: {} has no place in the trace header; --map {}=BYTE:SIZE gives it one", name, name);
         for (const Field& before : fields)
             if (before.word == *word) failUsage("--by: {} and {} are the same header word", before.name, name);

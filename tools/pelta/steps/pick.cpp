@@ -210,7 +210,7 @@ const StepKind kind = {
             {"word_unit",
              "",
              Kind::choice,
-             "unit of the pick in the trace header",
+             "unit of the picks in trace headers, where 0 is no pick",
              std::int64_t{milliseconds},
              0,
              0,

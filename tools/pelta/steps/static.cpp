@@ -42,7 +42,8 @@ class Static : public Step {
 
   private:
     segy::HeaderWord wordOf(const std::string& name) const {
-        if (const auto word = _layout.words.find(name)) return *word;
+        const auto word = naming("static: word", [&] { return _layout.words.find(name); });
+        if (word) return *word;
         failUsage("static: {} has no place in the trace header; give it one with --map {}=BYTE:SIZE", name, name);
     }
 

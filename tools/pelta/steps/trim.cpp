@@ -152,7 +152,7 @@ std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Lin
 const StepKind kind = {
     .name = "trim",
     .summary = "keeps the traces of an area, or the samples of a gate over offset and time",
-    .example = "pelta trim in.sgy out.sgy --polygon 2000:0,4000:0,4000:900,2000:900 --position midpoint",
+    .example = "pelta trim in.sgy out.sgy --polygon 1000:-50,3000:-50,3000:50,1000:50 --position midpoint",
     .parameters =
         {
             {"polygon", "", Kind::pairs,
