@@ -12,40 +12,38 @@ import sys
 import tempfile
 from pathlib import Path
 
-languages = {"": "c", " in C++": "c++"}
+sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "docs/reference"))
+from headerexample import HeaderExample, without_stars
+
 # What an example takes for granted: the library, and the C library where it prints, calculates and allocates.
 includes = {
     "c": ["pelta/host.h", "pelta/pelta.h", "math.h", "stdio.h", "stdlib.h", "string.h"],
-    "c++": ["pelta/host.h", "pelta/pelta.h", "algorithm", "cmath", "cstdio", "cstdlib"],
+    "cpp": ["pelta/host.h", "pelta/pelta.h", "algorithm", "cmath", "cstdio", "cstdlib"],
 }
 
 
 class Example:
-    """The lines between "Example:" and "Output:" in a header's first comment, and those behind."""
+    """The example in a header's first comment."""
 
     def __init__(self, header):
         self.header = Path(header)
         self.family = self.header.stem
-        lines = self.header.read_text().split("\n")
-        begin = next((n for n, line in enumerate(lines) if re.fullmatch(r" \* Example( in C\+\+)?:", line)), None)
-        if begin is None:
+        lines = without_stars(self.header.read_text().split("\n"))
+        found = HeaderExample(lines)
+        if not found.language:
             sys.exit(f"{header}: has no example: a line ' * Example:' in its first comment")
-        self.language = languages[lines[begin].removeprefix(" * Example").removesuffix(":")]
-        self.first_line = begin + 2
-        output = lines.index(" * Output:", begin)
-        end = next(n for n in range(output + 1, len(lines)) if not lines[n].startswith(" *     "))
-        self.code = [line.removeprefix(" *").removeprefix(" ") for line in lines[begin + 1:output]]
-        self.output = [line.removeprefix(" *     ") for line in lines[output + 1:end]]
+        self.language, self.code, self.output = found.language, found.code, found.output
+        self.first_line = len(found.before) + 2
 
     def routine(self):
-        linkage = 'extern "C" ' if self.language == "c++" else ""
+        linkage = 'extern "C" ' if self.language == "cpp" else ""
         return (f'{linkage}void example_{self.family}(void);\n{linkage}void example_{self.family}(void) {{\n'
                 f'#line {self.first_line} "{self.header}"\n' + "\n".join(self.code) + "\n}\n")
 
 
 def write(folder, headers):
     examples = [Example(header) for header in headers]
-    for language, name in (("c", "examples.c"), ("c++", "examplesincpp.cpp")):
+    for language, name in (("c", "examples.c"), ("cpp", "examplesincpp.cpp")):
         lead = "".join(f"#include <{name}>\n" for name in includes[language])
         Path(folder, name).write_text(lead + "\n" + "\n".join(one.routine() for one in examples if one.language == language))
     entries = "".join(f"EXAMPLE({example.family})\n" for example in examples)
