@@ -29,6 +29,9 @@ class Inspect : public testing::Test {
     void putInTrace(std::size_t trace, std::size_t byte, int size, std::int64_t value) {
         put(traceStart + trace * traceBytes + byte - 1, size, value);
     }
+    void putInEveryTrace(std::size_t byte, int size, std::int64_t value) {
+        for (std::size_t t = 0; t < 30; ++t) putInTrace(t, byte, size, value);
+    }
     const std::string& damaged() {
         std::ofstream(file, std::ios::binary) << bytes;
         return file;
@@ -83,7 +86,7 @@ TEST_F(Inspect, FindsASampleCountOfTracesThatTheFileContradicts) {
 }
 
 TEST_F(Inspect, FindsTraceHeadersInTheOtherByteOrder) {
-    for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 115, 2, 200 << 8);
+    putInEveryTrace(115, 2, 200 << 8);
     EXPECT_FINDING(onlyFinding(damaged(), 1), placeInTrace(1, 115), "samples", 200 << 8, 200, "--endian", 1, 30);
 }
 
@@ -152,7 +155,7 @@ TEST_F(Inspect, FindsCoordinatesWithoutAScalarOrWithOneThatIsNone) {
         putInTrace(t, 37, 4, 10 * (50 + 25 * (static_cast<int>(t) % 10))); /* offsets as the coordinates have it then */
     }
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(1, 71), "coordinate_scalar", 0, scalarValues, "--map", 1, 30);
-    for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 71, 2, 1);
+    putInEveryTrace(71, 2, 1);
     putInTrace(3, 71, 2, 82);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(4, 71), "coordinate_scalar", 82, scalarValues, "--map", 4, 1);
 }
@@ -175,7 +178,7 @@ TEST_F(Inspect, FindsADelayWhoseScalarIsNone) {
 }
 
 TEST_F(Inspect, FindsCoordinatesThatAreMissingOnSomeTraces) {
-    for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 185, 4, 50000000);
+    putInEveryTrace(185, 4, 50000000);
     putInTrace(11, 181, 4, 0);
     putInTrace(11, 185, 4, 0);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(12, 181), "cdp_x", 0, nullptr, "--map", 12, 1);
@@ -194,12 +197,12 @@ TEST_F(Inspect, FindsAnOffsetThatTheCoordinatesContradict) {
 }
 
 TEST_F(Inspect, FindsOffsetsThatAreZeroThroughout) {
-    for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 37, 4, 0);
+    putInEveryTrace(37, 4, 0);
     EXPECT_FINDING(onlyFinding(damaged(), 0), placeInTrace(1, 37), "offset", 0, 50.0, "--map", 1, 30);
 }
 
 TEST_F(Inspect, FindsAnglesBeyondAFullCircle) {
-    for (std::size_t t = 0; t < 30; ++t) putInTrace(t, 89, 2, 3);
+    putInEveryTrace(89, 2, 3);
     putInTrace(20, 81, 4, 3600); /* 360 degrees */
     const json finding = onlyFinding(damaged(), 0);
     EXPECT_FINDING(finding, placeInTrace(30, 89), "coordinate_units", 3, 1, "--map", 30, 1);

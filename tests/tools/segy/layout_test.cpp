@@ -144,7 +144,8 @@ TEST(Layout, RefusesOverridesThatCannotBe) {
     overrides.samples = {};
     for (const double interval : {0.0, -1.0, std::numeric_limits<double>::infinity(), std::nan("")}) {
         overrides.intervalMs = interval;
-        EXPECT_NE(layoutOf(makeSegy({}), overrides).usageError, "") << interval;
+        EXPECT_EQ(layoutOf(makeSegy({}), overrides).usageError,
+                  fmt::format("--interval: {} ms lies outside 1e-06 .. 1000000", interval));
     }
 }
 

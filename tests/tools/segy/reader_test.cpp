@@ -306,8 +306,11 @@ TEST(Reader, FailsWithoutAWholeTraceEvenWhenSalvaging) {
     const ScratchFolder folder;
     const std::string cut = makeSegy({}).substr(0, 3600 + 271);
     writeFile(folder.file("in.sgy"), cut);
-    EXPECT_NE(readAll(folder.file("in.sgy"), salvaging()).failure, "");
-    EXPECT_NE(readPiped(cut, salvaging()).failure, "");
+    const std::string text =
+        ": the last trace, from byte 3601, has 271 of 272 bytes (8 samples of format ieee a trace); there is no whole one, "
+        "--samples or --format override wrong words";
+    EXPECT_EQ(readAll(folder.file("in.sgy"), salvaging()).failure, folder.file("in.sgy") + text);
+    EXPECT_EQ(readPiped(cut, salvaging()).failure, "standard input" + text);
 }
 
 TEST(Reader, FailsWhenFewerTracesArePresentThanPromised) {
@@ -315,11 +318,12 @@ TEST(Reader, FailsWhenFewerTracesArePresentThanPromised) {
     std::string file = makeSegy({.revision = 2});
     putWord(file, 3513, 8, 9);
     writeFile(folder.file("in.sgy"), file);
-    const std::string text = ": ends at byte 4416 after 3 traces, 9 are promised at byte 3513";
-    EXPECT_EQ(readAll(folder.file("in.sgy")).failure,
-              folder.file("in.sgy") + text + "; --salvage takes the 3 whole ones, --samples or --format override wrong words");
+    const std::string text =
+        ": ends at byte 4416 after 3 traces, 9 are promised at byte 3513; --salvage takes the 3 whole ones, --samples or "
+        "--format override wrong words";
+    EXPECT_EQ(readAll(folder.file("in.sgy")).failure, folder.file("in.sgy") + text);
+    EXPECT_EQ(readPiped(file).failure, "standard input" + text);
     expectMadeSamples(readAll(folder.file("in.sgy"), salvaging()), {});
-    EXPECT_NE(readPiped(file).failure, "");
 }
 
 TEST(Reader, ReadsAllTracesWhenMoreArePresentThanPromised) {
