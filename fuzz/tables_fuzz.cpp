@@ -106,8 +106,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string name = file.hold(data, size);
     readOrRefuse(name, [&] { readFunctions(name); });
     readOrRefuse(name, [&] {
-        for (const auto& [key, value] : readPairs(name, {"offset", "m", "time", "ms"}))
-            require(std::isfinite(key) && std::isfinite(value));
+        for (const auto& [key, value] : readPairs(name, offsetAndTime)) require(std::isfinite(key) && std::isfinite(value));
     });
     readOrRefuse(name, [&] {
         const PickTable picks(name);

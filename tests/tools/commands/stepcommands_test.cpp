@@ -170,6 +170,23 @@ TEST_F(StepCommands, RefusesAMuteThatIsNone) {
     EXPECT_EQ(runPelta("mute " + line + " " + out + " --map offset=201:4 --top 0:100").status, 0) << "one time for all offsets";
 }
 
+TEST_F(StepCommands, ReadTheirTablesFromStandardInputToo) {
+    const std::pair<const char*, const char*> tables[] = {
+        {"mute --top-file", "0,0\n1000,1000\n"},
+        {"static --statics-file", "trace,static_ms\n1,4\n2,8\n"},
+        {"trim --position receiver --polygon-file", "40,-5\n110,-5\n110,5\n40,5\n"},
+        {"moveout --velocity-file", "0,1500\n1000,2500\n"},
+    };
+    for (const auto& [step, text] : tables) {
+        const std::string table = file("table.csv", text), files = " --quiet --overwrite --threads 3 " + line + " ";
+        EXPECT_EQ(runPelta(std::string(step) + " " + table + files + (folder / "named.sgy")).status, 0) << step;
+        const Outcome piped = runPelta(std::string(step) + " -" + files + out + " < " + table);
+        EXPECT_EQ(piped.status, 0) << step << piped.err;
+        EXPECT_TRUE(contentsOf(out) == contentsOf(folder / "named.sgy")) << step;
+        EXPECT_FALSE(contentsOf(out) == contentsOf(line)) << step;
+    }
+}
+
 TEST_F(StepCommands, CountsTheTracesWithoutAStatic) {
     const std::string statics = file("statics.csv", "record,channel,static_ms\n1,1,4\n1,2,-4\n1,3,0\n");
     const Outcome outcome = runPelta("static " + line + " " + out + " --quiet --statics-file " + statics);

@@ -9,8 +9,6 @@
 namespace pelta {
 namespace {
 
-const PairNames offsetAndTime = {"offset", "m", "time", "ms"};
-
 std::string complaint(const std::string& text) {
     const ScratchFolder folder;
     const std::string name = folder.file("table.csv");

@@ -1,13 +1,17 @@
 #ifndef PELTA_TESTS_APPLYSTEP_H
 #define PELTA_TESTS_APPLYSTEP_H
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "flow/step.h"
+#include "segy/reader.h"
 #include "support/complaint.h"
 #include "support/failure.h"
+#include "support/files.h"
+#include "support/segyfiles.h"
 
 namespace pelta {
 
@@ -44,6 +48,18 @@ inline Parameters parametersOf(const char* name, const Texts& values) {
     return parameters;
 }
 
+/* As a run does it: what the workers share is made first, a line at hand. */
+inline std::unique_ptr<Step> makeStep(const char* name, const Parameters& parameters, Line line = testLine()) {
+    const StepKind* kind = findStepKind(name);
+    if (kind->prepare && !line.prepared) {
+        const ScratchFolder folder;
+        writeFile(folder.file("line.sgy"), makeSegy({}));
+        segy::Reader reader(folder.file("line.sgy"), {});
+        line.prepared = kind->prepare(parameters, reader);
+    }
+    return kind->make(parameters, line);
+}
+
 struct Applied {
     std::vector<float> samples;
     Findings findings;
@@ -54,13 +70,13 @@ struct Applied {
 inline Applied apply(const char* name, const Texts& values, WorkTrace work, const Line& line = testLine()) {
     const Parameters parameters = parametersOf(name, values);
     Findings findings;
-    findStepKind(name)->make(parameters, line)->apply(work, findings);
+    makeStep(name, parameters, line)->apply(work, findings);
     return {work.trace.samples, findings, work.trace.samplesChanged, work};
 }
 
 /* What a step says of parameters that it refuses. */
 inline std::string refusal(const char* name, const Texts& values, const Line& line = testLine()) {
-    return complaintOf<UsageError>([&] { findStepKind(name)->make(parametersOf(name, values), line); });
+    return complaintOf<UsageError>([&] { makeStep(name, parametersOf(name, values), line); });
 }
 
 }

@@ -129,7 +129,7 @@ TEST_F(MoveoutOverAnArea, NeedsCoordinatesUnlessNumbersDo) {
     EXPECT_FALSE(prepared({{"velocity_file", tableName}, {"velocity_by", "cdp"}})->needsPlaces);
     table("0,2000\n1000,2500\n");
     EXPECT_FALSE(prepared({{"velocity_file", tableName}})->needsPlaces);
-    EXPECT_EQ(prepared({{"velocity", "2000"}}), nullptr);
+    EXPECT_FALSE(prepared({{"velocity", "2000"}})->needsPlaces);
 }
 
 TEST_F(MoveoutOverAnArea, ReadsOneFunctionForAllPlacesAsItDoesTheTable) {

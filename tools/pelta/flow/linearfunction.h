@@ -13,6 +13,8 @@ struct PairNames {
     std::string value, valueUnit;
 };
 
+inline const PairNames offsetAndTime = {"offset", "m", "time", "ms"};
+
 /* A value at every key, linear between given ones and constant beyond them. */
 class LinearFunction {
   public:

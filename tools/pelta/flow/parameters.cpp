@@ -97,6 +97,24 @@ std::vector<std::string> Parameter::choiceNames() const {
     return names;
 }
 
+Parameter choiceParameter(std::string name, std::string help, int byDefault, std::vector<Choice> choices) {
+    Parameter parameter = {std::move(name), "", Kind::choice, std::move(help), std::int64_t{byDefault}};
+    parameter.choices = std::move(choices);
+    return parameter;
+}
+
+Parameter flagParameter(std::string name, std::string help, bool byDefault) {
+    return {std::move(name), "", Kind::flag, std::move(help), byDefault};
+}
+
+Parameter inputFileParameter(std::string name, std::string help) { return {std::move(name), "", Kind::text, std::move(help)}; }
+
+Parameter outputFileParameter(std::string name, std::string help) {
+    Parameter parameter = inputFileParameter(std::move(name), std::move(help));
+    parameter.isOutput = true;
+    return parameter;
+}
+
 Value valueFromText(const Parameter& parameter, std::string_view text) {
     switch (parameter.kind) {
         case Kind::flag: return flagFrom(text);

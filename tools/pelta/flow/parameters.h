@@ -34,6 +34,7 @@ struct Parameter {
     std::optional<Value> byDefault = {};
     double minimum = -1e300, maximum = 1e300; /* of every number */
     std::vector<Choice> choices = {};
+    bool isOutput = false; /* of a file's name: the step writes it */
 
     std::string key() const;            /* corners_hz */
     std::string option() const;         /* --corners */
@@ -41,6 +42,12 @@ struct Parameter {
     std::vector<std::string> choiceNames() const;
     bool holdsFileName() const { return name.ends_with("_file"); }
 };
+
+/* What steps declare alike: a name out of several, something that is on or off, the name of a file to read or to write. */
+Parameter choiceParameter(std::string name, std::string help, int byDefault, std::vector<Choice> choices);
+Parameter flagParameter(std::string name, std::string help, bool byDefault = false);
+Parameter inputFileParameter(std::string name, std::string help);
+Parameter outputFileParameter(std::string name, std::string help);
 
 /* Reads a value from the text that an option takes. Fails (UsageError) with what was expected, without the parameter's name. */
 Value valueFromText(const Parameter& parameter, std::string_view text);

@@ -79,14 +79,10 @@ Preparations prepare(const std::vector<FlowStep>& steps, segy::Reader& reader) {
 /* No output may take the place of a table that a step reads. */
 std::vector<std::unique_ptr<ProtectedInput>> protectTables(const std::vector<FlowStep>& steps) {
     std::vector<std::unique_ptr<ProtectedInput>> tables;
-    for (const FlowStep& step : steps) {
-        const std::vector<std::string>& written = step.kind->writtenFiles;
-        for (const Parameter& parameter : step.kind->parameters) {
-            const bool isRead = std::find(written.begin(), written.end(), parameter.name) == written.end();
-            if (parameter.holdsFileName() && isRead && step.parameters.has(parameter.name))
+    for (const FlowStep& step : steps)
+        for (const Parameter& parameter : step.kind->parameters)
+            if (parameter.holdsFileName() && !parameter.isOutput && step.parameters.has(parameter.name))
                 tables.push_back(std::make_unique<ProtectedInput>(step.parameters.text(parameter.name)));
-        }
-    }
     return tables;
 }
 
@@ -128,37 +124,35 @@ struct HeaderNeed {
     std::string complaint; /* when no trace meets it */
 };
 
-template <class IsNeedy>
-const StepKind* firstNeedy(const std::vector<FlowStep>& steps, const IsNeedy& isNeedy) {
+/* The first step that has such a need. */
+const StepKind* firstWith(bool Preparation::*need, const std::vector<FlowStep>& steps, const Preparations& prepared) {
     for (std::size_t s = 0; s < steps.size(); ++s)
-        if (isNeedy(s)) return steps[s].kind;
+        if (prepared[s] && (*prepared[s]).*need) return steps[s].kind;
     return nullptr;
+}
+
+std::string complaintOfWord(const segy::Reader& reader, const StepKind& needy, const char* what, const char* name,
+                            segy::HeaderWord word) {
+    return fmt::format(
+        "{}: {} needs {}, and the {} bytes at byte {} of every trace header hold 0; --map {}=BYTE:SIZE names "
+        "the right word",
+        reader.name(), needy.name, what, word.size, word.position, name);
 }
 
 std::vector<HeaderNeed> needsOf(const std::vector<FlowStep>& steps, const Preparations& prepared, const segy::Reader& reader) {
     std::vector<HeaderNeed> needs;
-    const auto needsOffsets = [&](std::size_t s) {
-        return steps[s].kind->needsOffsets && steps[s].kind->needsOffsets(steps[s].parameters);
-    };
-    if (const StepKind* needy = firstNeedy(steps, needsOffsets)) {
-        const segy::HeaderWord word = reader.layout().words[segy::Word::offset];
+    const segy::HeaderMap& words = reader.layout().words;
+    if (const StepKind* needy = firstWith(&Preparation::needsOffsets, steps, prepared))
         needs.push_back({[](const segy::TraceFacts& facts) { return facts.offset != 0.0; },
-                         fmt::format("{}: {} needs offsets, and the {} bytes at byte {} of every trace header hold 0; --map "
-                                     "offset=BYTE:SIZE names the right word",
-                                     reader.name(), needy->name, word.size, word.position)});
-    }
-    if (const StepKind* needy = firstNeedy(steps, [&](std::size_t s) { return prepared[s] && prepared[s]->needsPlaces; }))
+                         complaintOfWord(reader, *needy, "offsets", "offset", words[segy::Word::offset])});
+    if (const StepKind* needy = firstWith(&Preparation::needsPlaces, steps, prepared))
         needs.push_back({velocity::hasPlace,
                          fmt::format("{}: {} needs coordinates, and those of CDP, source and receiver are 0 in every trace "
                                      "header; --map cdp_x=BYTE:SIZE,cdp_y=BYTE:SIZE names the right words",
                                      reader.name(), needy->name)});
-    if (const StepKind* needy = firstNeedy(steps, [&](std::size_t s) { return prepared[s] && prepared[s]->needsCdps; })) {
-        const segy::HeaderWord word = reader.layout().words[segy::Word::cdp];
+    if (const StepKind* needy = firstWith(&Preparation::needsCdps, steps, prepared))
         needs.push_back({[](const segy::TraceFacts& facts) { return facts.cdp != 0; },
-                         fmt::format("{}: {} needs CDPs, and the {} bytes at byte {} of every trace header hold 0; --map "
-                                     "cdp=BYTE:SIZE names the right word",
-                                     reader.name(), needy->name, word.size, word.position)});
-    }
+                         complaintOfWord(reader, *needy, "CDPs", "cdp", words[segy::Word::cdp])});
     return needs;
 }
 
@@ -199,85 +193,138 @@ Line lineOf(const segy::Reader& reader, const std::vector<FlowStep>& steps, cons
     return line;
 }
 
+using Collectors = std::vector<std::unique_ptr<Collector>>;
+
+Collectors makeCollectors(const std::vector<FlowStep>& steps, const Line& line) {
+    Collectors collectors;
+    for (const FlowStep& step : steps)
+        collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
+    return collectors;
+}
+
+/* Batches are read and written in order by one thread at a time, and worked on by all. */
+class Run {
+  public:
+    Run(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options)
+        : _reader(reader),
+          _steps(steps),
+          _sink(sink),
+          _options(options),
+          _line(lineOf(reader, steps, options)),
+          _tables(protectTables(steps)),
+          _prepared(prepare(steps, reader)),
+          _chains([this] { return makeChain(_steps, _line, _prepared); }) {
+        makeChain(steps, _line, _prepared); /* shows wrong parameters before anything is written */
+        _headers.emplace(reader, needsOf(steps, _prepared, reader));
+        _collectors = makeCollectors(steps, _line);
+        _summary.secondsPerStage.assign(stageCount(), 0.0);
+        makeBatches();
+    }
+
+    RunSummary run() {
+        _sink.begin(_line);
+        const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
+                                        static_cast<std::size_t>(_options.threads));
+        const auto readBatch = [this](tbb::flow_control& control) {
+            Batch* batch = read();
+            if (batch->count == 0) control.stop();
+            return batch;
+        };
+        _progress.emplace(_line.traceCount, _options.quiet);
+        const bool isEncoded = _sink.wantsEncoded();
+        const auto workOn = [this, isEncoded](Batch* batch) {
+            work(*batch, _chains.local(), _line.layout, isEncoded, _options.profile);
+            return batch;
+        };
+        const auto writeBatch = [this](Batch* batch) { write(*batch); };
+        tbb::parallel_pipeline(_batches.size(),
+                               tbb::make_filter<void, Batch*>(tbb::filter_mode::serial_in_order, readBatch) &
+                                   tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, workOn) &
+                                   tbb::make_filter<Batch*, void>(tbb::filter_mode::serial_in_order, writeBatch));
+        finish();
+        return _summary;
+    }
+
+  private:
+    std::size_t stageCount() const { return writeStage(_steps.size()) + 1; }
+
+    /* As many as can be under way. */
+    void makeBatches() {
+        _batches.resize(2 * static_cast<std::size_t>(_options.threads) + 1);
+        const std::size_t batchSize = tracesPerBatch(_line.layout);
+        for (Batch& batch : _batches) {
+            batch.traces.resize(batchSize);
+            batch.findings.resize(batchSize * _steps.size());
+            batch.stepsDone.resize(batchSize);
+        }
+    }
+
+    /* The next batch; without traces at the end. */
+    Batch* read() {
+        Batch& batch = _batches[_nextBatch++ % _batches.size()];
+        batch.count = 0;
+        batch.clippedSamples = batch.badSamples = 0;
+        batch.seconds.assign(stageCount(), 0.0);
+        StageClock clock(_options.profile, batch.seconds);
+        while (batch.count < batch.traces.size() && _reader.next(batch.traces[batch.count].trace)) ++batch.count;
+        clock.finish(readStage);
+        return &batch;
+    }
+
+    void write(Batch& batch) {
+        StageClock clock(_options.profile, batch.seconds);
+        for (std::size_t t = 0; t < batch.count; ++t) writeTrace(batch, t);
+        _summary.traces += static_cast<std::int64_t>(batch.count);
+        _summary.clippedSamples += batch.clippedSamples;
+        _summary.badSamples += batch.badSamples;
+        _progress->show(_summary.traces);
+        clock.finish(writeStage(_steps.size()));
+        for (std::size_t stage = 0; stage < stageCount(); ++stage) _summary.secondsPerStage[stage] += batch.seconds[stage];
+    }
+
+    void writeTrace(const Batch& batch, std::size_t t) {
+        const WorkTrace& item = batch.traces[t];
+        _headers->see(item.facts);
+        for (std::size_t s = 0; s < batch.stepsDone[t]; ++s)
+            if (_collectors[s]) _collectors[s]->collect(item, batch.findings[t * _steps.size() + s]);
+        _summary.droppedTraces += item.isDropped;
+        if (item.isDropped) _sink.drop(item);
+        else _sink.take(item);
+    }
+
+    /* Every check comes before the first output is final. */
+    void finish() {
+        _headers->finish();
+        for (const auto& collector : _collectors)
+            if (collector) collector->check();
+        if (_summary.droppedTraces > 0 && _summary.droppedTraces == _summary.traces)
+            fail("{}: every trace was dropped, and none is left to write", _reader.name());
+        _sink.check();
+        for (const auto& collector : _collectors)
+            if (collector) collector->finish();
+        _sink.finish();
+    }
+
+    segy::Reader& _reader;
+    const std::vector<FlowStep>& _steps;
+    TraceSink& _sink;
+    const RunOptions& _options;
+    const Line _line;
+    const std::vector<std::unique_ptr<ProtectedInput>> _tables;
+    const Preparations _prepared;
+    tbb::enumerable_thread_specific<Chain> _chains;
+    std::optional<Progress> _progress;
+    std::optional<HeaderCheck> _headers;
+    Collectors _collectors;
+    std::vector<Batch> _batches;
+    std::size_t _nextBatch = 0;
+    RunSummary _summary;
+};
+
 }
 
 RunSummary runSteps(segy::Reader& reader, const std::vector<FlowStep>& steps, TraceSink& sink, const RunOptions& options) {
-    const Line line = lineOf(reader, steps, options);
-    const auto tables = protectTables(steps);
-    const Preparations prepared = prepare(steps, reader);
-    makeChain(steps, line, prepared); /* shows wrong parameters before anything is written */
-    HeaderCheck headers(reader, needsOf(steps, prepared, reader));
-    std::vector<std::unique_ptr<Collector>> collectors;
-    for (const FlowStep& step : steps)
-        collectors.push_back(step.kind->makeCollector ? step.kind->makeCollector(step.parameters, line) : nullptr);
-
-    sink.begin(line);
-
-    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(options.threads));
-    tbb::enumerable_thread_specific<Chain> chains([&] { return makeChain(steps, line, prepared); });
-
-    const std::size_t tokens = 2 * static_cast<std::size_t>(options.threads) + 1;
-    std::vector<Batch> batches(tokens);
-    const std::size_t batchSize = tracesPerBatch(line.layout);
-    for (Batch& batch : batches) {
-        batch.traces.resize(batchSize);
-        batch.findings.resize(batchSize * steps.size());
-        batch.stepsDone.resize(batchSize);
-    }
-
-    const bool isEncoded = sink.wantsEncoded();
-    RunSummary summary;
-    const std::size_t stageCount = writeStage(steps.size()) + 1;
-    summary.secondsPerStage.assign(stageCount, 0.0);
-    Progress progress(line.traceCount, options.quiet);
-    std::size_t nextBatch = 0;
-    const auto read = [&](tbb::flow_control& control) -> Batch* {
-        Batch& batch = batches[nextBatch++ % tokens];
-        batch.count = 0;
-        batch.clippedSamples = batch.badSamples = 0;
-        batch.seconds.assign(stageCount, 0.0);
-        StageClock clock(options.profile, batch.seconds);
-        while (batch.count < batchSize && reader.next(batch.traces[batch.count].trace)) ++batch.count;
-        clock.finish(readStage);
-        if (batch.count == 0) control.stop();
-        return &batch;
-    };
-    const auto process = [&](Batch* batch) {
-        work(*batch, chains.local(), line.layout, isEncoded, options.profile);
-        return batch;
-    };
-    const auto write = [&](Batch* batch) {
-        StageClock clock(options.profile, batch->seconds);
-        for (std::size_t t = 0; t < batch->count; ++t) {
-            WorkTrace& item = batch->traces[t];
-            headers.see(item.facts);
-            for (std::size_t s = 0; s < batch->stepsDone[t]; ++s)
-                if (collectors[s]) collectors[s]->collect(item, batch->findings[t * steps.size() + s]);
-            summary.droppedTraces += item.isDropped;
-            if (item.isDropped) sink.drop(item);
-            else sink.take(item);
-        }
-        summary.traces += static_cast<std::int64_t>(batch->count);
-        summary.clippedSamples += batch->clippedSamples;
-        summary.badSamples += batch->badSamples;
-        progress.show(summary.traces);
-        clock.finish(writeStage(steps.size()));
-        for (std::size_t stage = 0; stage < stageCount; ++stage) summary.secondsPerStage[stage] += batch->seconds[stage];
-    };
-    tbb::parallel_pipeline(tokens, tbb::make_filter<void, Batch*>(tbb::filter_mode::serial_in_order, read) &
-                                       tbb::make_filter<Batch*, Batch*>(tbb::filter_mode::parallel, process) &
-                                       tbb::make_filter<Batch*, void>(tbb::filter_mode::serial_in_order, write));
-
-    headers.finish();
-    for (const auto& collector : collectors)
-        if (collector) collector->check();
-    if (summary.droppedTraces > 0 && summary.droppedTraces == summary.traces)
-        fail("{}: every trace was dropped, and none is left to write", reader.name());
-    sink.check();
-    for (const auto& collector : collectors)
-        if (collector) collector->finish();
-    sink.finish();
-    return summary;
+    return Run(reader, steps, sink, options).run();
 }
 
 namespace {

@@ -15,11 +15,13 @@ namespace segy {
 class Reader;
 }
 
-/* What one step of a run needs that is made once for all of its workers; kinds derive their own. */
+/* What one step of a run needs that is made once for all of its workers, such as a table that it reads; kinds derive their
+ * own. */
 struct Preparation {
     virtual ~Preparation() = default;
-    bool needsPlaces = false; /* with coordinates that are 0 on every trace the step does not run */
-    bool needsCdps = false;   /* nor with CDPs that are */
+    bool needsOffsets = false; /* with offsets that are 0 on every trace the step does not run */
+    bool needsPlaces = false;  /* nor with coordinates that are */
+    bool needsCdps = false;    /* nor with CDPs */
     std::vector<std::string> warnings = {};
 };
 
@@ -79,10 +81,6 @@ struct StepKind {
     std::shared_ptr<const Preparation> (*prepare)(const Parameters&, segy::Reader&) = nullptr;
     /* May be null: the step only changes traces. May return null: nothing to collect with these parameters. */
     std::unique_ptr<Collector> (*makeCollector)(const Parameters&, const Line&) = nullptr;
-    /* Parameters that name files which the step writes; what other parameters name it reads. */
-    std::vector<std::string> writtenFiles = {};
-    /* Null: no. With offsets that are 0 on every trace such a step does not run. */
-    bool (*needsOffsets)(const Parameters&) = nullptr;
     /* Null: no. */
     bool (*mayDropTraces)(const Parameters&) = nullptr;
 };

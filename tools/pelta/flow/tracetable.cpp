@@ -59,7 +59,7 @@ TraceTable::TraceTable(const std::string& fileName, const TraceTableKind& kind) 
     const auto file = std::make_shared<TextLines>(fileName);
     _file = file;
     TextLines& lines = *file;
-    if (!lines.next()) fail("{}: holds nothing, expected a {}", fileName, kind.what);
+    if (!lines.next()) fail("{}: holds nothing, expected a {}", lines.name(), kind.what);
     const std::vector<std::string_view> names = fieldsOf(lines.line());
     const std::vector<std::string> heading(names.begin(), names.end());
     std::vector<std::string> valueNames;

@@ -73,11 +73,10 @@ const StepKind kind = {
     .parameters =
         {
             {"window", "ms", Kind::integer, "length of the sliding window", std::int64_t{500}, 1, INT_MAX},
-            {"gains_file", "", Kind::text, "write the gains to this SEG-Y file"},
+            outputFileParameter("gains_file", "write the gains to this SEG-Y file"),
         },
     .make = make,
     .makeCollector = makeCollector,
-    .writtenFiles = {"gains_file"},
 };
 const Registration registration(kind);
 

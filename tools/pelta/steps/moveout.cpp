@@ -15,15 +15,16 @@ enum Mode { forward = 0, inverse = 1, block = 2 };
 
 constexpr float everyOffset = -1e9f;
 
-/* What a velocity file holds: a function for all places, or functions in theirs. */
+/* What a velocity file holds, where there is one: a function for all places, or functions in theirs. */
 struct FileVelocities : Preparation {
     std::optional<TimeFunction> function;
     std::vector<velocity::ControlPoint> points;
 };
 
 std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader& reader) {
-    if (!parameters.has("velocity_file")) return nullptr;
     auto velocities = std::make_shared<FileVelocities>();
+    velocities->needsOffsets = true;
+    if (!parameters.has("velocity_file")) return velocities;
     const velocity::FunctionTable table = velocity::readFunctions(parameters.text("velocity_file"));
     if (table.holdsEverywhere()) {
         velocities->function = TimeFunction(table.onlyPairs(), table.fileName);
@@ -205,14 +206,8 @@ const StepKind kind = {
     .example = "pelta moveout in.sgy out.sgy --velocity-table 0:1500,1000:2200,3000:3400 --stretch 30",
     .parameters =
         {
-            {"mode",
-             "",
-             Kind::choice,
-             "flatten reflections, undo it, or shift one window as a block",
-             std::int64_t{forward},
-             0,
-             2,
-             {{"forward", 0}, {"inverse", 1}, {"block", 2}}},
+            choiceParameter("mode", "flatten reflections, undo it, or shift one window as a block", forward,
+                            {{"forward", forward}, {"inverse", inverse}, {"block", block}}),
             {"velocity", "m_per_s", Kind::real, "one velocity for all times", {}, 1e-3, 1e6},
             {"velocity_table",
              "ms_m_per_s",
@@ -221,21 +216,18 @@ const StepKind kind = {
              {},
              0,
              1e9},
-            {"velocity_file", "", Kind::text,
-             "CSV file of the same pairs, a time and a velocity a line, or of functions by cdp or x and y, which are "
-             "interpolated at every trace's place"},
-            {"velocity_by",
-             "",
-             Kind::choice,
-             "how places are told: by the CDP's coordinates (where they are 0, the midpoint's), or by its number alone",
-             std::int64_t{0},
-             0,
-             1,
-             {{"coordinates", static_cast<int>(velocity::PlacedBy::coordinates)},
-              {"cdp", static_cast<int>(velocity::PlacedBy::cdp)}}},
+            inputFileParameter(
+                "velocity_file",
+                "CSV file of the same pairs, a time and a velocity a line, or of functions by cdp or x and y, which are "
+                "interpolated at every trace's place"),
+            choiceParameter(
+                "velocity_by",
+                "how places are told: by the CDP's coordinates (where they are 0, the midpoint's), or by its number alone", 0,
+                {{"coordinates", static_cast<int>(velocity::PlacedBy::coordinates)},
+                 {"cdp", static_cast<int>(velocity::PlacedBy::cdp)}}),
             {"fourth_order", "", Kind::real, "coefficient of the fourth-order term; 0 is the hyperbola", 0.0, -1e3, 1e3},
-            {"converted_wave", "", Kind::flag, "moveout of a P wave down and an S wave up", false},
-            {"one_way", "", Kind::flag, "times are one-way: halve the moveout", false},
+            flagParameter("converted_wave", "moveout of a P wave down and an S wave up"),
+            flagParameter("one_way", "times are one-way: halve the moveout"),
             {"stretch", "percent", Kind::real, "mute where a sample is stretched by more; 100 mutes nothing", 30.0, 0, 100},
             {"stretch_from_offset",
              "m",
@@ -255,7 +247,6 @@ const StepKind kind = {
     .make = make,
     .prepare = prepare,
     .makeCollector = makeCollector,
-    .needsOffsets = [](const Parameters&) { return true; },
 };
 const Registration registration(kind);
 

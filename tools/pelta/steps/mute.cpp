@@ -8,24 +8,37 @@
 #include "flow/linearfunction.h"
 #include "flow/step.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
 
 enum Shape { cosine = 0, linear = 1 };
 
-const PairNames offsetAndTime = {"offset", "m", "time", "ms"};
-
 /* Mute times over offset as given: pairs or a file of such pairs; nothing where neither is. */
 std::optional<LinearFunction> muteTimesOf(const Parameters& parameters, const std::string& name) {
     const std::string file = name + "_file";
     if (parameters.has(name) && parameters.has(file)) failUsage("mute: give one of {}_m_ms and {}", name, file);
     if (!parameters.has(name) && !parameters.has(file)) return std::nullopt;
-    const std::string what = parameters.has(file) ? parameters.text(file) : fmt::format("mute: {}_m_ms", name);
-    LinearFunction times(parameters.has(file) ? readPairs(what, offsetAndTime) : parameters.pairs(name), offsetAndTime, what);
+    const bool isFile = parameters.has(file);
+    const std::string what = isFile ? inputName(parameters.text(file)) : fmt::format("mute: {}_m_ms", name);
+    LinearFunction times(isFile ? readPairs(parameters.text(file), offsetAndTime) : parameters.pairs(name), offsetAndTime,
+                         what);
     if (times.smallestKey() < 0.0)
         failUsage("{}: {:g} m is below 0, and offsets count without their sign", what, times.smallestKey());
     if (times.smallestValue() < 0.0) failUsage("{}: {:g} ms is below 0, the time of the shot", what, times.smallestValue());
+    return times;
+}
+
+struct MuteTimes : Preparation {
+    std::optional<LinearFunction> top, bottom;
+};
+
+std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader&) {
+    auto times = std::make_shared<MuteTimes>();
+    times->top = muteTimesOf(parameters, "top");
+    times->bottom = muteTimesOf(parameters, "bottom");
+    times->needsOffsets = (times->top && !times->top->isConstant()) || (times->bottom && !times->bottom->isConstant());
     return times;
 }
 
@@ -92,10 +105,10 @@ class EdgeFader {
 
 class Mute : public Step {
   public:
-    Mute(const Parameters& parameters, const Line& line)
+    Mute(const Parameters& parameters, const Line& line, const MuteTimes& times)
         : _layout(line.layout),
-          _top(muteTimesOf(parameters, "top")),
-          _bottom(muteTimesOf(parameters, "bottom")),
+          _top(times.top),
+          _bottom(times.bottom),
           _fader(static_cast<int>(std::lround(parameters.real("taper") / line.layout.intervalMs)),
                  parameters.choice("taper_shape")) {}
 
@@ -155,14 +168,9 @@ class Mute : public Step {
 };
 
 std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
-    if (!parameters.has("top") && !parameters.has("top_file") && !parameters.has("bottom") && !parameters.has("bottom_file"))
-        failUsage("mute: give top_m_ms or top_file, bottom_m_ms or bottom_file, or one of each");
-    return std::make_unique<Mute>(parameters, line);
-}
-
-bool needsOffsets(const Parameters& parameters) {
-    const auto top = muteTimesOf(parameters, "top"), bottom = muteTimesOf(parameters, "bottom");
-    return (top && !top->isConstant()) || (bottom && !bottom->isConstant());
+    const auto& times = static_cast<const MuteTimes&>(*line.prepared);
+    if (!times.top && !times.bottom) failUsage("mute: give top_m_ms or top_file, bottom_m_ms or bottom_file, or one of each");
+    return std::make_unique<Mute>(parameters, line, times);
 }
 
 const StepKind kind = {
@@ -178,21 +186,15 @@ const StepKind kind = {
              {},
              0,
              1e9},
-            {"top_file", "", Kind::text, "CSV file of the same pairs, an offset and a time a line"},
+            inputFileParameter("top_file", "CSV file of the same pairs, an offset and a time a line"),
             {"bottom", "m_ms", Kind::pairs, "the same for the end of the trace: what is later is zeroed", {}, 0, 1e9},
-            {"bottom_file", "", Kind::text, "CSV file of the same pairs"},
+            inputFileParameter("bottom_file", "CSV file of the same pairs"),
             {"taper", "ms", Kind::real, "length of the fade from an edge inwards", 20.0, 0, 1e5},
-            {"taper_shape",
-             "",
-             Kind::choice,
-             "shape of the fade, the same at both edges",
-             std::int64_t{cosine},
-             0,
-             1,
-             {{"cosine", 0}, {"linear", 1}}},
+            choiceParameter("taper_shape", "shape of the fade, the same at both edges", cosine,
+                            {{"cosine", cosine}, {"linear", linear}}),
         },
     .make = make,
-    .needsOffsets = needsOffsets,
+    .prepare = prepare,
 };
 const Registration registration(kind);
 

@@ -21,32 +21,30 @@ int windowMs(const Parameters& parameters, const std::string& name, const Line& 
     return static_cast<int>(std::min(std::ceil(line.layout.sampleCount * line.layout.intervalMs), 2e9));
 }
 
+/* The parameters have the names of the fields of the picker's record, by which hosts know them. */
+constexpr std::pair<const char*, int fbPickParm::*> wholeNumbers[] = {
+    {"ipmethod", &fbPickParm::ipmethod}, {"method", &fbPickParm::method},       {"limkey", &fbPickParm::limkey},
+    {"ilkey", &fbPickParm::ilkey},       {"shiftpick", &fbPickParm::shiftpick}, {"direction", &fbPickParm::direction},
+    {"envelope", &fbPickParm::envelope}, {"delay", &fbPickParm::delay},         {"win1", &fbPickParm::win1},
+    {"win2", &fbPickParm::win2},         {"wina", &fbPickParm::wina},           {"winar", &fbPickParm::winar},
+    {"winspd", &fbPickParm::winspd},
+};
+constexpr std::pair<const char*, float fbPickParm::*> realNumbers[] = {
+    {"velocity", &fbPickParm::velocity},   {"stablizer", &fbPickParm::stablizer}, {"threshold", &fbPickParm::threshold},
+    {"threshspd", &fbPickParm::threshspd}, {"freqspd", &fbPickParm::freqspd},
+};
+constexpr std::pair<const char*, int fbPickParm::*> windows[] = {
+    {"winlen", &fbPickParm::winlen},
+    {"winlen1", &fbPickParm::winlen1},
+    {"winlen2", &fbPickParm::winlen2},
+    {"winlen3", &fbPickParm::winlen3},
+};
+
 fbPickParm recordOf(const Parameters& parameters, const Line& line) {
-    const auto number = [&](const char* name) { return static_cast<int>(parameters.integer(name)); };
-    const auto real = [&](const char* name) { return static_cast<float>(parameters.real(name)); };
     fbPickParm record = {};
-    record.ipmethod = number("ipmethod");
-    record.method = number("method");
-    record.velocity = real("velocity");
-    record.limkey = number("limkey");
-    record.ilkey = number("ilkey");
-    record.shiftpick = number("shiftpick");
-    record.direction = number("direction");
-    record.envelope = number("envelope");
-    record.stablizer = real("stablizer");
-    record.winlen = windowMs(parameters, "winlen", line);
-    record.winlen1 = windowMs(parameters, "winlen1", line);
-    record.winlen2 = windowMs(parameters, "winlen2", line);
-    record.winlen3 = windowMs(parameters, "winlen3", line);
-    record.delay = number("delay");
-    record.win1 = number("win1");
-    record.win2 = number("win2");
-    record.wina = number("wina");
-    record.winar = number("winar");
-    record.threshold = real("threshold");
-    record.threshspd = real("threshspd");
-    record.freqspd = real("freqspd");
-    record.winspd = number("winspd");
+    for (const auto& [name, field] : wholeNumbers) record.*field = static_cast<int>(parameters.integer(name));
+    for (const auto& [name, field] : realNumbers) record.*field = static_cast<float>(parameters.real(name));
+    for (const auto& [name, field] : windows) record.*field = windowMs(parameters, name, line);
     return record;
 }
 
@@ -106,8 +104,7 @@ class Pick : public Step {
         if (!segy::writeWord(work.trace.header.data(), *_word, _layout.byteOrder, std::llround(value)))
             fail(
                 "trace {}: the pick of {:g} does not fit the {} bytes at byte {}; choose a longer word with --map "
-                "pick=BYTE:SIZE "
-                "or another word_unit",
+                "pick=BYTE:SIZE or another word_unit",
                 work.trace.number + 1, value, _word->size, _word->position);
     }
 
@@ -155,40 +152,17 @@ const StepKind kind = {
     .example = "pelta pick in.sgy out.sgy --ipmethod energy --picks-file picks.csv",
     .parameters =
         {
-            {"ipmethod",
-             "",
-             Kind::choice,
-             "picking method",
-             std::int64_t{energy},
-             0,
-             0,
-             {{"energy", energy}, {"deviation", deviation}, {"autoregressive", autoregressive}, {"spectral", spectral}}},
-            {"method",
-             "",
-             Kind::choice,
-             "where the search starts: half of winlen (others: sample 0), or offset / velocity + delay",
-             std::int64_t{fromWindow},
-             0,
-             0,
-             {{"window", 0}, {"offset", 1}}},
+            choiceParameter(
+                "ipmethod", "picking method", energy,
+                {{"energy", energy}, {"deviation", deviation}, {"autoregressive", autoregressive}, {"spectral", spectral}}),
+            choiceParameter("method",
+                            "where the search starts: half of winlen (others: sample 0), or offset / velocity + delay",
+                            fromWindow, {{"window", fromWindow}, {"offset", fromOffset}}),
             {"velocity", "m_per_s", Kind::real, "moveout velocity of the search start", 2000.0, 1e-3, 1e9},
             {"delay", "samples", Kind::integer, "added to the search start", std::int64_t{0}, -1e9, 1e9},
-            {"shiftpick",
-             "",
-             Kind::choice,
-             "phase that the pick is moved to",
-             std::int64_t{5},
-             0,
-             0,
-             {{"trough", 1}, {"peak", 2}, {"falling", 3}, {"rising", 4}, {"none", 5}}},
-            {"direction",
-             "",
-             Kind::choice,
-             "where to look for that phase",
-             std::int64_t{0},
-             0,
-             0,
-             {{"backward", -1}, {"both", 0}, {"forward", 1}}},
+            choiceParameter("shiftpick", "phase that the pick is moved to", 5,
+                            {{"trough", 1}, {"peak", 2}, {"falling", 3}, {"rising", 4}, {"none", 5}}),
+            choiceParameter("direction", "where to look for that phase", 0, {{"backward", -1}, {"both", 0}, {"forward", 1}}),
             {"envelope", "ms", Kind::integer, "energy: nominal window length", std::int64_t{20}, 0, INT_MAX},
             {"stablizer", "percent", Kind::real, "energy: stabiliser, share of the mean absolute amplitude", 10.0, 0, 1e6},
             {"winlen", "ms", Kind::integer, "energy: width of the search window round its start (whole trace)", {}, 0, INT_MAX},
@@ -206,19 +180,12 @@ const StepKind kind = {
             {"winspd", "ms", Kind::integer, "spectral: window length", std::int64_t{50}, 0, INT_MAX},
             {"limkey", "", Kind::integer, "carried for hosts, not read", std::int64_t{0}, INT_MIN, INT_MAX},
             {"ilkey", "", Kind::integer, "carried for hosts, not read", std::int64_t{0}, INT_MIN, INT_MAX},
-            {"picks_file", "", Kind::text, "write the picks to this CSV file"},
-            {"word_unit",
-             "",
-             Kind::choice,
-             "unit of the picks in trace headers, where 0 is no pick",
-             std::int64_t{milliseconds},
-             0,
-             0,
-             {{"ms", 0}, {"us", 1}, {"samples", 2}}},
+            outputFileParameter("picks_file", "write the picks to this CSV file"),
+            choiceParameter("word_unit", "unit of the picks in trace headers, where 0 is no pick", milliseconds,
+                            {{"ms", milliseconds}, {"us", microseconds}, {"samples", samples}}),
         },
     .make = make,
     .makeCollector = makeCollector,
-    .writtenFiles = {"picks_file"},
 };
 const Registration registration(kind);
 

@@ -15,13 +15,26 @@ const TraceTableKind statics = {
     .takesLastOfSeveral = false,
 };
 
+/* The table of statics, where there is one. */
+struct StaticsTable : Preparation {
+    std::optional<TraceTable> table;
+};
+
+std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader&) {
+    auto prepared = std::make_shared<StaticsTable>();
+    if (parameters.has("statics_file")) prepared->table.emplace(parameters.text("statics_file"), statics);
+    return prepared;
+}
+
 /* Statics in ms as SEG-Y means them: added to the times of a trace, so that a positive one delays its events. */
 class Static : public Step {
   public:
-    Static(const Parameters& parameters, const Line& line) : _layout(line.layout), _isRemoved(parameters.flag("remove")) {
+    Static(const Parameters& parameters, const Line& line)
+        : _layout(line.layout),
+          _isRemoved(parameters.flag("remove")),
+          _prepared(std::static_pointer_cast<const StaticsTable>(line.prepared)) {
         if (parameters.has("shift")) _shiftMs = parameters.real("shift");
         if (parameters.has("word")) _word = wordOf(parameters.text("word"));
-        if (parameters.has("statics_file")) _table.emplace(parameters.text("statics_file"), statics);
     }
 
     /* The finding says whether the trace has a static. */
@@ -48,7 +61,7 @@ class Static : public Step {
     }
 
     std::optional<double> staticOf(const WorkTrace& work) const {
-        if (_table) return _table->value(work.trace.number + 1, work.facts.record, work.facts.channel);
+        if (_prepared->table) return _prepared->table->value(work.trace.number + 1, work.facts.record, work.facts.channel);
         if (!_word) return _shiftMs;
         const auto read = [&](segy::HeaderWord word) {
             return segy::readWord(work.trace.header.data(), word, _layout.byteOrder);
@@ -60,7 +73,7 @@ class Static : public Step {
     bool _isRemoved;
     double _shiftMs = 0.0;
     std::optional<segy::HeaderWord> _word;
-    std::optional<TraceTable> _table;
+    std::shared_ptr<const StaticsTable> _prepared;
     std::vector<float> _shifted, _positions;
 };
 
@@ -109,11 +122,13 @@ const StepKind kind = {
             {"shift", "ms", Kind::real, "one static for all traces", {}, -1e6, 1e6},
             {"word", "", Kind::text,
              "header word that holds the static in ms, by name or as BYTE:SIZE: total_static; the time scalar applies"},
-            {"statics_file", "", Kind::text,
-             "CSV file with columns record and channel (or trace) and static_ms; traces that it lacks stay, and are counted"},
-            {"remove", "", Kind::flag, "take the statics off instead", false},
+            inputFileParameter("statics_file",
+                               "CSV file with columns record and channel (or trace) and static_ms; traces that it lacks stay, "
+                               "and are counted"),
+            flagParameter("remove", "take the statics off instead"),
         },
     .make = make,
+    .prepare = prepare,
     .makeCollector = makeCollector,
 };
 const Registration registration(kind);

@@ -6,6 +6,7 @@
 #include "flow/linearfunction.h"
 #include "flow/step.h"
 #include "support/failure.h"
+#include "support/outputfile.h"
 
 namespace pelta {
 namespace {
@@ -15,7 +16,6 @@ enum Side { inside = 0, outside = 1 };
 enum Removal { drop = 0, kill = 1 };
 
 const PairNames eastingAndNorthing = {"easting", "", "northing", ""};
-const PairNames offsetAndTime = {"offset", "m", "time", "ms"};
 
 /* A closed polygon; the first corner need not be repeated. */
 class Polygon {
@@ -54,9 +54,21 @@ class Polygon {
 std::optional<Polygon> polygonOf(const Parameters& parameters, const std::string& name, const std::string& key,
                                  const PairNames& names) {
     const std::string file = name + "_file";
-    if (parameters.has(file)) return Polygon(readPairs(parameters.text(file), names), parameters.text(file));
+    if (parameters.has(file)) return Polygon(readPairs(parameters.text(file), names), inputName(parameters.text(file)));
     if (parameters.has(name)) return Polygon(parameters.pairs(name), "trim: " + key);
     return std::nullopt;
+}
+
+struct Polygons : Preparation {
+    std::optional<Polygon> area, gate;
+};
+
+std::shared_ptr<const Preparation> prepare(const Parameters& parameters, segy::Reader&) {
+    auto polygons = std::make_shared<Polygons>();
+    polygons->area = polygonOf(parameters, "polygon", "polygon", eastingAndNorthing);
+    polygons->gate = polygonOf(parameters, "gate", "gate_m_ms", offsetAndTime);
+    polygons->needsOffsets = polygons->gate.has_value();
+    return polygons;
 }
 
 std::pair<double, double> positionOf(const segy::TraceFacts& facts, int position) {
@@ -70,10 +82,10 @@ std::pair<double, double> positionOf(const segy::TraceFacts& facts, int position
 
 class Trim : public Step {
   public:
-    Trim(const Parameters& parameters, const Line& line)
+    Trim(const Parameters& parameters, const Line& line, const Polygons& polygons)
         : _layout(line.layout),
-          _area(polygonOf(parameters, "polygon", "polygon", eastingAndNorthing)),
-          _gate(polygonOf(parameters, "gate", "gate_m_ms", offsetAndTime)),
+          _area(polygons.area),
+          _gate(polygons.gate),
           _position(parameters.choice("position")),
           _keepsInside(parameters.choice("keep") == inside),
           _kills(parameters.choice("removal") == kill),
@@ -140,7 +152,7 @@ bool dropsTraces(const Parameters& parameters) { return !hasGate(parameters) && 
 std::unique_ptr<Step> make(const Parameters& parameters, const Line& line) {
     if (parameters.has("polygon") + parameters.has("polygon_file") + parameters.has("gate") + parameters.has("gate_file") != 1)
         failUsage("trim: give one of polygon, polygon_file, gate_m_ms and gate_file");
-    return std::make_unique<Trim>(parameters, line);
+    return std::make_unique<Trim>(parameters, line, static_cast<const Polygons&>(*line.prepared));
 }
 
 std::unique_ptr<Collector> makeCollector(const Parameters& parameters, const Line&) {
@@ -157,38 +169,19 @@ const StepKind kind = {
         {
             {"polygon", "", Kind::pairs,
              "corners of a polygon, easting and northing as in the file, which traces are chosen by"},
-            {"polygon_file", "", Kind::text, "CSV file of such corners, an easting and a northing a line"},
-            {"position",
-             "",
-             Kind::choice,
-             "coordinates of a trace that tell whether it lies in the area",
-             std::int64_t{cdp},
-             0,
-             3,
-             {{"source", source}, {"receiver", receiver}, {"midpoint", midpoint}, {"cdp", cdp}}},
+            inputFileParameter("polygon_file", "CSV file of such corners, an easting and a northing a line"),
+            choiceParameter("position", "coordinates of a trace that tell whether it lies in the area", cdp,
+                            {{"source", source}, {"receiver", receiver}, {"midpoint", midpoint}, {"cdp", cdp}}),
             {"gate", "m_ms", Kind::pairs, "corners of a polygon, offset and time, which samples are chosen by"},
-            {"gate_file", "", Kind::text, "CSV file of such corners, an offset and a time a line"},
-            {"signed_offset", "", Kind::flag, "the gate's offsets have a sign; otherwise a trace's sign is passed over", false},
-            {"keep",
-             "",
-             Kind::choice,
-             "which side of the polygon to keep",
-             std::int64_t{inside},
-             0,
-             1,
-             {{"inside", inside}, {"outside", outside}}},
-            {"removal",
-             "",
-             Kind::choice,
-             "leave traces out of the output, or keep them zeroed and marked as dead (trace type 2)",
-             std::int64_t{drop},
-             0,
-             1,
-             {{"drop", drop}, {"kill", kill}}},
+            inputFileParameter("gate_file", "CSV file of such corners, an offset and a time a line"),
+            flagParameter("signed_offset", "the gate's offsets have a sign; otherwise a trace's sign is passed over"),
+            choiceParameter("keep", "which side of the polygon to keep", inside, {{"inside", inside}, {"outside", outside}}),
+            choiceParameter("removal", "leave traces out of the output, or keep them zeroed and marked as dead (trace type 2)",
+                            drop, {{"drop", drop}, {"kill", kill}}),
         },
     .make = make,
+    .prepare = prepare,
     .makeCollector = makeCollector,
-    .needsOffsets = hasGate,
     .mayDropTraces = dropsTraces,
 };
 const Registration registration(kind);
