@@ -33,7 +33,8 @@ TEST_F(PlottedDifference, ShowsWhatADifferenceVelocitiesMake) {
 
 TEST_F(PlottedDifference, IsRefusedForLinesThatDoNotFit) {
     const auto expectRefusalOfOther = [&](const std::string& complaint) {
-        expectRefusal(folder, "plot " + line + " " + (folder / "r.png") + " --minus " + other, 1, other + ": " + complaint + line);
+        expectRefusal(folder, "plot " + line + " " + (folder / "r.png") + " --minus " + other, 1,
+                      other + ": " + complaint + line);
     };
     make(other, "--records 6 --samples 300");
     expectRefusalOfOther("trace 1 has 300 samples, and 400 in ");
