@@ -112,11 +112,14 @@ TEST_F(CommandLine, GivesTheSameBytesForAnyNumberOfThreadsAndThroughPipes) {
         ASSERT_EQ(runPelta("run " + flow + " " + big + " " + (folder / threads) + " --threads " + threads).status, 0);
     const Outcome piped = runShell(std::string(PELTA_COMMAND) + " run " + flow + " - - < " + big);
     ASSERT_EQ(piped.status, 0) << piped.err;
+    ASSERT_EQ(runPelta("run - " + big + " " + (folder / "from-input") + " < " + flow).status, 0)
+        << "the flow may be piped, too";
     const std::string one = contentsOf(folder / "1");
     EXPECT_EQ(one.size(), contentsOf(big).size());
     EXPECT_TRUE(one == contentsOf(folder / "2"));
     EXPECT_TRUE(one == contentsOf(folder / "7"));
     EXPECT_TRUE(one == piped.out);
+    EXPECT_TRUE(one == contentsOf(folder / "from-input"));
 }
 
 TEST_F(CommandLine, LeavesEveryByteThatNoStepChanged) {

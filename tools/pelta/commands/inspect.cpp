@@ -8,7 +8,7 @@ namespace pelta {
 using namespace inspection;
 
 void InspectRequest::add(CLI::App& app) {
-    app.add_option("FILE", input, "SEG-Y file to look at; - is standard input")->required()->type_name("FILE");
+    app.add_option("IN", input, "SEG-Y file to read; - is standard input")->required()->type_name("FILE");
     inputOptions.add(app);
     app.remove_option(app.get_option("--salvage")); /* always */
     app.add_flag("--json", asJson, "print JSON instead of text");

@@ -62,7 +62,9 @@ struct Job {
 std::function<int()> defineRun(CLI::App& app) {
     auto job = std::make_shared<Job>();
     auto flowName = std::make_shared<std::string>();
-    app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work")->required()->type_name("FILE");
+    app.add_option("FLOW", *flowName, "flow file: [[step]] tables in the order of the work; - is standard input")
+        ->required()
+        ->type_name("FILE");
     job->add(app);
     return [=] {
         const FlowFile flow(*flowName);

@@ -208,9 +208,7 @@ std::function<int()> define(CLI::App& app) {
         ->type_name("FILE");
     request->inputOptions.add(app);
     app.add_option("--cdp", request->cdp, "CDP to analyse");
-    app.add_option("--cdps", request->cdps, "first and last of several CDPs that are analysed together: 148,152")
-        ->delimiter(',')
-        ->expected(2)
+    addWholeNumbers(app, "--cdps", request->cdps, "first and last of several CDPs that are analysed together: 148,152", 2)
         ->type_name("FIRST,LAST");
     app.add_option("--record", request->record, "record to analyse");
     app.add_flag("--cdp-column", request->hasCdpColumn,
@@ -220,7 +218,7 @@ std::function<int()> define(CLI::App& app) {
         ->delimiter(',')
         ->expected(3)
         ->type_name("FIRST,LAST,COUNT");
-    app.add_option("--stretch", request->stretchPercent, "mute what is stretched by more, percent; 100 mutes nothing")
+    app.add_option("--stretch", request->stretchPercent, "mute where a sample is stretched by more, percent; 100 mutes nothing")
         ->check(inRange(0.0, 100.0))
         ->capture_default_str();
     app.add_option("--window", request->windowMs, "window over which semblance is smoothed, ms; 0 for none")
