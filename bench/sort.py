@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """pelta sort on a line larger than its memory, beside copying the file twice with cp: what goes through a working file is read
-and written twice.
+and written twice. The order of what is sorted is checked.
 
   bench/sort.py [--write] [--folder FOLDER] [--records N] [--turns N]
 
@@ -23,12 +23,13 @@ top = Path(__file__).resolve().parent.parent
 pelta = top / "build/bench/tools/pelta/pelta"
 memory = 64
 
-sorts = {
-    "a file, shots to CDPs": f"{pelta} sort line.sgy sorted.sgy --by cdp,offset --memory {memory}",
-    "a file, shots to common offsets": f"{pelta} sort line.sgy sorted.sgy --by offset,record --memory {memory}",
-    "a file by a word in random order": f"{pelta} sort line.sgy sorted.sgy --by 237:4 --memory {memory}",
-    "a pipe, shots to CDPs": f"cat line.sgy | {pelta} sort - sorted.sgy --by cdp,offset --memory {memory}",
-    "a pipe by a word in random order": f"cat line.sgy | {pelta} sort - sorted.sgy --by 237:4 --memory {memory}",
+words = {"cdp": 21, "offset": 37, "record": 9, "237:4": 237}  # where they stand in the trace header
+orders = {
+    "a file, shots to CDPs": "cdp,offset",
+    "a file, shots to common offsets": "offset,record",
+    "a file by a word in random order": "237:4",
+    "a pipe, shots to CDPs": "cdp,offset",
+    "a pipe by a word in random order": "237:4",
 }
 copies = {
     "cp, cp": "cp line.sgy copy.sgy && cp copy.sgy twice.sgy",
@@ -36,13 +37,30 @@ copies = {
 }
 
 
+def command_of(what):
+    source, name = ("cat line.sgy | ", "-") if what.startswith("a pipe") else ("", "line.sgy")
+    return f"{source}{pelta} sort {name} sorted.sgy --by {orders[what]} --memory {memory}"
+
+
+def traces_of(path, mode):
+    return np.memmap(path, np.uint8, mode, 3600).reshape(-1, 240 + 4 * 1500)
+
+
 def make_line(folder, records):
     """Synthetic records with a random word at the end of every trace header."""
     subprocess.run([pelta, "synth", "line.sgy", "--records", str(records)], cwd=folder, check=True, stderr=subprocess.DEVNULL)
-    traces = np.memmap(folder / "line.sgy", np.uint8, "r+", 3600).reshape(-1, 240 + 4 * 1500)
+    traces = traces_of(folder / "line.sgy", "r+")
     traces[:, 236:240] = np.random.default_rng(1).integers(0, 256, (len(traces), 4), np.uint8)
     traces.flush()
     return (folder / "line.sgy").stat().st_size
+
+
+def check(folder, order):
+    """Ends the program unless the traces stand in their order, equal ones in that of the line."""
+    line, found = traces_of(folder / "line.sgy", "r"), traces_of(folder / "sorted.sgy", "r")
+    keys = [line[:, words[word] - 1 : words[word] + 3].copy().view(">i4").ravel() for word in order.split(",")]
+    if not np.array_equal(found[:, :240], line[np.lexsort(keys[::-1]), :240]):
+        sys.exit(f"sort.py: the traces are not in the order of {order}")
 
 
 def forget(folder):
@@ -80,16 +98,18 @@ def main():
         folder = Path(name)
         size = make_line(folder, options.records)
         taken = {}
-        commands = {**copies, **sorts}
+        commands = {**copies, **{what: command_of(what) for what in orders}}
         cases = [(what, is_cold) for what in commands for is_cold in (False, True)]
         for _ in range(options.turns):
             # Each time in another order: a virtual machine gives memory that was in use just before far sooner than other.
             for what, is_cold in random.sample(cases, len(cases)):
                 taken.setdefault((what, is_cold), []).append(seconds(commands[what], folder, is_cold))
+                if what in orders:
+                    check(folder, orders[what])
     best = {case: min(values) for case, values in taken.items()}
     lines = ["| what | from | seconds | beside | its seconds | ratio |", "|---|---|---|---|---|---|"]
     for is_cold in (False, True):
-        for what in sorts:
+        for what in orders:
             copy = "cat, cp" if what.startswith("a pipe") else "cp, cp"
             mine, other = best[what, is_cold], best[copy, is_cold]
             lines.append(f"| {what} | {'disk' if is_cold else 'page cache'} | {mine:.2f} | {copy} | {other:.2f} | "
