@@ -1,5 +1,6 @@
 #include "commands/inspect.h"
 
+#include "inspection/jsonreport.h"
 #include "support/failure.h"
 #include "support/outputfile.h"
 
@@ -32,12 +33,12 @@ int inspect(const InspectRequest& request, const std::function<void(Inspection&)
     try {
         reader.emplace(request.input, options);
     } catch (const Failure& failure) {
-        if (request.asJson) printText(stdout, dump(jsonOfUnreadable(inputName(request.input), failure.what())));
+        if (request.asJson) printText(stdout, jsonReportOfUnreadable(inputName(request.input), failure.what()));
         throw;
     }
     Inspection inspection(*reader);
     read(inspection);
-    printText(stdout, request.asJson ? dump(jsonReport(inspection)) : textReport(inspection, request.report));
+    printText(stdout, request.asJson ? jsonReport(inspection) : textReport(inspection, request.report));
     std::fflush(stdout);
     return failOfErrors(reader->name(), inspection.findings());
 }

@@ -2,7 +2,7 @@
 #define PELTA_TOOL_INSPECT_H
 
 #include "commands/options.h"
-#include "inspection/report.h"
+#include "inspection/textreport.h"
 
 namespace pelta {
 

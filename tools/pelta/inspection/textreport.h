@@ -1,7 +1,7 @@
-#ifndef PELTA_TOOL_REPORT_H
-#define PELTA_TOOL_REPORT_H
+#ifndef PELTA_TOOL_TEXTREPORT_H
+#define PELTA_TOOL_TEXTREPORT_H
 
-#include <nlohmann/json.hpp>
+#include <string>
 
 #include "inspection/inspection.h"
 
@@ -14,12 +14,6 @@ struct ReportOptions {
 
 /* A page of text for people. */
 std::string textReport(const Inspection& inspection, const ReportOptions& options);
-/* The same for programs, and all of it whatever the options. */
-nlohmann::ordered_json jsonReport(const Inspection& inspection);
-/* Of a file whose traces cannot be found. */
-nlohmann::ordered_json jsonOfUnreadable(const std::string& fileName, const std::string& failure);
-/* Never fails: what is no UTF-8 is replaced. */
-std::string dump(const nlohmann::ordered_json& report);
 
 }
 

@@ -50,6 +50,7 @@ struct Layout {
     HeaderMap words = {};
 
     double metresPerUnit() const { return isFeet ? 0.3048 : 1.0; }
+    const char* lengthUnit() const { return isFeet ? "ft" : "m"; }
     std::int64_t headerBytesPerTrace() const { return std::int64_t{traceHeaderBytes} * (1 + extraTraceHeaders); }
     std::int64_t traceBytes() const { return headerBytesPerTrace() + sampleCount * bytesPerSample(format); }
 };

@@ -120,9 +120,9 @@ class Pick : public Step {
 class PicksFile : public Collector {
   public:
     PicksFile(const std::string& name, const Line& line) : _layout(line.layout), _file(name, line.overwrite) {
-        const char* unit = _layout.isFeet ? "ft" : "m";
-        _file.write(fmt::format(
-            "trace,record,channel,offset_{0},source_x,source_y,receiver_x,receiver_y,pick_samples,pick_ms\n", unit));
+        _file.write(
+            fmt::format("trace,record,channel,offset_{0},source_x,source_y,receiver_x,receiver_y,pick_samples,pick_ms\n",
+                        _layout.lengthUnit()));
     }
     void collect(const WorkTrace& work, const Findings& findings) override {
         const segy::TraceFacts& facts = work.facts;
