@@ -78,17 +78,16 @@ std::string_view unquoted(std::string_view field) {
     return field;
 }
 
-/* Letter by letter: fields are short, and a library search for each costs more than they do. */
+/* One letter is found much sooner than one of several. */
 void splitFields(std::string_view line, std::string_view separators, std::vector<std::string_view>& fields) {
-    const auto isSeparator = [separators](char letter) {
-        return std::any_of(separators.begin(), separators.end(), [letter](char separator) { return separator == letter; });
+    const auto separatorFrom = [&](std::size_t begin) {
+        return separators.size() == 1 ? line.find(separators.front(), begin) : line.find_first_of(separators, begin);
     };
     fields.clear();
-    for (auto begin = line.begin();; ++begin) {
-        const auto end = std::find_if(begin, line.end(), isSeparator);
-        fields.push_back(unquoted({begin, end}));
-        if (end == line.end()) return;
-        begin = end;
+    for (std::size_t begin = 0; begin <= line.size();) {
+        const std::size_t end = std::min(separatorFrom(begin), line.size());
+        fields.push_back(unquoted(line.substr(begin, end - begin)));
+        begin = end + 1;
     }
 }
 
