@@ -26,10 +26,10 @@ void require(bool isTrue) {
 }
 
 /* A file in memory, under a name. */
-class TextFile {
+class MemoryFile {
   public:
-    TextFile() : _descriptor(memfd_create("table", 0)), _name("/proc/self/fd/" + std::to_string(_descriptor)) {}
-    ~TextFile() { close(_descriptor); }
+    MemoryFile() : _descriptor(memfd_create("table", 0)), _name("/proc/self/fd/" + std::to_string(_descriptor)) {}
+    ~MemoryFile() { close(_descriptor); }
     const std::string& hold(const std::uint8_t* data, std::size_t size) {
         require(ftruncate(_descriptor, 0) == 0 && pwrite(_descriptor, data, size, 0) == static_cast<ssize_t>(size));
         return _name;
@@ -102,7 +102,7 @@ void expectPoints(const gridding::PointSet& set) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static TextFile file;
+    static MemoryFile file;
     const std::string name = file.hold(data, size);
     readOrRefuse(name, [&] { readFunctions(name); });
     readOrRefuse(name, [&] {
