@@ -306,7 +306,7 @@ Points onLine(int count, float intercept, float slope) {
     return points;
 }
 
-// lstSquare
+// --- lstSquare ---
 
 TEST(LstSquare, ReturnsTheLineOnWhichThePointsLie) {
     EXPECT_TRUE(sameLine(lstSquareOf(onLine(11, 3.0f, 0.5f)), {3.0f, 0.5f, 1.0f}));
@@ -350,7 +350,7 @@ TEST(LstSquare, MatchesThePlainForm) {
     });
 }
 
-// meanAlphaTrim
+// --- meanAlphaTrim ---
 
 TEST(MeanAlphaTrim, WithNothingTrimmedIsTheMeanRatio) {
     EXPECT_EQ(meanAlphaTrimOf({{1, 2, 4}, {3, 4, 4}}, 0).slope, 2.0f);
@@ -420,7 +420,7 @@ TEST(MeanAlphaTrim, MatchesThePlainForm) {
     });
 }
 
-// wghtLstSquare
+// --- wghtLstSquare ---
 
 TEST(WghtLstSquare, ReturnsTheLineOnWhichThePointsLie) {
     EXPECT_TRUE(sameLine(wghtLstSquareOf(onLine(11, 3.0f, 0.5f)).line, {3.0f, 0.5f, 1.0f}));
@@ -477,7 +477,7 @@ TEST(WghtLstSquare, MatchesThePlainForm) {
     });
 }
 
-// wghtCalcWeights
+// --- wghtCalcWeights ---
 
 TEST(WghtCalcWeights, AreOneWhereHalfThePointsLieOnTheLine) {
     Points points = onLine(9, 1.0f, 2.0f);
@@ -552,7 +552,7 @@ TEST(WghtCalcWeights, MatchThePlainForm) {
     });
 }
 
-// wghtMedianReg
+// --- wghtMedianReg ---
 
 TEST(WghtMedianReg, ReturnsTheLineOnWhichThePointsLie) {
     for (int count : {2, 3, 4, 5, 20, 21}) {
@@ -605,7 +605,7 @@ TEST(WghtMedianReg, MatchesThePlainForm) {
     });
 }
 
-// wghtMedian
+// --- wghtMedian ---
 
 TEST(WghtMedian, IsTheMiddleValue) {
     EXPECT_EQ(medianOf({5, 1, 3}), 3.0f);
@@ -652,7 +652,7 @@ TEST(WghtMedian, MatchesAFullSort) {
     });
 }
 
-// wghtCalcLstsqr
+// --- wghtCalcLstsqr ---
 
 /* Points (-1, 0), (0, 0), (1, 3) have Sxx = 2, Sxy = 3, Syy = 6: what the line leaves is 6 - 1.5 * 3 = 1.5 over one degree of
  * freedom. */

@@ -118,7 +118,7 @@ class TapeIO : public testing::Test {
     std::string text(int error) const { return deviceName + "   : " + strerror(error); }
     std::string said() const { return message.data(); }
 
-    /* ---- the cartridge ---- */
+    // --- the cartridge ---
 
     void protect(bool protects) {
         drive.isProtected = protects;
@@ -171,7 +171,7 @@ class TapeIO : public testing::Test {
     bool isProtected = false;
 };
 
-/* ---- records and marks ---- */
+// --- records and marks ---
 
 TEST_F(TapeIO, GivesRecordsBackOneACallWhateverTheirLengths) {
     std::vector<std::string> records;
@@ -292,7 +292,7 @@ TEST_F(TapeIO, ReturnsAShortTransferAsItIs) {
     EXPECT_EQ(read(), 100);
 }
 
-/* ---- opening and closing ---- */
+// --- opening and closing ---
 
 TEST_F(TapeIO, OpensForRecordsOfVariableLengthWithABudgetOfOne) {
     for (Mode mode : {forReading, forWriting}) {
@@ -417,7 +417,7 @@ TEST_F(TapeIO, TouchesNothingWhenItIsClosed) {
     EXPECT_EQ(static_cast<int>(system.calls().size()), calls);
 }
 
-/* ---- positioning and control ---- */
+// --- positioning and control ---
 
 TEST_F(TapeIO, TranslatesTheFunctionsBelowEightAndPassesOnTheOthers) {
     ASSERT_EQ(open(forReading), 1);
@@ -515,7 +515,7 @@ TEST_F(TapeIO, HandsTheShellTheNameAsItStands) {
     EXPECT_TRUE(contentsOf(folder.file("said")) == expected);
 }
 
-/* ---- errors ---- */
+// --- errors ---
 
 TEST_F(TapeIO, StopsAtTheFirstReadErrorWithTheBudgetOfOne) {
     make({{"record"}});
@@ -531,17 +531,16 @@ TEST_F(TapeIO, StopsAtTheFirstReadErrorWithTheBudgetOfOne) {
 TEST_F(TapeIO, TriesAReadAgainAsLongAsTheBudgetLasts) {
     make({{"record", "second"}});
     tape.tapeErrorMax = 3;
+    const std::string again = "Error: " + name + ": during tape read, try again, count=", twice = again + "1\n" + again + "2\n";
     for (int nth : {1, 2}) system.fail(SystemCall::read, nth, EIO);
     Printed printed = printedBy([&] { EXPECT_EQ(read(), 6); });
     EXPECT_EQ(got, "record");
-    EXPECT_EQ(printed.text, "Error: " + name + ": during tape read, try again, count=1\nError: " + name +
-                                ": during tape read, try again, count=2\n");
+    EXPECT_EQ(printed.text, twice);
     EXPECT_EQ(printed.unflushed, 0u);
     EXPECT_EQ(tape.tapeErrorCount, 0);
     for (int nth : {1, 2, 3}) system.fail(SystemCall::read, nth, EIO);
     printed = printedBy([&] { EXPECT_EQ(read(), -1); });
-    EXPECT_EQ(printed.text, "Error: " + name + ": during tape read, try again, count=1\nError: " + name +
-                                ": during tape read, try again, count=2\n");
+    EXPECT_EQ(printed.text, twice);
     EXPECT_EQ(tape.tapeErrorCount, 3);
 }
 
