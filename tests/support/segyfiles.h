@@ -37,6 +37,18 @@ struct SegyRecipe {
     }
 };
 
+/* A letter, digit, bracket or colon in code page 037; a blank for all else. */
+inline char ebcdicOf(char c) {
+    constexpr struct {
+        char first, last;
+        int code; /* of the first */
+    } runs[] = {{'0', '9', 0xF0}, {'A', 'I', 0xC1}, {'J', 'R', 0xD1}, {'S', 'Z', 0xE2}, {'a', 'i', 0x81},
+                {'j', 'r', 0x91}, {'s', 'z', 0xA2}, {'(', '(', 0x4D}, {')', ')', 0x5D}, {':', ':', 0x7A}};
+    for (const auto& run : runs)
+        if (c >= run.first && c <= run.last) return static_cast<char>(run.code + c - run.first);
+    return 0x40;
+}
+
 /* Letters and blanks: the same in every line, so that a line number can be told from them. */
 inline std::string textBlock(bool isAscii, std::string_view start = "") {
     std::string block;
@@ -46,22 +58,8 @@ inline std::string textBlock(bool isAscii, std::string_view start = "") {
         text.resize(80, ' ');
         block += text;
     }
-    if (isAscii) return block;
-    for (char& c : block) { /* letters, digits, blanks and brackets of code page 037 */
-        const auto in = static_cast<unsigned char>(c);
-        int out = 0x40;
-        if (in >= '0' && in <= '9') out = 0xF0 + in - '0';
-        else if (in >= 'A' && in <= 'I') out = 0xC1 + in - 'A';
-        else if (in >= 'J' && in <= 'R') out = 0xD1 + in - 'J';
-        else if (in >= 'S' && in <= 'Z') out = 0xE2 + in - 'S';
-        else if (in >= 'a' && in <= 'i') out = 0x81 + in - 'a';
-        else if (in >= 'j' && in <= 'r') out = 0x91 + in - 'j';
-        else if (in >= 's' && in <= 'z') out = 0xA2 + in - 's';
-        else if (in == '(') out = 0x4D;
-        else if (in == ')') out = 0x5D;
-        else if (in == ':') out = 0x7A;
-        c = static_cast<char>(out);
-    }
+    if (!isAscii)
+        for (char& c : block) c = ebcdicOf(c);
     return block;
 }
 
@@ -89,10 +87,7 @@ inline std::int64_t sampleBits(int format, int value) {
     return bits;
 }
 
-/* A whole file: trace t is number t + 1 of record 7, with offset 100 t, coordinates in dm and a delay of -12 ms. */
-inline std::string makeSegy(const SegyRecipe& recipe) {
-    std::string file = textBlock(recipe.isAscii) + std::string(400, '\0') + recipe.afterBinaryHeader +
-                       std::string(static_cast<std::size_t>(recipe.traces) * recipe.traceBytes(), '\0');
+inline void putBinaryHeader(std::string& file, const SegyRecipe& recipe) {
     const auto put = [&](std::size_t place, int size, std::int64_t value) {
         putWord(file, place, size, value, recipe.isLittle);
     };
@@ -106,25 +101,35 @@ inline std::string makeSegy(const SegyRecipe& recipe) {
         put(3505, 2, static_cast<int>(recipe.afterBinaryHeader.size() / 3200));
     }
     if (recipe.revision > 1) put(3507, 4, recipe.extraTraceHeaders);
-    for (int t = 0; t < recipe.traces; ++t) {
-        const auto putHeader = [&](int byte, int size, std::int64_t value) { put(recipe.placeInTrace(t, byte), size, value); };
-        putHeader(1, 4, t + 1);
-        putHeader(9, 4, 7);
-        putHeader(13, 4, t + 1);
-        putHeader(21, 4, 1000 + t);
-        putHeader(29, 2, 1);
-        putHeader(37, 4, 100 * t);
-        putHeader(71, 2, -10);
-        putHeader(73, 4, 12345);
-        putHeader(81, 4, 12345 + 1000 * t);
-        putHeader(109, 2, -12);
-        putHeader(115, 2, recipe.samples);
-        putHeader(117, 2, recipe.intervalUs);
-        for (int k = 0; k < recipe.samples; ++k)
-            put(recipe.placeInTrace(t, 1) + 240u * (1u + static_cast<unsigned>(recipe.extraTraceHeaders)) +
-                    static_cast<unsigned>(k * recipe.sampleBytes()),
-                recipe.sampleBytes(), sampleBits(recipe.format, madeSample(t, k)));
-    }
+}
+
+inline void putTrace(std::string& file, const SegyRecipe& recipe, int t) {
+    const auto put = [&](int byte, int size, std::int64_t value) {
+        putWord(file, recipe.placeInTrace(t, byte), size, value, recipe.isLittle);
+    };
+    put(1, 4, t + 1);
+    put(9, 4, 7);
+    put(13, 4, t + 1);
+    put(21, 4, 1000 + t);
+    put(29, 2, 1);
+    put(37, 4, 100 * t);
+    put(71, 2, -10);
+    put(73, 4, 12345);
+    put(81, 4, 12345 + 1000 * t);
+    put(109, 2, -12);
+    put(115, 2, recipe.samples);
+    put(117, 2, recipe.intervalUs);
+    const int firstSample = 241 + 240 * recipe.extraTraceHeaders;
+    for (int k = 0; k < recipe.samples; ++k)
+        put(firstSample + k * recipe.sampleBytes(), recipe.sampleBytes(), sampleBits(recipe.format, madeSample(t, k)));
+}
+
+/* A whole file: trace t is number t + 1 of record 7, with offset 100 t, coordinates in dm and a delay of -12 ms. */
+inline std::string makeSegy(const SegyRecipe& recipe) {
+    std::string file = textBlock(recipe.isAscii) + std::string(400, '\0') + recipe.afterBinaryHeader +
+                       std::string(static_cast<std::size_t>(recipe.traces) * recipe.traceBytes(), '\0');
+    putBinaryHeader(file, recipe);
+    for (int t = 0; t < recipe.traces; ++t) putTrace(file, recipe, t);
     return file;
 }
 
