@@ -122,28 +122,41 @@ void TraceMaker::addNoise(const Station& station, std::vector<float>& samples) {
     for (std::size_t i = 0; i < samples.size(); ++i) samples[i] += static_cast<float>(scale * _noise[i]);
 }
 
-void TraceMaker::make(const Station& station, std::vector<float>& samples) {
-    samples.assign(static_cast<std::size_t>(_survey.sampleCount), 0.0f);
-    if (station.isDead) return;
-    const double offset = std::abs(station.offset()), interval = _survey.intervalMs;
-    constexpr double arrivalLength = 100.0, reflectionLength = 60.0; /* ms: where the wavelets have died down */
-    const auto addArrival = [&](double arrival, double strength) {
-        addBetween(samples, interval, arrival, arrival + arrivalLength,
-                   [&](double time) { return strength * causalWavelet(time - arrival, arrivalFrequency); });
+void TraceMaker::addArrivals(double offset, std::vector<float>& samples) const {
+    constexpr double length = 100.0; /* ms: where the wavelet has died down */
+    const auto addAt = [&](double arrival) {
+        addBetween(samples, _survey.intervalMs, arrival, arrival + length,
+                   [&](double time) { return causalWavelet(time - arrival, arrivalFrequency); });
     };
-    const double direct = directTime(offset), head = headWaveTime(offset);
-    addArrival(direct, 1.0);
-    if (hasHeadWave(offset)) addArrival(head, 1.0);
+    addAt(directTime(offset));
+    if (hasHeadWave(offset)) addAt(headWaveTime(offset));
+}
+
+void TraceMaker::addReflections(const Station& station, std::vector<float>& samples) const {
+    constexpr double length = 60.0; /* ms, likewise, on both sides */
+    const double offset = std::abs(station.offset());
     const double factor = velocityFactor(0.5 * (station.sourceX + station.receiverX));
     for (const Reflection& reflection : reflections) {
         const double arrival = std::hypot(reflection.time, 1000.0 * offset / (factor * reflection.velocity));
-        addBetween(samples, interval, arrival - reflectionLength, arrival + reflectionLength,
+        addBetween(samples, _survey.intervalMs, arrival - length, arrival + length,
                    [&](double time) { return reflection.strength * ricker(time - arrival, reflectionFrequency); });
     }
-    if (_survey.groundRoll > 0.0)
-        addBetween(samples, interval, direct, interval * _survey.sampleCount, [&](double time) {
-            return time > 1000.0 * offset / groundRollVelocity - 150.0 ? _survey.groundRoll * groundRollAt(time, offset) : 0.0;
-        });
+}
+
+void TraceMaker::addGroundRoll(double offset, std::vector<float>& samples) const {
+    constexpr double lead = 150.0; /* ms, of the train before its middle */
+    const double start = 1000.0 * offset / groundRollVelocity - lead;
+    addBetween(samples, _survey.intervalMs, directTime(offset), _survey.intervalMs * _survey.sampleCount,
+               [&](double time) { return time > start ? _survey.groundRoll * groundRollAt(time, offset) : 0.0; });
+}
+
+void TraceMaker::make(const Station& station, std::vector<float>& samples) {
+    samples.assign(static_cast<std::size_t>(_survey.sampleCount), 0.0f);
+    if (station.isDead) return;
+    const double offset = std::abs(station.offset());
+    addArrivals(offset, samples);
+    addReflections(station, samples);
+    if (_survey.groundRoll > 0.0) addGroundRoll(offset, samples);
     if (_survey.noise > 0.0) addNoise(station, samples);
     if (station.isReversed)
         for (float& sample : samples) sample = -sample;

@@ -57,6 +57,9 @@ class TraceMaker {
     double velocityFactor(double midpoint) const;
 
   private:
+    void addArrivals(double offset, std::vector<float>& samples) const;
+    void addReflections(const Station& station, std::vector<float>& samples) const;
+    void addGroundRoll(double offset, std::vector<float>& samples) const;
     void addNoise(const Station& station, std::vector<float>& samples);
 
     Survey _survey;
