@@ -20,6 +20,7 @@ struct Outcome {
 /* A scratch folder whose names are put together for the shell. */
 class TemporaryFolder : public ScratchFolder {
   public:
+    TemporaryFolder() {}  // written out: clang makes no constant one by a constructor that is implied
     std::string operator/(const std::string& name) const { return file(name); }
     std::string path() const { return ScratchFolder::path().string(); }
     /* Names in the folder, sorted. */

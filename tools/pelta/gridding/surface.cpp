@@ -201,7 +201,8 @@ void requireMemory(const Frame& frame, std::size_t points) {
     const std::optional<double> free = freeMemory();
     bool canBeHad = needed < static_cast<double>(std::numeric_limits<std::ptrdiff_t>::max()) && (!free || needed < *free);
     if (canBeHad) { /* limits of the process and of its address space show when asked for */
-        void* const trial = std::malloc(static_cast<std::size_t>(needed));
+        // Volatile: a compiler may leave out an allocation that nobody uses.
+        void* const volatile trial = std::malloc(static_cast<std::size_t>(needed));
         canBeHad = trial != nullptr;
         std::free(trial);
     }
