@@ -168,6 +168,7 @@ TEST(Signals, RemoveUnfinishedFilesAndEndTheProcess) {
     for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
         const ScratchFolder folder;
         const int status = waitStatusOf([&] {
+            signal(signalNumber, SIG_DFL);  // the tests may run as a job in the background, which ignores SIGINT
             removeUnfinishedFilesOnSignals();
             OutputFile first(folder.file("a"), false), second(folder.file("b"), false);
             first.write("half");
